@@ -1,0 +1,51 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace ferrydeck {
+
+// Stateless operations on folders. Paths are absolute without a trailing
+// slash; nothing here throws or shows anything: failures answer false, an
+// empty list or 0.
+class DirectoryUtilities {
+public:
+    DirectoryUtilities() = delete;
+
+    // The shell characters escaped here and removed by
+    // FileUtilities::removeInvalidFileCharacters, in the order they are applied.
+    static constexpr const char *kShellSetA = " '*?[]^{}~$&|<>;()";
+    static constexpr const char *kNameSet = ":'*?[]^{}~$&|<>;()";
+    static constexpr const char *kPathSet = ":'*?[]^{}~$&|<>\\/;()";
+
+    // The files below a folder at every depth, in walk order (a folder before
+    // its contents), skipping dot files and everything under a dot folder at
+    // the top. Symbolic links are listed with their own size, never followed.
+    static std::vector<std::string> sourceFilesAtDirectory(const std::string &directory, bool countDirectories,
+                                                           uint64_t &numberOfFiles, uint64_t &sizeOfFiles);
+    static std::vector<std::string> sourceFilesAtDirectory(const std::string &directory, uint64_t &numberOfFiles,
+                                                           uint64_t &sizeOfFiles);
+    static uint64_t numberOfBytesAtDirectory(const std::string &directory);
+    static int32_t numberOfFilesAtDirectory(const std::string &directory);
+    static std::vector<std::string> subDirectoriesAtDirectory(const std::string &directory);
+    // Bulk walk that only adds up file sizes; no dot filter.
+    static uint64_t fastFolderSizeAtFSRef(const std::string &directory);
+
+    static bool doesPathHaveWritePermissions(const std::string &path);
+    static mode_t directoryPermissionsForPath(const std::string &path);
+    static bool unlockDirectory(const std::string &path);
+
+    static std::string escapeCharachters(const std::string &text);
+    static bool isDirectoryNameValid(const std::string &name);
+    static std::string removeInvalidPathCharactersFromString(const std::string &text);
+    static std::string createUniqueDirectoryPathForPath(const std::string &path);
+
+    static bool clearDirectoryContents(const std::string &directory);
+    static void removeDirectoriesAtPath(const std::string &directory);
+    static bool removeContentsAtPath(const std::string &path);
+};
+
+} // namespace ferrydeck

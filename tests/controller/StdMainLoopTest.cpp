@@ -1,0 +1,91 @@
+#include "controller/StdMainLoop.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+using namespace std::chrono_literals;
+using ferrydeck::StdMainLoop;
+
+TEST(StdMainLoop, PostedTasksRunInOrderOnTheLoopThread)
+{
+    StdMainLoop loop;
+    std::vector<int> order;
+    std::thread worker([&] {
+        loop.post([&] { order.push_back(1); });
+        loop.post([&] { order.push_back(2); });
+    });
+    worker.join();
+    EXPECT_TRUE(loop.runUntil([&] { return order.size() == 2; }, 2s));
+    EXPECT_EQ(order, (std::vector<int>{1, 2}));
+}
+
+TEST(StdMainLoop, InvokeAndWaitRunsOnTheLoopAndInlineOnItself)
+{
+    StdMainLoop loop;
+    std::thread::id ranOn;
+    std::atomic<bool> returned{false};
+    std::thread worker([&] {
+        loop.invokeAndWait([&] { ranOn = std::this_thread::get_id(); });
+        returned = true;
+    });
+    EXPECT_TRUE(loop.runUntil([&] { return returned.load(); }, 2s));
+    worker.join();
+    EXPECT_EQ(ranOn, std::this_thread::get_id());
+    bool inlineRan = false;
+    loop.invokeAndWait([&] { inlineRan = true; });
+    EXPECT_TRUE(inlineRan);
+}
+
+TEST(StdMainLoop, TimersFireOnceInDeadlineOrderUnlessCancelled)
+{
+    StdMainLoop loop;
+    std::vector<std::string> fired;
+    loop.scheduleOnce(0.06, [&] { fired.push_back("late"); });
+    loop.scheduleOnce(0.01, [&] { fired.push_back("early"); });
+    auto cancelled = loop.scheduleOnce(0.02, [&] { fired.push_back("cancelled"); });
+    cancelled->cancel();
+    EXPECT_FALSE(cancelled->isActive());
+    EXPECT_TRUE(loop.runUntil([&] { return fired.size() == 2; }, 2s));
+    loop.processEvents(30ms);
+    EXPECT_EQ(fired, (std::vector<std::string>{"early", "late"}));
+    EXPECT_EQ(loop.pendingTimers(), 0u);
+}
+
+TEST(StdMainLoop, TimerChainReschedulesItself)
+{
+    StdMainLoop loop;
+    int ticks = 0;
+    std::function<void()> tick = [&] {
+        if (++ticks < 3) loop.scheduleOnce(0.001, tick);
+    };
+    loop.scheduleOnce(0.001, tick);
+    EXPECT_TRUE(loop.runUntil([&] { return ticks == 3; }, 2s));
+}
+
+TEST(StdMainLoop, WaitersAreReleasedWhenTheLoopGoesAway)
+{
+    auto loop = std::make_unique<StdMainLoop>();
+    std::atomic<bool> started{false}, returned{false}, ran{false};
+    std::thread worker([&] {
+        started = true;
+        loop->invokeAndWait([&] { ran = true; });
+        returned = true;
+    });
+    while (!started) std::this_thread::yield();
+    std::this_thread::sleep_for(20ms);
+    loop.reset();
+    worker.join();
+    EXPECT_TRUE(returned.load());
+    EXPECT_FALSE(ran.load());
+}
+
+TEST(StdMainLoop, RunUntilTimesOutAndQuitEndsRun)
+{
+    StdMainLoop loop;
+    EXPECT_FALSE(loop.runUntil([] { return false; }, 30ms));
+    loop.scheduleOnce(0.01, [&] { loop.quit(); });
+    loop.run();
+    SUCCEED() << "run returned after quit";
+}

@@ -1,0 +1,140 @@
+#include "fsutil/DirectoryUtilities.h"
+#include "support/TestFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+using ferrydeck::DirectoryUtilities;
+using namespace ferrydeck::test;
+
+namespace {
+
+std::vector<std::string> listed(const std::string &dir, bool folders, uint64_t &count, uint64_t &bytes)
+{
+    auto files = DirectoryUtilities::sourceFilesAtDirectory(dir, folders, count, bytes);
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+} // namespace
+
+TEST(SourceWalk, SkipsDotFilesAndEverythingUnderTopLevelDotFolders)
+{
+    TempDir card;
+    writeSizedFile(card / "a.mov", 1000);
+    writeFile(card / ".DS_Store", "x");
+    writeFile(card / "._a.mov", "xx");
+    writeFile(card / ".Trashes/501/x.mov", "trash");
+    writeFile(card / "DCIM/.hidden/y.jpg", "12345");
+    writeFile(card / "DCIM/.hidden/.z.jpg", "no");
+
+    uint64_t count = 99, bytes = 99;
+    const auto files = listed(card.path(), false, count, bytes);
+    EXPECT_EQ(files, (std::vector<std::string>{card / "DCIM/.hidden/y.jpg", card / "a.mov"}));
+    EXPECT_EQ(count, 2u);
+    EXPECT_EQ(bytes, 1005u);
+    EXPECT_EQ(DirectoryUtilities::numberOfBytesAtDirectory(card.path()), 1005u);
+    // The plain count has no dot filter at all.
+    EXPECT_EQ(DirectoryUtilities::numberOfFilesAtDirectory(card.path()), 6);
+}
+
+TEST(SourceWalk, ListsFoldersWhenAskedWithoutCountingThem)
+{
+    TempDir card;
+    writeSizedFile(card / "DCIM/100/a.jpg", 300);
+    makeDirectory(card / ".Spotlight/store");
+
+    uint64_t count = 0, bytes = 0, countWithout = 0, bytesWithout = 0;
+    const auto files = listed(card.path(), true, count, bytes);
+    listed(card.path(), false, countWithout, bytesWithout);
+    EXPECT_EQ(files, (std::vector<std::string>{card / "DCIM", card / "DCIM/100", card / "DCIM/100/a.jpg"}));
+    EXPECT_EQ(count, countWithout);
+    EXPECT_EQ(bytes, bytesWithout);
+    EXPECT_EQ(DirectoryUtilities::subDirectoriesAtDirectory(card.path()),
+              (std::vector<std::string>{card / "DCIM", card / "DCIM/100"}));
+}
+
+TEST(SourceWalk, ParentComesBeforeItsContents)
+{
+    TempDir card;
+    writeFile(card / "A/B/C/deep.mov", "d");
+    writeFile(card / "A/top.mov", "t");
+    uint64_t count = 0, bytes = 0;
+    const auto all = DirectoryUtilities::sourceFilesAtDirectory(card.path(), true, count, bytes);
+    auto at = [&](const std::string &p) { return std::find(all.begin(), all.end(), card / p) - all.begin(); };
+    EXPECT_LT(at("A"), at("A/B"));
+    EXPECT_LT(at("A/B"), at("A/B/C"));
+    EXPECT_LT(at("A/B/C"), at("A/B/C/deep.mov"));
+    EXPECT_LT(at("A"), at("A/top.mov"));
+}
+
+TEST(SourceWalk, SymbolicLinksCountWithTheirOwnSizeAndAreNotFollowed)
+{
+    TempDir root;
+    writeSizedFile(root / "outside/big.bin", 100000);
+    writeFile(root / "card/clip.mov", "12345");
+    ASSERT_EQ(::symlink((root / "outside").c_str(), (root / "card/linkdir").c_str()), 0);
+    ASSERT_EQ(::symlink("clip.mov", (root / "card/linkfile").c_str()), 0);
+    ASSERT_EQ(::symlink("nowhere", (root / "card/dangling").c_str()), 0);
+
+    uint64_t count = 0, bytes = 0;
+    const auto files = listed(root / "card", false, count, bytes);
+    EXPECT_EQ(files, (std::vector<std::string>{root / "card/clip.mov", root / "card/dangling",
+                                               root / "card/linkdir", root / "card/linkfile"}));
+    EXPECT_EQ(count, 4u);
+    // 5 bytes of the clip plus the lengths of the three link targets.
+    EXPECT_EQ(bytes, 5u + (root / "outside").size() + 8u + 7u);
+    EXPECT_EQ(DirectoryUtilities::fastFolderSizeAtFSRef(root / "card"), bytes);
+}
+
+TEST(SourceWalk, MissingOrEmptyFolderGivesNothing)
+{
+    TempDir dir;
+    uint64_t count = 7, bytes = 7;
+    EXPECT_TRUE(DirectoryUtilities::sourceFilesAtDirectory(dir.path(), count, bytes).empty());
+    EXPECT_EQ(count + bytes, 0u);
+    count = bytes = 7;
+    EXPECT_TRUE(DirectoryUtilities::sourceFilesAtDirectory(dir / "missing", count, bytes).empty());
+    EXPECT_EQ(count + bytes, 0u);
+    EXPECT_EQ(DirectoryUtilities::numberOfFilesAtDirectory(dir / "missing"), 0);
+    EXPECT_EQ(DirectoryUtilities::fastFolderSizeAtFSRef(dir / "missing"), 0u);
+}
+
+TEST(SourceWalk, UnreadableSubfolderIsSkippedNotFatal)
+{
+    if (::geteuid() == 0) GTEST_SKIP() << "root reads every folder";
+    TempDir card;
+    writeFile(card / "ok/a.mov", "a");
+    writeFile(card / "locked/b.mov", "b");
+    ASSERT_EQ(::chmod((card / "locked").c_str(), 0), 0);
+    uint64_t count = 0, bytes = 0;
+    const auto files = listed(card.path(), false, count, bytes);
+    EXPECT_EQ(files, (std::vector<std::string>{card / "ok/a.mov"}));
+}
+
+TEST(Permissions, WriteTestAndModeBits)
+{
+    TempDir dir;
+    writeFile(dir / "f", "x");
+    ASSERT_EQ(::chmod((dir / "f").c_str(), 0640), 0);
+    EXPECT_EQ(DirectoryUtilities::directoryPermissionsForPath(dir / "f"), 0640u);
+    EXPECT_EQ(DirectoryUtilities::directoryPermissionsForPath(dir / "missing"), 0u);
+    EXPECT_TRUE(DirectoryUtilities::doesPathHaveWritePermissions(dir.path()));
+    EXPECT_FALSE(DirectoryUtilities::doesPathHaveWritePermissions(dir / "missing"));
+}
+
+TEST(Permissions, UnlockAddsOwnerWriteThroughTheTree)
+{
+    TempDir dir;
+    writeFile(dir / "card/CLIP/a.mov", "x");
+    ASSERT_EQ(::chmod((dir / "card/CLIP/a.mov").c_str(), 0444), 0);
+    ASSERT_EQ(::chmod((dir / "card/CLIP").c_str(), 0555), 0);
+    EXPECT_TRUE(DirectoryUtilities::unlockDirectory(dir / "card"));
+    EXPECT_EQ(DirectoryUtilities::directoryPermissionsForPath(dir / "card/CLIP") & 0200, 0200u);
+    EXPECT_EQ(DirectoryUtilities::directoryPermissionsForPath(dir / "card/CLIP/a.mov"), 0644u);
+    EXPECT_FALSE(DirectoryUtilities::unlockDirectory(dir / "missing"));
+}

@@ -1,0 +1,118 @@
+#include "fsutil/FileCopy.h"
+#include "support/TestFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+using ferrydeck::FileCopy;
+using namespace ferrydeck::test;
+
+namespace {
+
+struct stat statOf(const std::string &path)
+{
+    struct stat info {};
+    EXPECT_EQ(::lstat(path.c_str(), &info), 0) << path;
+    return info;
+}
+
+} // namespace
+
+class FileCopyPaths : public ::testing::TestWithParam<bool> {};
+
+TEST_P(FileCopyPaths, CopiesBytesModeAndTimes)
+{
+    TempDir dir;
+    writeSizedFile(dir / "src.bin", (5 << 20) + 123, 3);
+    ASSERT_EQ(::chmod((dir / "src.bin").c_str(), 0640), 0);
+    const struct timespec times[2] = {{1000000000, 5}, {1200000000, 700}};
+    ASSERT_EQ(::utimensat(AT_FDCWD, (dir / "src.bin").c_str(), times, 0), 0);
+
+    FileCopy::Options options;
+    options.useCopyFileRange = GetParam();
+    options.bufferSize = 64 * 1024;
+    const auto result = FileCopy::copyFile(dir / "src.bin", dir / "dst.bin", options);
+    ASSERT_TRUE(result.ok()) << result.describe();
+    EXPECT_EQ(result.bytesCopied, (5u << 20) + 123);
+    EXPECT_EQ(readFile(dir / "dst.bin"), readFile(dir / "src.bin"));
+    const struct stat copy = statOf(dir / "dst.bin");
+    EXPECT_EQ(copy.st_mode & 07777, 0640u);
+    EXPECT_EQ(copy.st_mtim.tv_sec, 1200000000);
+    EXPECT_EQ(copy.st_mtim.tv_nsec, 700);
+}
+
+TEST_P(FileCopyPaths, EmptyFile)
+{
+    TempDir dir;
+    writeFile(dir / "empty", "");
+    FileCopy::Options options;
+    options.useCopyFileRange = GetParam();
+    ASSERT_TRUE(FileCopy::copyFile(dir / "empty", dir / "copy", options).ok());
+    EXPECT_EQ(statOf(dir / "copy").st_size, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(KernelAndFallback, FileCopyPaths, ::testing::Values(true, false));
+
+TEST(FileCopy, NeverReplacesAnExistingDestination)
+{
+    TempDir dir;
+    writeFile(dir / "src", "new");
+    writeFile(dir / "dst", "footage");
+    const auto result = FileCopy::copyFile(dir / "src", dir / "dst");
+    EXPECT_EQ(result.error, EEXIST);
+    EXPECT_EQ(readFile(dir / "dst"), "footage");
+    ASSERT_EQ(::symlink("nowhere", (dir / "link").c_str()), 0);
+    EXPECT_EQ(FileCopy::copyFile(dir / "src", dir / "link").error, EEXIST);
+}
+
+TEST(FileCopy, SymbolicLinkIsCopiedAsALink)
+{
+    TempDir dir;
+    writeFile(dir / "target", "data");
+    ASSERT_EQ(::symlink("target", (dir / "link").c_str()), 0);
+    ASSERT_TRUE(FileCopy::copyFile(dir / "link", dir / "copy").ok());
+    EXPECT_TRUE(S_ISLNK(statOf(dir / "copy").st_mode));
+    char buffer[64] = {};
+    ASSERT_EQ(::readlink((dir / "copy").c_str(), buffer, sizeof buffer - 1), 6);
+    EXPECT_STREQ(buffer, "target");
+}
+
+TEST(FileCopy, RefusesMissingSourcesAndSpecialFilesWithoutBlocking)
+{
+    TempDir dir;
+    EXPECT_EQ(FileCopy::copyFile(dir / "missing", dir / "a").error, ENOENT);
+    ASSERT_EQ(::mkfifo((dir / "fifo").c_str(), 0644), 0);
+    const auto fifo = FileCopy::copyFile(dir / "fifo", dir / "b");
+    EXPECT_EQ(fifo.error, EINVAL);
+    EXPECT_FALSE(exists(dir / "b"));
+
+    const int sock = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    const std::string socketPath = dir / "sock";
+    std::strncpy(address.sun_path, socketPath.c_str(), sizeof address.sun_path - 1);
+    ASSERT_EQ(::bind(sock, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    EXPECT_EQ(FileCopy::copyFile(socketPath, dir / "c").error, EINVAL);
+    ::close(sock);
+
+    makeDirectory(dir / "folder");
+    EXPECT_FALSE(FileCopy::copyFile(dir / "folder", dir / "d").ok());
+}
+
+TEST(FileCopy, MissingDestinationFolderFails)
+{
+    TempDir dir;
+    writeFile(dir / "src", "x");
+    const auto result = FileCopy::copyFile(dir / "src", dir / "no/such/dst");
+    EXPECT_EQ(result.error, ENOENT);
+    EXPECT_FALSE(result.dooms());
+    EXPECT_NE(result.describe().find("create destination"), std::string::npos);
+}

@@ -1,0 +1,207 @@
+#include "fsutil/DirectoryUtilities.h"
+#include "fsutil/FileUtilities.h"
+#include "support/TestFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+using ferrydeck::DirectoryUtilities;
+using ferrydeck::FileUtilities;
+using namespace ferrydeck::test;
+
+TEST(Escape, EachClassUsesItsOwnCharacterSet)
+{
+    EXPECT_EQ(DirectoryUtilities::escapeCharachters("My Card (2)"), "My\\ Card\\ \\(2\\)");
+    EXPECT_EQ(FileUtilities::escapeCharachters("Card 1/it's.mov"), "Card\\ 1/it\\'s.mov");
+    // Set A has no ! # % = or double quote; set B has no ^ { } or ~.
+    EXPECT_EQ(DirectoryUtilities::escapeCharachters("a!#%=\"^{}~"), "a!#%=\"\\^\\{\\}\\~");
+    EXPECT_EQ(FileUtilities::escapeCharachters("a!#%=\"^{}~"), "a\\!\\#\\%\\=\\\"^{}~");
+    // A backslash already present is not doubled.
+    EXPECT_EQ(FileUtilities::escapeCharachters("a\\b c"), "a\\b\\ c");
+}
+
+TEST(Escape, FilePathEscapesParentAndTurnsSlashesOfTheNameIntoColons)
+{
+    TempDir dir;
+    makeDirectory(dir / "My Dir");
+    EXPECT_EQ(FileUtilities::escapeFilePathCharachters(dir / "My Dir"),
+              FileUtilities::escapeCharachters(dir / "My Dir"));
+    EXPECT_EQ(FileUtilities::escapeFilePathCharachters("/no such/a b.mov"), "/no\\ such/a\\ b.mov");
+}
+
+TEST(InvalidCharacters, RemoveAndValidate)
+{
+    EXPECT_EQ(DirectoryUtilities::removeInvalidPathCharactersFromString("Card: 1/2"), "Card 12");
+    EXPECT_EQ(DirectoryUtilities::removeInvalidPathCharactersFromString("a\\b|c"), "abc");
+    EXPECT_EQ(FileUtilities::removeInvalidFileCharacters("My Card (2)!"), "MyCard2!");
+    EXPECT_FALSE(DirectoryUtilities::isDirectoryNameValid("Card:1"));
+    EXPECT_TRUE(DirectoryUtilities::isDirectoryNameValid("Card 1"));
+    EXPECT_TRUE(DirectoryUtilities::isDirectoryNameValid("Card/1"));
+    EXPECT_FALSE(DirectoryUtilities::isDirectoryNameValid("a$b"));
+}
+
+TEST(UniqueNames, FolderNumberingStartsAtTwoAndCreatesTheFolder)
+{
+    TempDir dest;
+    EXPECT_EQ(DirectoryUtilities::createUniqueDirectoryPathForPath(dest / "Card"), dest / "Card");
+    EXPECT_EQ(DirectoryUtilities::createUniqueDirectoryPathForPath(dest / "Card"), dest / "Card-2");
+    EXPECT_EQ(DirectoryUtilities::createUniqueDirectoryPathForPath(dest / "Card"), dest / "Card-3");
+    EXPECT_TRUE(exists(dest / "Card-3"));
+    // Missing parents are made too.
+    EXPECT_EQ(DirectoryUtilities::createUniqueDirectoryPathForPath(dest / "a/b/Card"), dest / "a/b/Card");
+    EXPECT_TRUE(exists(dest / "a/b/Card"));
+    // A file in the way counts as taken.
+    writeFile(dest / "Clip", "x");
+    EXPECT_EQ(DirectoryUtilities::createUniqueDirectoryPathForPath(dest / "Clip"), dest / "Clip-2");
+}
+
+TEST(UniqueNames, FilePathKeepsTheDotAndCreatesNothing)
+{
+    TempDir logs;
+    EXPECT_EQ(FileUtilities::ensureFilePathDoesNotExist(logs / "log.txt"), logs / "log.txt");
+    writeFile(logs / "log.txt", "x");
+    EXPECT_EQ(FileUtilities::ensureFilePathDoesNotExist(logs / "log.txt"), logs / "log-2.txt");
+    writeFile(logs / "log-2.txt", "x");
+    EXPECT_EQ(FileUtilities::ensureFilePathDoesNotExist(logs / "log.txt"), logs / "log-3.txt");
+    EXPECT_FALSE(exists(logs / "log-3.txt"));
+    EXPECT_EQ(FileUtilities::ensureFilePathDoesNotExist(logs / "notes"), logs / "notes.");
+    EXPECT_EQ(FileUtilities::ensureFilePathDoesNotExist(logs / "a.tar.gz"), logs / "a.tar.gz");
+}
+
+TEST(UniqueNames, NumberedCopyStartsAtOne)
+{
+    TempDir dir;
+    writeFile(dir / "src/A.MOV", "movie");
+    writeFile(dir / "dst/A.MOV", "other");
+    EXPECT_TRUE(FileUtilities::copyFileWithConsecutiveNumbering(dir / "src/A.MOV", dir / "dst"));
+    EXPECT_EQ(readFile(dir / "dst/A(1).MOV"), "movie");
+    EXPECT_TRUE(FileUtilities::copyFileWithConsecutiveNumbering(dir / "src/A.MOV", dir / "dst"));
+    EXPECT_EQ(readFile(dir / "dst/A(2).MOV"), "movie");
+    EXPECT_EQ(readFile(dir / "dst/A.MOV"), "other");
+    EXPECT_FALSE(FileUtilities::copyFileWithConsecutiveNumbering(dir / "src/none.MOV", dir / "dst"));
+}
+
+TEST(Digits, KeepsDigitsAndNarrowsWideCharacters)
+{
+    EXPECT_EQ(FileUtilities::removeNonNumericsFromString("A001C003_0815.MXF", false), "0010030815");
+    EXPECT_EQ(FileUtilities::removeNonNumericsFromString("29.97 fps", true), "29.97");
+    EXPECT_EQ(FileUtilities::removeNonNumericsFromString("29.97 fps", false), "2997");
+    // U+0130 has the low byte 0x30, U+0139 0x39: they count as 0 and 9.
+    EXPECT_EQ(FileUtilities::removeNonNumericsFromString("x\xC4\xB0y\xC4\xB9", false), "09");
+    EXPECT_EQ(FileUtilities::removeNonNumericsFromString("\xff\xfe" "7", false), "7");
+}
+
+TEST(Lookup, FragmentFolderAndPrecedingEntry)
+{
+    TempDir dir;
+    writeFile(dir / "CLIP/0001AB.MXF", "x");
+    EXPECT_EQ(FileUtilities::findFileMatchingPattern("AB", dir / "CLIP"), dir / "CLIP/0001AB.MXF");
+    EXPECT_EQ(FileUtilities::findFileMatchingPattern("ab", dir / "CLIP"), std::nullopt);
+    EXPECT_EQ(FileUtilities::findFileMatchingPattern("AB", dir / "missing"), std::nullopt);
+
+    EXPECT_EQ(FileUtilities::findDirectoryPathForFile(dir / "CLIP/0001AB.MXF"), dir / "CLIP");
+    EXPECT_EQ(FileUtilities::findDirectoryPathForFile(dir / "CLIP"), dir / "CLIP");
+    EXPECT_EQ(FileUtilities::findDirectoryPathForFile(dir / "nothing"), std::nullopt);
+    EXPECT_EQ(FileUtilities::findDirectoryNameForFile(dir / "CLIP/0001AB.MXF"), "CLIP");
+
+    const std::vector<std::string> list{"id", "a", "b-id", "c"};
+    EXPECT_EQ(FileUtilities::findArrayEntryPreceedingIdentifier(list, "id", false), "a");
+    EXPECT_EQ(FileUtilities::findArrayEntryPreceedingIdentifier(list, "id", true), std::nullopt);
+    EXPECT_EQ(FileUtilities::findArrayEntryPreceedingIdentifier(list, "c", true), "b-id");
+    EXPECT_EQ(FileUtilities::findArrayEntryPreceedingIdentifier({}, "c", true), std::nullopt);
+}
+
+TEST(Lookup, ResolvePathFollowsLinkChainsOnly)
+{
+    TempDir dir;
+    writeFile(dir / "target.mov", "x");
+    ASSERT_EQ(::symlink((dir / "target.mov").c_str(), (dir / "l1").c_str()), 0);
+    ASSERT_EQ(::symlink((dir / "l1").c_str(), (dir / "l2").c_str()), 0);
+    const std::string real = FileUtilities::resolvePath(dir / "target.mov");
+    EXPECT_EQ(real, dir / "target.mov");
+    EXPECT_EQ(FileUtilities::resolvePath(dir / "l2"), FileUtilities::resolvePath(FileUtilities::resolvePath(dir / "l1")));
+    EXPECT_NE(FileUtilities::resolvePath(dir / "l2"), dir / "l2");
+    EXPECT_EQ(FileUtilities::resolvePath(dir / "missing"), dir / "missing");
+}
+
+TEST(Ordering, NumericOrderIsStableAndCountsExtensionDigits)
+{
+    const std::vector<std::string> in{"/c/C10.MOV", "/c/C9.MOV", "/c/C100.MOV", "/d/C9.MOV"};
+    EXPECT_EQ(FileUtilities::orderFilePathsByAscendingNumericValue(in),
+              (std::vector<std::string>{"/c/C9.MOV", "/d/C9.MOV", "/c/C10.MOV", "/c/C100.MOV"}));
+    // GOPR0012.MP4 reads 124; GOPR0013.MOV reads 13.
+    EXPECT_EQ(FileUtilities::orderFilePathsByAscendingNumericValue({"/GOPR0012.MP4", "/GOPR0013.MOV"}),
+              (std::vector<std::string>{"/GOPR0013.MOV", "/GOPR0012.MP4"}));
+    // No digits reads as 0; a huge number saturates instead of wrapping.
+    EXPECT_EQ(FileUtilities::orderFilePathsByAscendingNumericValue({"/99999999999.x", "/none.x"}),
+              (std::vector<std::string>{"/none.x", "/99999999999.x"}));
+}
+
+TEST(Ordering, CreationDateIsOldestFirstWithTiesInInputOrder)
+{
+    TempDir dir;
+    writeFile(dir / "first", "1");
+    usleep(20000);
+    writeFile(dir / "second", "2");
+    usleep(20000);
+    writeFile(dir / "third", "3");
+    // A hard link shares its inode's dates, so it ties with "first".
+    ASSERT_EQ(::link((dir / "first").c_str(), (dir / "twin").c_str()), 0);
+
+    EXPECT_EQ(FileUtilities::orderFilePathsByCreationDate({dir / "third", dir / "twin", dir / "second", dir / "first"}),
+              (std::vector<std::string>{dir / "twin", dir / "first", dir / "second", dir / "third"}));
+    EXPECT_EQ(FileUtilities::orderFilePathsByCreationDate({dir / "first", dir / "third", dir / "twin"}),
+              (std::vector<std::string>{dir / "first", dir / "twin", dir / "third"}));
+    // An unreadable date leaves the list as it came.
+    const std::vector<std::string> withMissing{dir / "third", dir / "gone", dir / "first"};
+    EXPECT_EQ(FileUtilities::orderFilePathsByCreationDate(withMissing), withMissing);
+}
+
+TEST(CardCleanup, ClearKeepsFoldersAndPruneSparesContents)
+{
+    TempDir card;
+    writeFile(card / "CONTENTS/VIDEO/a.MXF", "x");
+    writeFile(card / "CONTENTS/b.XML", "x");
+    writeFile(card / "LASTCLIP.TXT", "x");
+    EXPECT_TRUE(DirectoryUtilities::clearDirectoryContents(card / "CONTENTS"));
+    EXPECT_TRUE(exists(card / "CONTENTS/VIDEO"));
+    EXPECT_FALSE(exists(card / "CONTENTS/VIDEO/a.MXF"));
+    EXPECT_FALSE(exists(card / "CONTENTS/b.XML"));
+
+    DirectoryUtilities::removeDirectoriesAtPath(card.path());
+    EXPECT_TRUE(exists(card / "CONTENTS"));
+    EXPECT_TRUE(exists(card / "LASTCLIP.TXT"));
+
+    writeFile(card / "OLD/deep/c.MXF", "x");
+    DirectoryUtilities::removeDirectoriesAtPath(card.path());
+    EXPECT_FALSE(exists(card / "OLD"));
+    EXPECT_TRUE(exists(card / "CONTENTS/VIDEO"));
+}
+
+TEST(CardCleanup, ClearNeverFollowsALinkOffTheCard)
+{
+    TempDir dir;
+    writeFile(dir / "elsewhere/precious.mov", "keep");
+    writeFile(dir / "card/a.mov", "x");
+    ASSERT_EQ(::symlink((dir / "elsewhere").c_str(), (dir / "card/link").c_str()), 0);
+    EXPECT_TRUE(DirectoryUtilities::clearDirectoryContents(dir / "card"));
+    EXPECT_EQ(readFile(dir / "elsewhere/precious.mov"), "keep");
+    EXPECT_FALSE(exists(dir / "card/link"));
+}
+
+TEST(CardCleanup, RemoveContentsReportsFailure)
+{
+    TempDir dir;
+    writeFile(dir / "x/y/z", "1");
+    EXPECT_TRUE(DirectoryUtilities::removeContentsAtPath(dir / "x"));
+    EXPECT_FALSE(exists(dir / "x"));
+    EXPECT_FALSE(DirectoryUtilities::removeContentsAtPath(dir / "x"));
+}
+
+TEST(Megabytes, AreDecimal)
+{
+    EXPECT_DOUBLE_EQ(FileUtilities::rawSizeToMegaBytes(1500000), 1.5);
+    EXPECT_DOUBLE_EQ(FileUtilities::convertByteSizeToMegaBytes(-2000000), -2.0);
+    EXPECT_FALSE(FileUtilities::runAppleScriptCommand("tell application \"Finder\" to beep"));
+}

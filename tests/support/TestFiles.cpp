@@ -1,0 +1,75 @@
+#include "support/TestFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <stdlib.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace fs = std::filesystem;
+
+namespace ferrydeck::test {
+
+TempDir::TempDir()
+{
+    std::string pattern = (fs::temp_directory_path() / "ferrydeck-test-XXXXXX").string();
+    if (!::mkdtemp(pattern.data())) throw std::runtime_error("mkdtemp failed");
+    m_path = pattern;
+}
+
+TempDir::~TempDir()
+{
+    std::error_code error;
+    // Tests make folders read-only on purpose; give them back before removal.
+    for (auto it = fs::recursive_directory_iterator(m_path, fs::directory_options::skip_permission_denied, error);
+         !error && it != fs::recursive_directory_iterator(); it.increment(error)) {
+        if (it->is_directory(error) && !it->is_symlink(error)) {
+            fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, error);
+        }
+    }
+    fs::remove_all(m_path, error);
+}
+
+void writeFile(const std::string &path, const std::string &content)
+{
+    fs::create_directories(fs::path(path).parent_path());
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << content;
+    if (!out) ADD_FAILURE() << "could not write " << path;
+}
+
+void writeSizedFile(const std::string &path, uint64_t size, unsigned seed)
+{
+    std::string content(size, '\0');
+    uint32_t state = seed * 2654435761u + 1;
+    for (char &c : content) {
+        state = state * 1664525u + 1013904223u;
+        c = static_cast<char>(state >> 24);
+    }
+    writeFile(path, content);
+}
+
+std::string readFile(const std::string &path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+void makeDirectory(const std::string &path)
+{
+    fs::create_directories(path);
+}
+
+bool exists(const std::string &path)
+{
+    struct stat info {};
+    return ::lstat(path.c_str(), &info) == 0;
+}
+
+} // namespace ferrydeck::test

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace ferrydeck::test {
+
+// A fresh folder under the system's temporary folder, removed with its
+// contents (made writable first) when the object goes.
+class TempDir {
+public:
+    TempDir();
+    ~TempDir();
+    TempDir(const TempDir &) = delete;
+    TempDir &operator=(const TempDir &) = delete;
+
+    const std::string &path() const { return m_path; }
+    std::string operator/(const std::string &relative) const { return m_path + "/" + relative; }
+
+private:
+    std::string m_path;
+};
+
+// Writes `content` to `path`, creating missing parent folders.
+void writeFile(const std::string &path, const std::string &content);
+// `size` bytes of a repeatable pattern that depends on `seed`.
+void writeSizedFile(const std::string &path, uint64_t size, unsigned seed = 1);
+std::string readFile(const std::string &path);
+void makeDirectory(const std::string &path);
+bool exists(const std::string &path);
+
+} // namespace ferrydeck::test
