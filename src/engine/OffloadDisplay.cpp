@@ -115,6 +115,8 @@ void OffloadInstance::updateInterfaceEstimatedTime()
     const auto completion = now + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(remaining));
     {
         std::lock_guard lock(m_interface->lockInterface());
+        // An estimate begun before the job completed must not cover "Complete".
+        if (offloadStatus() == kCompleted) return;
         m_interface->setEstimatedTimeRemaining(remaining < 60.0 ? "Under 1 min"
                                                                 : convertIntToTimeString(hours) + ":" +
                                                                       convertIntToTimeString(minutes) + ":" +
