@@ -32,9 +32,9 @@ cp_sync_cmp() {
   done
 }
 
-fresh; fd_size=$(seconds "$cli" copy "$card" "$work/out" --verify size)
+fresh; fd_size=$(seconds "$cli" copy "$card" "$work/out" --verify size --threads "${THREADS:-8}")
 fresh; cp_s=$(seconds cp_sync)
-fresh; fd_contents=$(seconds "$cli" copy "$card" "$work/out" --verify contents)
+fresh; fd_contents=$(seconds "$cli" copy "$card" "$work/out" --verify contents --threads "${THREADS:-8}")
 fresh; cpcmp_s=$(seconds cp_sync_cmp)
 
 echo "card: $big x ${big_mb} MB + $small x ${small_kb} KB"

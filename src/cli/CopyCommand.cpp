@@ -32,7 +32,7 @@ struct CopyOptions {
     std::string source;
     std::string destination;
     std::string verify = "size";
-    int threads = 4;
+    int threads = 8;
     bool verboseLog = false;
     bool json = false;
 };
