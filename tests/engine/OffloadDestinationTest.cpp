@@ -4,14 +4,6 @@
 
 using namespace ferrydeck;
 
-TEST(OffloadDestination, NewDestinationIsInUse)
-{
-    const OffloadDestination blank;
-    EXPECT_EQ(blank.destinationPath(), "");
-    EXPECT_TRUE(blank.inUse());
-    EXPECT_EQ(blank.createAttributesDictionary(), (Dictionary{{"destinationPath", ""}, {"inUse", true}}));
-}
-
 TEST(OffloadDestination, LoadsKnownKeysAndKeepsFieldsForMissingOrUnreadableOnes)
 {
     OffloadDestination onlyInUse;
@@ -41,7 +33,10 @@ TEST(OffloadDestination, RoundTripsThroughItsDictionary)
 {
     OffloadDestination original("/media/backup/Day 1");
     original.setInUse(false);
+    EXPECT_EQ(original.createAttributesDictionary(),
+              (Dictionary{{"destinationPath", "/media/backup/Day 1"}, {"inUse", false}}));
     OffloadDestination copy;
+    EXPECT_TRUE(copy.inUse()); // a new destination is in use
     copy.loadAttributesFromDictionary(original.createAttributesDictionary());
     EXPECT_EQ(copy.destinationPath(), "/media/backup/Day 1");
     EXPECT_FALSE(copy.inUse());

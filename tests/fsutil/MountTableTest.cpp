@@ -35,8 +35,3 @@ TEST(MountTable, ReadsFieldsAroundOptionalTagsAndSkipsMalformedLines)
     EXPECT_EQ(entries[2].root, "/sub");
     EXPECT_EQ(entries[2].source, "//server/share");
 }
-
-TEST(MountTable, MissingTableIsEmpty)
-{
-    EXPECT_TRUE(MountTable::read("/nonexistent/mountinfo").empty());
-}
