@@ -13,6 +13,9 @@ packages=(
   diffutils findutils coreutils time
   # card rename tools and the test images they work on
   dosfstools exfatprogs e2fsprogs mtools
+  # gdbus, to relabel cards through udisks2 (udisksctl comes with the
+  # desktop's udisks2; without it eject falls back to umount)
+  libglib2.0-bin
 )
 
 missing=()

@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -46,6 +47,19 @@ public:
     static bool clearDirectoryContents(const std::string &directory);
     static void removeDirectoriesAtPath(const std::string &directory);
     static bool removeContentsAtPath(const std::string &path);
+
+    // Volumes, through VolumeService::current(). Lists are sorted by plain
+    // byte comparison.
+    static std::vector<std::string> localVolumes();
+    static std::vector<std::string> removableDrives();
+    // Only a mount path itself is removable: not a folder inside it, not the
+    // path with a trailing slash.
+    static bool driveIsRemovable(const std::string &path);
+    // none when newName is not a valid folder name; otherwise newName, whether
+    // or not the volume could be relabelled.
+    static std::optional<std::string> renameDrive(const std::string &newName, const std::string &oldName);
+    // true: the outcome is only logged.
+    static bool ejectDrive(const std::string &volumeName);
 };
 
 } // namespace ferrydeck

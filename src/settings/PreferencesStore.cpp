@@ -1,0 +1,184 @@
+#include "settings/PreferencesStore.h"
+
+#include "fsutil/FileUtilities.h"
+#include "fsutil/SystemLog.h"
+#include "fsutil/UniqueFd.h"
+#include "fsutil/UserDirectories.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+
+namespace ferrydeck {
+
+namespace {
+
+// mkdir -p; the folders made for preferences are the user's alone.
+bool makeFolders(const std::string &folder)
+{
+    if (folder.empty() || path::isDirectory(folder)) return true;
+    const std::string parent = path::parent(folder);
+    if (!parent.empty() && parent != folder && !makeFolders(parent)) return false;
+    return ::mkdir(folder.c_str(), 0700) == 0 || (errno == EEXIST && path::isDirectory(folder));
+}
+
+bool writeAll(int fd, const std::string &data)
+{
+    size_t written = 0;
+    while (written < data.size()) {
+        const ssize_t n = ::write(fd, data.data() + written, data.size() - written);
+        if (n < 0) {
+            if (errno == EINTR) continue;
+            return false;
+        }
+        written += static_cast<size_t>(n);
+    }
+    return true;
+}
+
+bool readAll(const std::string &filePath, std::string &text, int &error)
+{
+    UniqueFd fd(::open(filePath.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!fd) {
+        error = errno;
+        return false;
+    }
+    char buffer[65536];
+    for (;;) {
+        const ssize_t n = ::read(fd.get(), buffer, sizeof buffer);
+        if (n > 0) {
+            text.append(buffer, static_cast<size_t>(n));
+        } else if (n == 0) {
+            return true;
+        } else if (errno != EINTR) {
+            error = errno;
+            return false;
+        }
+    }
+}
+
+} // namespace
+
+std::string PreferencesStore::defaultFilePath()
+{
+    return UserDirectories::configDirectory() + "/" + kFileName;
+}
+
+PreferencesStore::PreferencesStore(std::string filePath)
+    : m_filePath(std::move(filePath))
+{
+}
+
+bool PreferencesStore::load()
+{
+    std::string text;
+    int error = 0;
+    if (!readAll(m_filePath, text, error)) {
+        std::lock_guard lock(m_mutex);
+        m_values = Dictionary::object();
+        if (error == ENOENT) return true; // first start
+        systemLog("preferences: cannot read %s: %s; starting with defaults", m_filePath.c_str(),
+                  std::strerror(error));
+        return false;
+    }
+
+    Dictionary values = Dictionary::parse(text, nullptr, false);
+    if (values.is_object()) {
+        std::lock_guard lock(m_mutex);
+        m_values = std::move(values);
+        return true;
+    }
+
+    // Keep the damaged file for the user to look at, and out of the way of
+    // the next save.
+    const std::string aside = m_filePath + ".bad";
+    if (::rename(m_filePath.c_str(), aside.c_str()) == 0) {
+        systemLog("preferences: %s is not a preferences file; kept as %s, starting with defaults",
+                  m_filePath.c_str(), aside.c_str());
+    } else {
+        systemLog("preferences: %s is not a preferences file and cannot be moved aside (%s); starting with "
+                  "defaults",
+                  m_filePath.c_str(), std::strerror(errno));
+    }
+    std::lock_guard lock(m_mutex);
+    m_values = Dictionary::object();
+    return false;
+}
+
+bool PreferencesStore::save() const
+{
+    std::string data;
+    try {
+        std::lock_guard lock(m_mutex);
+        // Replacement characters rather than an exception for a name that is
+        // not valid UTF-8.
+        data = m_values.dump(2, ' ', false, Dictionary::error_handler_t::replace) + "\n";
+    } catch (const std::exception &exception) {
+        systemLog("preferences: cannot encode the preferences: %s", exception.what());
+        return false;
+    }
+
+    const std::string folder = path::parent(m_filePath);
+    if (!makeFolders(folder)) {
+        systemLog("preferences: cannot create the folder %s: %s; preferences not saved", folder.c_str(),
+                  std::strerror(errno));
+        return false;
+    }
+
+    std::string temporary = m_filePath + ".XXXXXX";
+    UniqueFd fd(::mkostemp(temporary.data(), O_CLOEXEC));
+    if (!fd) {
+        systemLog("preferences: cannot write in %s: %s; preferences not saved", folder.c_str(),
+                  std::strerror(errno));
+        return false;
+    }
+    const bool written = ::fchmod(fd.get(), 0600) == 0 && writeAll(fd.get(), data) && ::fsync(fd.get()) == 0;
+    const int writeError = errno;
+    const bool closed = ::close(fd.release()) == 0;
+    if (!written || !closed || ::rename(temporary.c_str(), m_filePath.c_str()) != 0) {
+        const int error = written && closed ? errno : writeError;
+        ::unlink(temporary.c_str());
+        systemLog("preferences: cannot save %s: %s; the previous file is unchanged", m_filePath.c_str(),
+                  std::strerror(error));
+        return false;
+    }
+    // The rename itself must reach the disk too.
+    UniqueFd directory(::open(folder.empty() ? "/" : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (directory) ::fsync(directory.get());
+    return true;
+}
+
+std::vector<std::string> PreferencesStore::keys() const
+{
+    std::lock_guard lock(m_mutex);
+    std::vector<std::string> names;
+    for (const auto &[key, value] : m_values.items()) names.push_back(key);
+    return names;
+}
+
+std::optional<Dictionary> PreferencesStore::objectForKey(const std::string &key) const
+{
+    std::lock_guard lock(m_mutex);
+    const auto found = m_values.find(key);
+    if (found == m_values.end()) return std::nullopt;
+    return *found;
+}
+
+void PreferencesStore::setObject(const std::string &key, Dictionary value)
+{
+    std::lock_guard lock(m_mutex);
+    m_values[key] = std::move(value);
+}
+
+void PreferencesStore::removeObject(const std::string &key)
+{
+    std::lock_guard lock(m_mutex);
+    m_values.erase(key);
+}
+
+} // namespace ferrydeck

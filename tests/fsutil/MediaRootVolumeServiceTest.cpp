@@ -1,0 +1,110 @@
+#include "VolumeFixture.h"
+
+#include "fsutil/DirectoryUtilities.h"
+#include "fsutil/MediaRootVolumeService.h"
+#include "fsutil/SystemVolumeService.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+using namespace ferrydeck;
+using ferrydeck::test::exists;
+using ferrydeck::test::makeDirectory;
+using ferrydeck::test::readFile;
+using ferrydeck::test::TempDir;
+using ferrydeck::test::writeFile;
+
+namespace {
+
+// A reader with two cards, a hidden folder, a stray file and earlier ejects.
+class MediaRoot : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        writeFile(m_root / "CARD_B/DCIM/A001.MOV", "b");
+        writeFile(m_root / "A CARD/clip.mxf", "a");
+        makeDirectory(m_root / ".Trash-0");
+        writeFile(m_root / "notes.txt", "not a card");
+        makeDirectory(m_root / ".ejected/OLD");
+        m_fixture.writeMountinfo("27 1 8:2 / / rw - ext4 /dev/sda2 rw\n");
+    }
+
+    MediaRootVolumeService service(const std::string &root) const
+    {
+        return MediaRootVolumeService(
+            root, std::make_shared<SystemVolumeService>(m_fixture.mountinfoPath(), m_fixture.sysfsRoot()));
+    }
+
+    TempDir m_root;
+    ferrydeck::test::VolumeFixture m_fixture;
+};
+
+} // namespace
+
+TEST_F(MediaRoot, ListsVisibleSubFoldersAsRemovableAndAddsThemToTheLocalVolumes)
+{
+    auto media = service(m_root.path() + "/");
+    auto removable = media.removableVolumePaths();
+    std::sort(removable.begin(), removable.end());
+    EXPECT_EQ(removable, (std::vector<std::string>{m_root / "A CARD", m_root / "CARD_B"}));
+    auto local = media.localVolumePaths();
+    std::sort(local.begin(), local.end());
+    EXPECT_EQ(local, (std::vector<std::string>{"/", m_root / "A CARD", m_root / "CARD_B"}));
+
+    EXPECT_TRUE(service(m_root / "missing").removableVolumePaths().empty());
+}
+
+TEST_F(MediaRoot, RenamesAFolderWithoutEverReplacingAnother)
+{
+    auto media = service(m_root.path());
+    EXPECT_TRUE(media.renameVolume("RENAMED", "CARD_B"));
+    EXPECT_EQ(readFile(m_root / "RENAMED/DCIM/A001.MOV"), "b");
+    EXPECT_FALSE(exists(m_root / "CARD_B"));
+
+    // Taken name, missing card, and names that would leave the root or hide
+    // the card: refused, and both folders stay whole.
+    EXPECT_FALSE(media.renameVolume("A CARD", "RENAMED"));
+    EXPECT_FALSE(media.renameVolume("X", "NOSUCH"));
+    for (const char *hostile : {"", ".", "..", "../escaped", "a/b", ".hidden"}) {
+        EXPECT_FALSE(media.renameVolume(hostile, "RENAMED")) << hostile;
+        EXPECT_FALSE(media.renameVolume("X", hostile)) << hostile;
+    }
+    EXPECT_EQ(readFile(m_root / "A CARD/clip.mxf"), "a");
+    EXPECT_EQ(readFile(m_root / "RENAMED/DCIM/A001.MOV"), "b");
+    EXPECT_FALSE(exists(m_root.path() + "/../escaped"));
+}
+
+TEST_F(MediaRoot, EjectMovesTheCardAsideAndKeepsEarlierEjects)
+{
+    auto media = service(m_root.path());
+    EXPECT_TRUE(media.ejectVolume("CARD_B"));
+    EXPECT_EQ(readFile(m_root / ".ejected/CARD_B/DCIM/A001.MOV"), "b");
+    EXPECT_EQ(media.removableVolumePaths(), std::vector<std::string>{m_root / "A CARD"});
+
+    // The same card name inserted and ejected again.
+    writeFile(m_root / "CARD_B/second", "2");
+    EXPECT_TRUE(media.ejectVolume("CARD_B"));
+    EXPECT_EQ(readFile(m_root / ".ejected/CARD_B/DCIM/A001.MOV"), "b");
+    EXPECT_EQ(readFile(m_root / ".ejected/CARD_B-2/second"), "2");
+
+    EXPECT_FALSE(media.ejectVolume("CARD_B"));
+    EXPECT_FALSE(media.ejectVolume(".ejected"));
+    EXPECT_FALSE(media.ejectVolume(".."));
+    EXPECT_FALSE(media.ejectVolume("notes.txt"));
+    EXPECT_TRUE(exists(m_root / ".ejected/OLD"));
+}
+
+TEST_F(MediaRoot, EnvironmentSelectsTheBackEndForTheUtilities)
+{
+    ASSERT_EQ(::setenv(VolumeService::kMediaRootVariable, m_root.path().c_str(), 1), 0);
+    EXPECT_EQ(DirectoryUtilities::removableDrives(), (std::vector<std::string>{m_root / "A CARD", m_root / "CARD_B"}));
+    EXPECT_TRUE(DirectoryUtilities::driveIsRemovable(m_root / "A CARD"));
+    EXPECT_EQ(DirectoryUtilities::renameDrive("CARD_C", "CARD_B"), std::optional<std::string>("CARD_C"));
+    EXPECT_TRUE(DirectoryUtilities::ejectDrive("CARD_C"));
+    EXPECT_TRUE(exists(m_root / ".ejected/CARD_C/DCIM/A001.MOV"));
+    // Deliberately true even when there was nothing to eject.
+    EXPECT_TRUE(DirectoryUtilities::ejectDrive("NOSUCH"));
+    ::unsetenv(VolumeService::kMediaRootVariable);
+    EXPECT_FALSE(DirectoryUtilities::driveIsRemovable(m_root / "A CARD"));
+}

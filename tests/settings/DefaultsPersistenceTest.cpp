@@ -1,0 +1,168 @@
+#include "EnvironmentGuard.h"
+
+#include "settings/DefaultsPersistence.h"
+#include "support/TestFiles.h"
+
+#include <gtest/gtest.h>
+
+using namespace ferrydeck;
+using ferrydeck::test::EnvironmentGuard;
+using ferrydeck::test::readFile;
+using ferrydeck::test::TempDir;
+using ferrydeck::test::writeFile;
+
+namespace {
+
+using List = DefaultsPersistence::DestinationList;
+
+// One run of the application: a fresh store, settings and list, loaded from
+// the file as at start-up.
+struct AppRun {
+    explicit AppRun(const std::string &file)
+        : store(file)
+    {
+        store.load();
+        destinations = DefaultsPersistence::loadDefaults(store, settings, {});
+    }
+    PreferencesStore store;
+    FerrydeckSettings settings{4};
+    List destinations;
+};
+
+List destinationsAt(std::initializer_list<const char *> paths)
+{
+    List list;
+    for (const char *destinationPath : paths)
+        list.push_back(std::make_shared<OffloadDestination>(destinationPath));
+    return list;
+}
+
+std::vector<std::string> pathsOf(const List &list)
+{
+    std::vector<std::string> paths;
+    for (const auto &destination : list)
+        paths.push_back(destination->destinationPath());
+    return paths;
+}
+
+class Defaults : public ::testing::Test {
+protected:
+    std::string file() const { return m_dir / "ferrydeck/preferences.json"; }
+    Dictionary onDisk() const { return Dictionary::parse(readFile(file())); }
+
+    TempDir m_dir;
+    EnvironmentGuard m_home{"HOME", "/home/operator"};
+};
+
+} // namespace
+
+TEST_F(Defaults, FirstStartLoadsNothingAndShowsTheInitialTexts)
+{
+    AppRun run(file());
+    EXPECT_TRUE(run.destinations.empty());
+    EXPECT_EQ(*run.settings.createPresetDictionary(), *FerrydeckSettings(4).createPresetDictionary());
+    const auto texts = DefaultsPersistence::windowTexts(run.settings);
+    EXPECT_EQ(texts.logDirectory, "/home/operator");
+    EXPECT_EQ(texts.renameCard, "");
+
+    // What was already in the controller's list stays first.
+    const List existing = destinationsAt({"/already"});
+    EXPECT_EQ(pathsOf(DefaultsPersistence::loadDefaults(run.store, run.settings, existing)),
+              std::vector<std::string>{"/already"});
+}
+
+TEST_F(Defaults, GapInTheStoredListEndsItAndTheNextSaveRewritesIt)
+{
+    writeFile(file(), R"({"destination_2": {"destinationPath": "/c"},
+                          "destination_0": {"destinationPath": "/a", "inUse": false},
+                          "my destinations note": "stale",
+                          "presets": {"ejectCard": true}})");
+    AppRun run(file());
+    EXPECT_EQ(pathsOf(run.destinations), std::vector<std::string>{"/a"});
+    EXPECT_FALSE(run.destinations[0]->inUse());
+    EXPECT_TRUE(run.settings.ejectCard());
+
+    ASSERT_TRUE(DefaultsPersistence::saveDefaults(run.store, run.settings, run.destinations, std::nullopt));
+    const Dictionary saved = onDisk();
+    std::vector<std::string> keys;
+    for (const auto &[key, value] : saved.items())
+        keys.push_back(key);
+    EXPECT_EQ(keys, (std::vector<std::string>{"presets", "destination_0"}));
+    EXPECT_EQ(saved["destination_0"], (Dictionary{{"destinationPath", "/a"}, {"inUse", false}}));
+}
+
+TEST_F(Defaults, ShorterListLeavesNoStaleDestinationBehind)
+{
+    AppRun first(file());
+    DefaultsPersistence::saveDefaults(first.store, first.settings, destinationsAt({"/a", "/b", "/c"}), std::nullopt);
+    AppRun second(file());
+    ASSERT_EQ(pathsOf(second.destinations), (std::vector<std::string>{"/a", "/b", "/c"}));
+    second.destinations.erase(second.destinations.begin() + 1);
+    DefaultsPersistence::saveDefaults(second.store, second.settings, second.destinations, std::nullopt);
+
+    const Dictionary saved = onDisk();
+    EXPECT_TRUE(saved.contains("destination_0"));
+    EXPECT_TRUE(saved.contains("destination_1"));
+    EXPECT_FALSE(saved.contains("destination_2"));
+    EXPECT_EQ(pathsOf(AppRun(file()).destinations), (std::vector<std::string>{"/a", "/c"}));
+}
+
+TEST_F(Defaults, ThreadCountIsStoredAsSetAndBoundedInMemoryOnlyAfterSaving)
+{
+    AppRun run(file());
+    run.settings.setAmountOfCopyThreads(16);
+    const DefaultsPersistence::WindowTexts texts{"A001_", "Shoot", "PRE_", "_SUF", "/srv/logs"};
+    ASSERT_TRUE(DefaultsPersistence::saveDefaults(run.store, run.settings, {}, texts));
+    EXPECT_EQ(onDisk()["presets"]["amountOfThreads"], 16);
+    EXPECT_EQ(run.settings.amountOfCopyThreads(), 10);
+    EXPECT_EQ(run.settings.textPrefix(), "PRE_");
+
+    AppRun next(file());
+    EXPECT_EQ(next.settings.amountOfCopyThreads(), 16);
+    const auto shown = DefaultsPersistence::windowTexts(next.settings);
+    EXPECT_EQ(shown.renameCard, "A001_");
+    EXPECT_EQ(shown.customName, "Shoot");
+    EXPECT_EQ(shown.suffix, "_SUF");
+    EXPECT_EQ(shown.logDirectory, "/srv/logs");
+}
+
+TEST_F(Defaults, DamagedEntriesLoadWhatCanBeRead)
+{
+    writeFile(file(), R"({"presets": {"renameCounter": [1, 2], "renameCard": true, "logText": "/logs"},
+                          "destination_0": "not a record", "destination_1": {"destinationPath": "/b"}})");
+    AppRun run(file());
+    EXPECT_EQ(run.settings.renameCounter(), 1);
+    EXPECT_TRUE(run.settings.renameCard());
+    EXPECT_EQ(run.settings.textLogDirectory(), "/logs");
+    // An unreadable record is still a destination, as the record makes it.
+    ASSERT_EQ(pathsOf(run.destinations), (std::vector<std::string>{"", "/b"}));
+    EXPECT_TRUE(run.destinations[0]->inUse());
+}
+
+TEST_F(Defaults, BrokenFileStartsWithDefaultsAndTheNextSaveSucceeds)
+{
+    writeFile(file(), R"({"presets": {"ejectCard": true, "amountOfThr)");
+    testing::internal::CaptureStderr();
+    AppRun run(file());
+    testing::internal::GetCapturedStderr();
+    EXPECT_FALSE(run.settings.ejectCard());
+    EXPECT_TRUE(run.destinations.empty());
+    EXPECT_TRUE(DefaultsPersistence::saveDefaults(run.store, run.settings, destinationsAt({"/a"}), std::nullopt));
+    EXPECT_EQ(pathsOf(AppRun(file()).destinations), std::vector<std::string>{"/a"});
+    EXPECT_EQ(readFile(file() + ".bad"), R"({"presets": {"ejectCard": true, "amountOfThr)");
+}
+
+TEST_F(Defaults, UnwritablePreferencesLoseNothingInMemory)
+{
+    writeFile(m_dir / "blocker", "a file where the folder should be");
+    PreferencesStore store(m_dir / "blocker/ferrydeck/preferences.json");
+    FerrydeckSettings settings(4);
+    settings.setAmountOfCopyThreads(12);
+    const List destinations = destinationsAt({"/a", "/b"});
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(DefaultsPersistence::saveDefaults(store, settings, destinations, std::nullopt));
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("not saved"), std::string::npos);
+    EXPECT_EQ(store.objectForKey("presets")->at("amountOfThreads"), 12);
+    EXPECT_EQ(store.objectForKey("destination_1")->at("destinationPath"), "/b");
+    EXPECT_EQ(settings.amountOfCopyThreads(), 10);
+}

@@ -1,0 +1,179 @@
+#include "EnvironmentGuard.h"
+
+#include "settings/FerrydeckSettings.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <set>
+
+using namespace ferrydeck;
+using ferrydeck::test::EnvironmentGuard;
+
+TEST(FerrydeckSettings, NewObjectStoresItsInitialValuesUnderTheTwentySixKeys)
+{
+    EnvironmentGuard home("HOME", "/home/operator");
+    const FerrydeckSettings settings(4);
+    const Dictionary presets = *settings.createPresetDictionary();
+    const Dictionary expected = {{"settingsPanelOpen", false},
+                                 {"ejectCard", false},
+                                 {"formatCard", false},
+                                 {"playSound", false},
+                                 {"renameCard", false},
+                                 {"incrementRenameTitle", false},
+                                 {"renameText", ""},
+                                 {"renameCounter", 1},
+                                 {"selectedLogIndex", 1},
+                                 {"selectedVerifyIndex", 0},
+                                 {"offloadModeIndex", 0},
+                                 {"volumeTypeIndex", 0},
+                                 {"logOptionIndex", 1},
+                                 {"warnBeforeFormatting", true},
+                                 {"alertWhenFormatFails", true},
+                                 {"alertWhenLogsNotSaved", true},
+                                 {"autoSaveLogs", false},
+                                 {"amountOfThreads", 4},
+                                 {"conventionIndex", 0},
+                                 {"numberingValue", 1},
+                                 {"customNamingConvention", ""},
+                                 {"addPrefix", false},
+                                 {"addSuffix", false},
+                                 {"prefixText", ""},
+                                 {"suffixText", ""},
+                                 {"logText", "/home/operator"}};
+    EXPECT_EQ(presets, expected); // ordered: the lookup order too
+    EXPECT_EQ(settings.minimumThreads(), 1);
+    EXPECT_EQ(settings.maximumThreads(), 10);
+
+    const auto memberKeys = *settings.findMemberKeys();
+    std::set<std::string> presetKeys;
+    for (const auto &[key, value] : presets.items())
+        presetKeys.insert(key);
+    EXPECT_EQ(memberKeys.size(), 26u);
+    EXPECT_EQ(std::set<std::string>(memberKeys.begin(), memberKeys.end()), presetKeys);
+    EXPECT_EQ(memberKeys[6], "renameCounter");
+    EXPECT_EQ(memberKeys[7], "renameText");
+}
+
+TEST(FerrydeckSettings, LookupAnswersKeysNotFieldNames)
+{
+    FerrydeckSettings settings(2);
+    settings.setTextRenameCard("CARD");
+    settings.setAlertOnFailedFormat(false);
+    EXPECT_EQ(settings.findValueForKey("renameText"), Dictionary("CARD"));
+    EXPECT_EQ(settings.findValueForKey("alertWhenFormatFails"), Dictionary(false));
+    EXPECT_EQ(settings.findValueForKey("textRenameCard"), std::nullopt);
+    EXPECT_EQ(settings.findValueForKey("minimumThreads"), std::nullopt);
+
+    const BrightwaterSettings base;
+    EXPECT_EQ(base.findMemberKeys(), std::nullopt);
+    EXPECT_EQ(base.createPresetDictionary(), std::nullopt);
+}
+
+TEST(FerrydeckSettings, LoadReadsNeighbouringKindsAndSkipsUnreadableEntries)
+{
+    FerrydeckSettings settings(4);
+    const Dictionary presets = {{"ejectCard", "1"},
+                                {"renameCounter", {1, 2}},
+                                {"playSound", "no"},
+                                {"formatCard", 2},
+                                {"renameText", 42},
+                                {"prefixText", "PRE_"},
+                                {"numberingValue", "17 and more"},
+                                {"amountOfThreads", 16},
+                                {"selectedLogIndex", 2.9},
+                                {"conventionIndex", nullptr},
+                                {"logOptionIndex", {{"nested", 1}}},
+                                {"textPrefix", "field names are not keys"},
+                                {"warnBeforeFormatting", false}};
+    settings.retrieveKeyValuesFromDictionary(&presets);
+    EXPECT_TRUE(settings.ejectCard());
+    EXPECT_EQ(settings.renameCounter(), 1);
+    EXPECT_FALSE(settings.playSound());
+    EXPECT_TRUE(settings.formatCard());
+    EXPECT_EQ(settings.textRenameCard(), "");
+    EXPECT_EQ(settings.textPrefix(), "PRE_");
+    EXPECT_EQ(settings.valueConsecutiveNumbering(), 17);
+    EXPECT_EQ(settings.amountOfCopyThreads(), 16); // not bounded by a load
+    EXPECT_EQ(settings.selectedLogOption(), 2);
+    EXPECT_EQ(settings.namingConventionIndex(), 0);
+    EXPECT_EQ(settings.logOptionIndex(), 1);
+    EXPECT_FALSE(settings.warnBeforeFormatting());
+
+    const Dictionary before = *settings.createPresetDictionary();
+    const Dictionary unknownOnly = {{"somethingElse", true}};
+    settings.retrieveKeyValuesFromDictionary(&unknownOnly);
+    settings.retrieveKeyValuesFromDictionary(nullptr);
+    const Dictionary notAnObject = Dictionary::array({1, 2});
+    settings.retrieveKeyValuesFromDictionary(&notAnObject);
+    EXPECT_EQ(*settings.createPresetDictionary(), before);
+}
+
+TEST(FerrydeckSettings, RoundTripsEveryFieldThroughItsDictionary)
+{
+    FerrydeckSettings changed(3);
+    changed.setSettingsPanelOpen(true);
+    changed.setEjectCard(true);
+    changed.setRenameCard(true);
+    changed.setIncrementRenameTitle(true);
+    changed.setRenameCounter(7);
+    changed.setTextRenameCard("SHOOT_");
+    changed.setVerificationOption(2);
+    changed.setNamingConventionIndex(5);
+    changed.setOffloadModeIndex(1);
+    changed.setVolumeTypeIndex(3);
+    changed.setLogOptionIndex(2);
+    changed.setAddPrefix(true);
+    changed.setTextCustomName("Day 2");
+    changed.setTextSuffix("_B");
+    changed.setTextLogDirectory("/srv/logs");
+    changed.setAutoSaveLogs(true);
+    changed.setAlertWhenLogsNotSaved(false);
+    changed.setAmountOfCopyThreads(12);
+    const Dictionary presets = *changed.createPresetDictionary();
+
+    FerrydeckSettings loaded(1);
+    loaded.retrieveKeyValuesFromDictionary(&presets);
+    EXPECT_EQ(*loaded.createPresetDictionary(), presets);
+    EXPECT_EQ(loaded.textCustomName(), "Day 2");
+    EXPECT_EQ(loaded.amountOfCopyThreads(), 12);
+}
+
+struct Reading {
+    Dictionary value;
+    std::optional<bool> asBool;
+    std::optional<int32_t> asInt;
+};
+
+TEST(DictionaryValues, ReadsValuesTheWayStoredPropertyListsWereRead)
+{
+    constexpr int32_t kMax = std::numeric_limits<int32_t>::max();
+    constexpr int32_t kMin = std::numeric_limits<int32_t>::min();
+    const std::vector<Reading> cases = {
+        {true, true, 1},
+        {0, false, 0},
+        {-3, true, -3},
+        {2.9, true, 2},
+        {-2.9, true, -2},
+        {1e12, true, kMax},
+        {-1e12, true, kMin},
+        {int64_t{5000000000}, true, kMax},
+        {"1", true, 1},
+        {"  +0042x", true, 42},
+        {"-7", true, -7},
+        {"0", false, 0},
+        {"000", false, 0},
+        {"YES", true, 0},
+        {"true", true, 0},
+        {"no", false, 0},
+        {"", false, 0},
+        {"99999999999", true, kMax},
+        {nullptr, std::nullopt, std::nullopt},
+        {Dictionary::array({1}), std::nullopt, std::nullopt},
+        {Dictionary::object(), std::nullopt, std::nullopt},
+    };
+    for (const Reading &reading : cases) {
+        EXPECT_EQ(DictionaryValues::boolValue(reading.value), reading.asBool) << reading.value.dump();
+        EXPECT_EQ(DictionaryValues::intValue(reading.value), reading.asInt) << reading.value.dump();
+    }
+}

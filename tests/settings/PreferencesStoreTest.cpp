@@ -1,0 +1,147 @@
+#include "EnvironmentGuard.h"
+
+#include "fsutil/FileUtilities.h"
+#include "settings/PreferencesStore.h"
+#include "support/TestFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+using namespace ferrydeck;
+using ferrydeck::test::EnvironmentGuard;
+using ferrydeck::test::exists;
+using ferrydeck::test::readFile;
+using ferrydeck::test::TempDir;
+using ferrydeck::test::writeFile;
+
+namespace {
+
+std::vector<std::string> entriesOf(const std::string &folder)
+{
+    std::vector<std::string> names;
+    path::listDirectory(folder, names);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+} // namespace
+
+TEST(PreferencesStore, FileLocationFollowsTheEnvironment)
+{
+    EnvironmentGuard home("HOME", "/home/operator/");
+    {
+        EnvironmentGuard xdg("XDG_CONFIG_HOME", nullptr);
+        EnvironmentGuard explicitDir("FERRYDECK_CONFIG_DIR", nullptr);
+        EXPECT_EQ(PreferencesStore::defaultFilePath(), "/home/operator/.config/ferrydeck/preferences.json");
+    }
+    {
+        EnvironmentGuard xdg("XDG_CONFIG_HOME", "/xdg");
+        EnvironmentGuard explicitDir("FERRYDECK_CONFIG_DIR", nullptr);
+        EXPECT_EQ(PreferencesStore::defaultFilePath(), "/xdg/ferrydeck/preferences.json");
+        EnvironmentGuard relative("XDG_CONFIG_HOME", "relative/config");
+        EXPECT_EQ(PreferencesStore::defaultFilePath(), "/home/operator/.config/ferrydeck/preferences.json");
+    }
+    EnvironmentGuard explicitDir("FERRYDECK_CONFIG_DIR", "/etc/ferrydeck-station");
+    EXPECT_EQ(PreferencesStore::defaultFilePath(), "/etc/ferrydeck-station/preferences.json");
+}
+
+TEST(PreferencesStore, FirstStartIsEmptyAndSaveCreatesThePrivateFile)
+{
+    TempDir dir;
+    PreferencesStore store(dir / "config/ferrydeck/preferences.json");
+    EXPECT_TRUE(store.load());
+    EXPECT_TRUE(store.keys().empty());
+
+    store.setObject("presets", {{"ejectCard", true}, {"renameText", "Ünïcode"}});
+    store.setObject("destination_0", {{"destinationPath", "/a"}, {"inUse", true}});
+    ASSERT_TRUE(store.save());
+    EXPECT_EQ(entriesOf(dir / "config/ferrydeck"), std::vector<std::string>{"preferences.json"});
+    struct stat info {};
+    ASSERT_EQ(::stat(store.filePath().c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0600u);
+
+    PreferencesStore reloaded(store.filePath());
+    EXPECT_TRUE(reloaded.load());
+    EXPECT_EQ(reloaded.keys(), (std::vector<std::string>{"presets", "destination_0"}));
+    EXPECT_EQ(reloaded.objectForKey("presets")->at("renameText"), "Ünïcode");
+    reloaded.removeObject("presets");
+    EXPECT_EQ(reloaded.objectForKey("presets"), std::nullopt);
+}
+
+TEST(PreferencesStore, DamagedFileIsKeptAsideAndDefaultsLoad)
+{
+    const std::vector<std::string> damaged = {"{\"presets\": {\"ejectCard\": tr", "not json at all", "[1, 2, 3]", "",
+                                              std::string("\x00\xff\xfe", 3)};
+    for (const std::string &content : damaged) {
+        TempDir dir;
+        const std::string file = dir / "preferences.json";
+        writeFile(file, content);
+        PreferencesStore store(file);
+        store.setObject("stale", 1);
+        testing::internal::CaptureStderr();
+        EXPECT_FALSE(store.load());
+        const std::string errors = testing::internal::GetCapturedStderr();
+        EXPECT_NE(errors.find("preferences.json.bad"), std::string::npos) << errors;
+        EXPECT_TRUE(store.keys().empty());
+        EXPECT_EQ(readFile(file + ".bad"), content);
+        EXPECT_FALSE(exists(file));
+
+        // The next save writes a good file beside the kept one.
+        store.setObject("presets", Dictionary::object());
+        EXPECT_TRUE(store.save());
+        PreferencesStore reloaded(file);
+        EXPECT_TRUE(reloaded.load());
+        EXPECT_EQ(reloaded.keys(), std::vector<std::string>{"presets"});
+        EXPECT_EQ(readFile(file + ".bad"), content);
+    }
+}
+
+TEST(PreferencesStore, FailedSaveReportsKeepsTheOldFileAndTheValuesInMemory)
+{
+    TempDir dir;
+    // The folder cannot be made: its parent is a regular file.
+    writeFile(dir / "plainfile", "x");
+    PreferencesStore underFile(dir / "plainfile/ferrydeck/preferences.json");
+    underFile.setObject("presets", {{"ejectCard", true}});
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(underFile.save());
+    std::string errors = testing::internal::GetCapturedStderr();
+    EXPECT_NE(errors.find("plainfile/ferrydeck"), std::string::npos) << errors;
+    EXPECT_EQ(underFile.objectForKey("presets")->at("ejectCard"), true);
+
+    // The target is a folder with contents: the rename fails even for root,
+    // and no temporary file is left behind.
+    writeFile(dir / "blocked/preferences.json/keep", "mine");
+    PreferencesStore blocked(dir / "blocked/preferences.json");
+    blocked.setObject("presets", 1);
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(blocked.save());
+    errors = testing::internal::GetCapturedStderr();
+    EXPECT_NE(errors.find("previous file is unchanged"), std::string::npos) << errors;
+    EXPECT_EQ(entriesOf(dir / "blocked"), std::vector<std::string>{"preferences.json"});
+    EXPECT_EQ(readFile(dir / "blocked/preferences.json/keep"), "mine");
+    EXPECT_EQ(blocked.objectForKey("presets"), Dictionary(1));
+}
+
+TEST(PreferencesStore, ReadOnlyFolderRefusesTheSaveAndKeepsTheOldFile)
+{
+    if (::geteuid() == 0) GTEST_SKIP() << "root writes into read-only folders; the failure paths are covered above";
+    TempDir dir;
+    PreferencesStore store(dir / "ro/preferences.json");
+    store.setObject("presets", 1);
+    ASSERT_TRUE(store.save());
+    ASSERT_EQ(::chmod((dir / "ro").c_str(), 0555), 0);
+    store.setObject("presets", 2);
+    testing::internal::CaptureStderr();
+    EXPECT_FALSE(store.save());
+    const std::string errors = testing::internal::GetCapturedStderr();
+    EXPECT_NE(errors.find("Permission denied"), std::string::npos) << errors;
+    EXPECT_EQ(store.objectForKey("presets"), Dictionary(2));
+    PreferencesStore onDisk(store.filePath());
+    EXPECT_TRUE(onDisk.load());
+    EXPECT_EQ(onDisk.objectForKey("presets"), Dictionary(1));
+}
