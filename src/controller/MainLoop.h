@@ -24,7 +24,8 @@ public:
     virtual ~MainLoop() = default;
     virtual void post(Task task) = 0;
     // Runs the task on the main thread and returns when it has run; on the
-    // main thread itself it runs at once.
+    // main thread itself it runs at once. A loop destroyed first lets the
+    // caller go without running it.
     virtual void invokeAndWait(Task task) = 0;
     virtual std::shared_ptr<MainLoopTimer> scheduleOnce(double seconds, Task task) = 0;
     virtual bool isMainThread() const = 0;

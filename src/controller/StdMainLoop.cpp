@@ -75,8 +75,10 @@ void StdMainLoop::invokeAndWait(Task task)
             task();
             waiter->finish();
         });
+        // Notified under the lock: once it is released this thread touches
+        // only the waiter, so the loop may be destroyed meanwhile.
+        m_wake.notify_all();
     }
-    m_wake.notify_all();
     std::unique_lock lock(waiter->mutex);
     waiter->cv.wait(lock, [&] { return waiter->done; });
 }
@@ -168,6 +170,12 @@ void StdMainLoop::quit()
         m_quit = true;
     }
     m_wake.notify_all();
+}
+
+size_t StdMainLoop::pendingTasks() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_tasks.size();
 }
 
 size_t StdMainLoop::pendingTimers() const

@@ -37,6 +37,7 @@ public:
     bool runUntil(const std::function<bool()> &done, std::chrono::milliseconds timeout);
     void run();
     void quit();
+    size_t pendingTasks() const;
     size_t pendingTimers() const;
 
 private:

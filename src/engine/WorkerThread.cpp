@@ -36,6 +36,7 @@ void WorkerThread::start()
         } catch (const std::exception &error) {
             systemLog("worker thread ended by an exception: %s", error.what());
         }
+        self->m_body = nullptr; // whatever the body holds goes with it
         {
             std::lock_guard lock(self->m_mutex);
             self->m_state.store(State::Finished);

@@ -67,14 +67,13 @@ TEST(StdMainLoop, TimerChainReschedulesItself)
 TEST(StdMainLoop, WaitersAreReleasedWhenTheLoopGoesAway)
 {
     auto loop = std::make_unique<StdMainLoop>();
-    std::atomic<bool> started{false}, returned{false}, ran{false};
+    StdMainLoop *raw = loop.get();
+    std::atomic<bool> returned{false}, ran{false};
     std::thread worker([&] {
-        started = true;
-        loop->invokeAndWait([&] { ran = true; });
+        raw->invokeAndWait([&] { ran = true; });
         returned = true;
     });
-    while (!started) std::this_thread::yield();
-    std::this_thread::sleep_for(20ms);
+    while (raw->pendingTasks() == 0) std::this_thread::yield();
     loop.reset();
     worker.join();
     EXPECT_TRUE(returned.load());

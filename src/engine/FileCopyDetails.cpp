@@ -1,0 +1,138 @@
+#include "engine/FileCopyDetails.h"
+
+#include "fsutil/FileUtilities.h"
+
+#include <sys/stat.h>
+
+namespace ferrydeck {
+
+const char *FileCopyDetails::statusText(int32_t status)
+{
+    switch (status) {
+    case kInQueue: return "In Queue";
+    case kInProcess: return "In Process";
+    case kCopyVerified: return "Copy Verified";
+    case kCopyError: return "Copy Error";
+    default: return "N/A";
+    }
+}
+
+std::shared_ptr<FileCopyDetails> FileCopyDetails::detailsFromFile(const std::string &path)
+{
+    auto details = std::make_shared<FileCopyDetails>();
+    struct stat info {};
+    // The attributes of the entry itself: a link is a file of its own size.
+    if (::lstat(path.c_str(), &info) != 0) return details;
+    details->setFilePath(path);
+    details->setRawStatus(kInQueue);
+    details->setRawFileSize(static_cast<uint64_t>(info.st_size));
+    return details;
+}
+
+std::string FileCopyDetails::filePath() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_filePath;
+}
+
+void FileCopyDetails::setFilePath(const std::string &value)
+{
+    std::lock_guard lock(m_mutex);
+    m_filePath = value;
+    m_fileName = path::lastComponent(value);
+}
+
+std::string FileCopyDetails::fileName() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_fileName;
+}
+
+std::string FileCopyDetails::fileSize() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_fileSize;
+}
+
+std::string FileCopyDetails::bytesCopied() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_bytesCopied;
+}
+
+void FileCopyDetails::setBytesCopiedText(const std::string &value)
+{
+    std::lock_guard lock(m_mutex);
+    m_bytesCopied = value;
+}
+
+std::string FileCopyDetails::duration() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_duration;
+}
+
+void FileCopyDetails::setDuration(const std::string &value)
+{
+    std::lock_guard lock(m_mutex);
+    m_duration = value;
+}
+
+std::string FileCopyDetails::status() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_status;
+}
+
+std::string FileCopyDetails::outputPath() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_outputPath;
+}
+
+void FileCopyDetails::setOutputPath(const std::string &value)
+{
+    std::lock_guard lock(m_mutex);
+    m_outputPath = value;
+}
+
+uint64_t FileCopyDetails::rawFileSize() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_rawFileSize;
+}
+
+void FileCopyDetails::setRawFileSize(uint64_t value)
+{
+    std::lock_guard lock(m_mutex);
+    m_rawFileSize = value;
+    m_fileSize = std::to_string(value);
+}
+
+uint64_t FileCopyDetails::rawBytesCopied() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_rawBytesCopied;
+}
+
+void FileCopyDetails::setRawBytesCopied(uint64_t value)
+{
+    std::lock_guard lock(m_mutex);
+    m_rawBytesCopied = value;
+    m_bytesCopied = std::to_string(value);
+}
+
+int32_t FileCopyDetails::rawStatus() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_rawStatus;
+}
+
+void FileCopyDetails::setRawStatus(int32_t value)
+{
+    std::lock_guard lock(m_mutex);
+    m_rawStatus = value;
+    m_status = statusText(value);
+}
+
+} // namespace ferrydeck

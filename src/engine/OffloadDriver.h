@@ -1,0 +1,38 @@
+#pragma once
+
+#include "engine/OffloadInstance.h"
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace ferrydeck {
+
+// The steps that take a job from its source folder to its end: listing the
+// source into the job, and driving a prepared job on the calling thread until
+// it is over. The controller and the command line share them.
+class OffloadDriver {
+public:
+    // Lists the source into the job (records, counts, sub-folders, a free
+    // probe path) and sets it In Queue.
+    static void listSource(OffloadInstance &job);
+
+    // Re-creates the source's visible sub-folder tree under `destination`.
+    static void createOffloadDirectories(const std::vector<std::string> &subDirectories, const std::string &source,
+                                         const std::string &destination);
+
+    struct Hooks {
+        std::function<void()> permissionDenied; // the destination cannot be written
+        std::function<void()> refresh;          // every interval while the job runs
+        std::chrono::milliseconds interval = std::chrono::seconds(5);
+    };
+
+    // Checks write permission, starts the job's threads, refreshes the
+    // estimate until the job is over, then waits for its threads to stop and
+    // writes the summary. Returns the final status.
+    static int32_t drive(const std::shared_ptr<OffloadInstance> &job, const Hooks &hooks);
+};
+
+} // namespace ferrydeck

@@ -1,0 +1,198 @@
+#pragma once
+
+#include "engine/FileCopyDetails.h"
+#include "engine/OffloadInterface.h"
+#include "engine/ThreadPool.h"
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace ferrydeck {
+
+class MainLoop;
+class MainLoopTimer;
+class OffloadInstance;
+
+// What a job tells whoever drives it: the display should be refreshed.
+// Called from copy threads and timers; implementations must not block on
+// the job's locks.
+class OffloadInstanceDelegate {
+public:
+    virtual ~OffloadInstanceDelegate() = default;
+    virtual void updateDetailsWindowFromThread(const std::shared_ptr<OffloadInstance> &job) = 0;
+};
+
+// One offload job: one source folder copied to one destination folder by the
+// job's copy threads, each taking whole files in list order.
+class OffloadInstance : public std::enable_shared_from_this<OffloadInstance> {
+public:
+    enum Status : int32_t {
+        kInQueue = 100,
+        kProcessing = 101,
+        kCanceled = 102,
+        kCompleted = 103,
+        kError = 104,
+        kIdle = 105,
+        kIndexing = 106,
+    };
+    using Clock = std::chrono::system_clock;
+    using Details = std::shared_ptr<FileCopyDetails>;
+    // Called on a copy thread after a file's copy and before its verification.
+    using CopyObserver = std::function<void(const FileCopyDetails &)>;
+
+    static const char *statusText(int32_t status);
+    static DisplayColor statusColor(int32_t status);
+
+    // The refresh chain runs on `mainLoop`; without one the job is not refreshed.
+    static std::shared_ptr<OffloadInstance> create(const std::string &source, const std::string &destination,
+                                                   std::shared_ptr<MainLoop> mainLoop = nullptr);
+    static std::shared_ptr<OffloadInstance> create();
+    ~OffloadInstance();
+    OffloadInstance(const OffloadInstance &) = delete;
+    OffloadInstance &operator=(const OffloadInstance &) = delete;
+
+    // --- record -------------------------------------------------------------
+    std::string sourceDirectory() const;
+    void setSourceDirectory(const std::string &value);
+    std::string offloadDirectory() const;
+    void setOffloadDirectory(const std::string &value);
+    std::string fullOffloadPath() const;
+    void setFullOffloadPath(const std::string &value);
+    std::string probeFilePath() const;
+    void setProbeFilePath(const std::string &value);
+    const std::shared_ptr<OffloadInterface> &interface() const { return m_interface; }
+    std::vector<Details> fileDetails() const;
+    void setFileDetails(std::vector<Details> details);
+    std::vector<std::string> sourceSubDirectories() const;
+    void setSourceSubDirectories(std::vector<std::string> folders);
+    std::shared_ptr<OffloadInstanceDelegate> delegate() const;
+    void setDelegate(std::shared_ptr<OffloadInstanceDelegate> delegate);
+    void setCopyObserver(CopyObserver observer);
+    // Plays once at a job's first failed file unless it was canceled; silent
+    // when none is set.
+    void setFailureSound(std::function<void()> sound);
+
+    int32_t offloadStatus() const { return m_offloadStatus.load(); }
+    void setOffloadStatus(int32_t status);
+    double threadRatio() const { return m_threadRatio.load(); }
+    void setThreadRatio(double value) { m_threadRatio = value; }
+    double previousCopyRate() const { return m_previousCopyRate.load(); }
+    void setPreviousCopyRate(double value) { m_previousCopyRate = value; }
+    double dataTransferRate() const { return m_dataTransferRate.load(); }
+    int32_t itemsProcessed() const { return m_itemsProcessed.load(); }
+    void setItemsProcessed(int32_t value) { m_itemsProcessed = value; }
+    int32_t indexToProcess() const { return m_indexToProcess.load(); }
+    void setIndexToProcess(int32_t value) { m_indexToProcess = value; }
+    uint64_t bytesAtSource() const { return m_bytesAtSource.load(); }
+    void setBytesAtSource(uint64_t bytes);
+    uint64_t totalFilesAtSource() const { return m_totalFilesAtSource.load(); }
+    void setTotalFilesAtSource(uint64_t value) { m_totalFilesAtSource = value; }
+    uint64_t bytesCopied() const { return m_bytesCopied.load(); }
+    void setBytesCopied(uint64_t value) { m_bytesCopied = value; }
+    bool byteComparison() const { return m_byteComparison.load(); }
+    void setByteComparison(bool value) { m_byteComparison = value; }
+    bool noFileVerification() const { return m_noFileVerification.load(); }
+    void setNoFileVerification(bool value) { m_noFileVerification = value; }
+    bool verboseLogging() const { return m_verboseLogging.load(); }
+    void setVerboseLogging(bool value) { m_verboseLogging = value; }
+    bool endedPremature() const { return m_endedPremature.load(); }
+    bool errorReported() const { return m_errorReported.load(); }
+    bool logWasSaved() const { return m_logWasSaved.load(); }
+    void setLogWasSaved(bool value) { m_logWasSaved = value; }
+    bool postOffloadComplete() const { return m_postOffloadComplete.load(); }
+    void setPostOffloadComplete(bool value) { m_postOffloadComplete = value; }
+
+    std::mutex &lockProcessing() { return m_lockProcessing; }
+    std::mutex &lockCopyDetails() { return m_lockCopyDetails; }
+    ThreadPool &pool() { return *m_pool; }
+
+    // --- lifecycle ----------------------------------------------------------
+    bool processingTaskIsOver() const;
+    bool processingTaskHasBegun() const;
+    void cancelOffloadingTasks();
+    std::shared_ptr<WorkerThread> createOffloadThread();
+    void addThreadToPool(const std::shared_ptr<WorkerThread> &thread);
+    uint64_t bytesLeftToCopy() const { return bytesAtSource() - bytesCopied(); }
+    // Blocks until the job is over or the timeout passes; true when over.
+    bool waitUntilOver(std::chrono::milliseconds timeout);
+
+    // --- copying (OffloadCopyLoop.cpp) --------------------------------------
+    void offloadSourceFiles();
+    bool compareFiles(const std::string &source, const std::string &destination, bool compareBytes);
+    // Block copier kept for callers that want to replace a destination.
+    bool copyFile(const std::string &source, const std::string &destination, int64_t blockSize);
+    void soundFileCopyFailureAlert();
+
+    // --- display (OffloadDisplay.cpp) ---------------------------------------
+    void updateCurrentInterface();
+    std::string updateTotalDuration();
+    void updateDelegateInterface();
+    void updateInterfaceToComplete();
+    void updateInterfaceEstimatedTime();
+    void setEstimatedTimeRemaining(int hours, int minutes, int seconds);
+    static double estimateRemainingSecondsFromBytes(uint64_t bytes);
+    static double estimatedRemainingSecondsFromFiles(uint64_t files);
+    void calculateThroughPutRate() {}
+    void continuallyUpdateDelegateInterface(const std::atomic<bool> &keepGoing);
+
+    // --- log text (OffloadLog.cpp) ------------------------------------------
+    void createInitialLogEntry();
+    void createLogEntriesForCopies(const std::vector<Details> &copies, bool didError);
+    void insertFinalLogEntry();
+    static std::string convertIntToTimeString(int value);
+    static void breakSecondsIntoHoursMinutesSeconds(double seconds, int &hours, int &minutes, int &secs);
+    static std::string createClockTimeFromDate(Clock::time_point from, Clock::time_point to);
+    static std::string createTimeOfDayFromCalenderDate(Clock::time_point date);
+    static std::string dateText(Clock::time_point date);
+
+private:
+    OffloadInstance(const std::string &source, const std::string &destination, std::shared_ptr<MainLoop> mainLoop);
+    void recordResult(const Details &record, bool failed);
+
+    std::shared_ptr<OffloadInterface> m_interface = std::make_shared<OffloadInterface>();
+    std::shared_ptr<ThreadPool> m_pool = std::make_shared<ThreadPool>(1);
+    std::shared_ptr<MainLoop> m_mainLoop;
+
+    mutable std::mutex m_properties; // paths, lists, delegate, observer: each access atomic
+    std::string m_sourceDirectory;
+    std::string m_offloadDirectory;
+    std::string m_fullOffloadPath;
+    std::string m_probeFilePath;
+    std::vector<Details> m_fileDetails;
+    std::vector<std::string> m_sourceSubDirectories;
+    std::shared_ptr<OffloadInstanceDelegate> m_delegate;
+    std::shared_ptr<MainLoopTimer> m_timerInterface;
+    CopyObserver m_copyObserver;
+    std::function<void()> m_failureSound;
+
+    std::atomic<int32_t> m_offloadStatus{0};
+    std::atomic<double> m_threadRatio{1.0};
+    std::atomic<double> m_previousCopyRate{0.0};
+    std::atomic<double> m_dataTransferRate{1.0};
+    std::atomic<int32_t> m_itemsProcessed{0};
+    std::atomic<int32_t> m_indexToProcess{0};
+    std::atomic<uint64_t> m_bytesAtSource{0};
+    std::atomic<uint64_t> m_totalFilesAtSource{0};
+    std::atomic<uint64_t> m_bytesCopied{0};
+    std::atomic<bool> m_byteComparison{false};
+    std::atomic<bool> m_noFileVerification{false};
+    std::atomic<bool> m_verboseLogging{false};
+    std::atomic<bool> m_endedPremature{false};
+    std::atomic<bool> m_errorReported{false};
+    std::atomic<bool> m_logWasSaved{false};
+    std::atomic<bool> m_postOffloadComplete{false};
+
+    std::mutex m_lockProcessing;
+    std::mutex m_lockCopyDetails;
+    std::mutex m_overMutex;
+    std::condition_variable m_over;
+};
+
+} // namespace ferrydeck

@@ -1,0 +1,135 @@
+#include "engine/OffloadInstance.h"
+
+#include "Version.h"
+#include "fsutil/SystemLog.h"
+
+#include <ctime>
+
+namespace ferrydeck {
+
+namespace {
+
+std::string number(uint64_t value)
+{
+    return std::to_string(value);
+}
+
+} // namespace
+
+void OffloadInstance::createInitialLogEntry()
+{
+    std::lock_guard lock(m_lockCopyDetails);
+    std::string text = std::string("Ferrydeck by Brightwater (") + kMakerWebAddress + ")\n";
+    // The display model's start time is still the job's creation time here.
+    text += "Offload Began at " + dateText(m_interface->startTime()) + "\n";
+    text += "Offloading files from " + sourceDirectory() + " to " + fullOffloadPath() + "\n";
+    text += "Total files at source:" + number(totalFilesAtSource()) + "\n";
+    text += "Total bytes at source:" + number(bytesAtSource()) + "\n\n\n\n";
+    m_interface->addLogEntryToLogDetails({text, DisplayColor::Default});
+}
+
+void OffloadInstance::createLogEntriesForCopies(const std::vector<Details> &copies, bool didError)
+{
+    // Minimal logging lists the files only when something went wrong.
+    if (!verboseLogging() && !didError) return;
+    std::lock_guard lock(m_lockCopyDetails);
+    const bool contents = byteComparison();
+    for (const Details &record : copies) {
+        const std::string from = record->filePath();
+        const std::string to = record->outputPath();
+        // The missing quotation mark after the second path is part of the text.
+        std::string text = "\nComparing \"" + from + "\" to \"" + to + ":\n";
+        DisplayColor color = DisplayColor::Black;
+        switch (record->rawStatus()) {
+        case FileCopyDetails::kCopyVerified:
+            text += contents ? "File contents compare verification succeeded: The file contents are the same\n"
+                             : "File size verification complete: Both files are the same size\n";
+            color = DisplayColor::Green;
+            break;
+        case FileCopyDetails::kCopyError:
+            // The same words whether the copy or the comparison failed.
+            text += contents ? "File contents compare verification failure: The files are different sizes\n"
+                             : "File size verification failure: The files are different sizes\n";
+            color = DisplayColor::Red;
+            break;
+        default:
+            text = "Copying file \"" + from + "\" to \"" + to + "\" did not have a chance to process";
+            break;
+        }
+        m_interface->addLogEntryToLogDetails({text, color});
+    }
+}
+
+void OffloadInstance::insertFinalLogEntry()
+{
+    std::lock_guard lock(m_lockCopyDetails);
+    int hours = 0, minutes = 0, seconds = 0;
+    const std::chrono::duration<double> elapsed = Clock::now() - m_interface->startTime();
+    breakSecondsIntoHoursMinutesSeconds(elapsed.count(), hours, minutes, seconds);
+    const int32_t status = offloadStatus();
+
+    std::string text = "\n\nFerrydeck Offload Summary\n";
+    text += "Total Files at source:" + number(totalFilesAtSource()) + "\n";
+    text += "Total files copied:" + std::to_string(itemsProcessed()) + "\n";
+    text += "Total bytes at source:" + number(bytesAtSource()) + "\n";
+    text += "Total bytes copied:" + number(bytesCopied()) + "\n";
+    text += "Total offload duration (HH:MM:SS):" + convertIntToTimeString(hours) + ":" +
+            convertIntToTimeString(minutes) + ":" + convertIntToTimeString(seconds) + "\n";
+    text += "Verification Status:";
+    if (status == kCompleted) text += "Offload Verified\n";
+    else if (status == kError) text += "Offload Errored\n";
+    else if (status == kCanceled) text += "Offload Canceled\n";
+    text += "\nFerrydeck offload ended at " + dateText(Clock::now());
+    const DisplayColor color = (status == kError || status == kCanceled) ? DisplayColor::Red : DisplayColor::Green;
+    m_interface->addLogEntryToLogDetails({text, color});
+}
+
+std::string OffloadInstance::convertIntToTimeString(int value)
+{
+    // -3 reads "0-3": only values above 9 go without the leading zero.
+    return value > 9 ? std::to_string(value) : "0" + std::to_string(value);
+}
+
+void OffloadInstance::breakSecondsIntoHoursMinutesSeconds(double seconds, int &hours, int &minutes, int &secs)
+{
+    const double clamped = seconds > 2147483647.0 ? 2147483647.0 : seconds < -2147483648.0 ? -2147483648.0 : seconds;
+    const auto whole = static_cast<int32_t>(clamped);
+    hours = whole / 3600;
+    minutes = (whole % 3600) / 60;
+    secs = whole % 60;
+}
+
+std::string OffloadInstance::createClockTimeFromDate(Clock::time_point from, Clock::time_point to)
+{
+    int hours = 0, minutes = 0, seconds = 0;
+    breakSecondsIntoHoursMinutesSeconds(std::chrono::duration<double>(to - from).count(), hours, minutes, seconds);
+    return convertIntToTimeString(hours) + ":" + convertIntToTimeString(minutes) + ":" +
+           convertIntToTimeString(seconds);
+}
+
+std::string OffloadInstance::createTimeOfDayFromCalenderDate(Clock::time_point date)
+{
+    const std::time_t t = Clock::to_time_t(date);
+    std::tm local{};
+    localtime_r(&t, &local);
+    int hour = local.tm_hour;
+    // Hours 0 to 12 read AM, so 12:30 is "12:30 AM"; intended.
+    const char *half = "AM";
+    if (hour > 12) {
+        hour -= 12;
+        half = "PM";
+    }
+    return convertIntToTimeString(hour) + ":" + convertIntToTimeString(local.tm_min) + " " + half;
+}
+
+std::string OffloadInstance::dateText(Clock::time_point date)
+{
+    const std::time_t t = Clock::to_time_t(date);
+    std::tm local{};
+    localtime_r(&t, &local);
+    char buffer[64];
+    std::strftime(buffer, sizeof buffer, "%Y-%m-%d %H:%M:%S %z", &local);
+    return buffer;
+}
+
+} // namespace ferrydeck

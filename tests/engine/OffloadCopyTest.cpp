@@ -1,0 +1,237 @@
+#include "EngineFixture.h"
+#include "fsutil/FileUtilities.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <barrier>
+#include <mutex>
+
+using namespace ferrydeck;
+using namespace ferrydeck::test;
+
+namespace {
+
+size_t count(const std::string &text, const std::string &what)
+{
+    size_t n = 0;
+    for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
+    return n;
+}
+
+std::vector<int32_t> statuses(const OffloadInstance &job)
+{
+    std::vector<int32_t> result;
+    for (const auto &record : job.fileDetails()) result.push_back(record->rawStatus());
+    return result;
+}
+
+// A card of `files` files, numbered so the walk order is easy to read.
+void makeCard(const TempDir &dir, int files)
+{
+    for (int i = 0; i < files; ++i) {
+        writeSizedFile(dir / ("card/CLIP/" + std::to_string(100 + i) + ".MOV"), 1000 + 37 * i, i);
+    }
+}
+
+} // namespace
+
+class CopyAllFiles : public ::testing::TestWithParam<bool> {};
+
+TEST_P(CopyAllFiles, EveryFileIsCopiedAndVerifiedWithSeveralThreads)
+{
+    TempDir dir;
+    makeCard(dir, 40);
+    writeSizedFile(dir / "card/DCIM/.thumbs/a.jpg", 512);
+    writeFile(dir / "card/.Trashes/x.mov", "never");
+    makeDirectory(dir / "dest");
+    std::atomic<int> sounds{0};
+    JobOptions options;
+    options.threads = 4;
+    options.contents = GetParam();
+    auto job = preparedJob(dir / "card", dir / "dest", options, &sounds);
+
+    EXPECT_EQ(driveJob(job), OffloadInstance::kCompleted);
+    EXPECT_EQ(job->itemsProcessed(), 41);
+    EXPECT_EQ(job->bytesCopied(), job->bytesAtSource());
+    for (const auto &record : job->fileDetails()) {
+        EXPECT_EQ(record->status(), "Copy Verified");
+        EXPECT_EQ(readFile(record->outputPath()), readFile(record->filePath()));
+    }
+    EXPECT_TRUE(exists(dir / "dest/copy/DCIM/.thumbs/a.jpg"));
+    EXPECT_FALSE(exists(dir / "dest/copy/.Trashes"));
+    EXPECT_EQ(sounds.load(), 0);
+    EXPECT_EQ(job->interface()->currentOffloadFile(), "Offload Complete & Verified");
+    EXPECT_EQ(job->interface()->estimatedTimeRemaining(), "Complete");
+
+    // Minimal logging: the initial entry and the summary only.
+    const auto log = job->interface()->logDetails();
+    ASSERT_EQ(log.size(), 2u);
+    EXPECT_EQ(log[1].color, DisplayColor::Green);
+    EXPECT_NE(log[1].text.find("Total files copied:41\nTotal bytes at source:"), std::string::npos);
+    EXPECT_NE(log[1].text.find("Verification Status:Offload Verified\n"), std::string::npos);
+}
+
+INSTANTIATE_TEST_SUITE_P(SizeAndContents, CopyAllFiles, ::testing::Values(false, true));
+
+TEST(CopyLoop, OneThreadTakesFilesInListOrder)
+{
+    TempDir dir;
+    makeCard(dir, 12);
+    makeDirectory(dir / "dest");
+    JobOptions options;
+    options.threads = 1;
+    auto job = preparedJob(dir / "card", dir / "dest", options);
+    std::vector<std::string> copied;
+    job->setCopyObserver([&](const FileCopyDetails &record) { copied.push_back(record.filePath()); });
+    std::vector<std::string> listed;
+    for (const auto &record : job->fileDetails()) listed.push_back(record->filePath());
+    EXPECT_EQ(driveJob(job), OffloadInstance::kCompleted);
+    EXPECT_EQ(copied, listed);
+}
+
+TEST(CopyLoop, FirstFailureEndsTheJobAndLogsEveryRecord)
+{
+    TempDir dir;
+    makeCard(dir, 5);
+    makeDirectory(dir / "dest");
+    std::atomic<int> sounds{0};
+    JobOptions options;
+    options.threads = 1;
+    auto job = preparedJob(dir / "card", dir / "dest", options, &sounds);
+    const auto records = job->fileDetails();
+    // The third file is already at the destination: it must not be replaced.
+    const std::string third = path::replaceAll(records[2]->filePath(), dir / "card", dir / "dest/copy");
+    writeFile(third, "older footage");
+
+    EXPECT_EQ(driveJob(job), OffloadInstance::kError);
+    EXPECT_EQ(readFile(third), "older footage");
+    EXPECT_TRUE(job->endedPremature());
+    EXPECT_EQ(sounds.load(), 1);
+    EXPECT_EQ(statuses(*job), (std::vector<int32_t>{10003, 10003, 10004, 10001, 10001}));
+    EXPECT_EQ(job->itemsProcessed(), 2);
+    EXPECT_EQ(job->interface()->currentOffloadFile(),
+              "Not all files were copied correctly, look at the Log Report for details");
+
+    const auto log = job->interface()->logDetails();
+    ASSERT_EQ(log.size(), 1u + 5u + 1u);
+    const std::string head0 = "\nComparing \"" + records[0]->filePath() + "\" to \"" + records[0]->outputPath() + ":\n";
+    EXPECT_EQ(log[1].text, head0 + "File size verification complete: Both files are the same size\n");
+    EXPECT_EQ(log[1].color, DisplayColor::Green);
+    EXPECT_EQ(log[3].text, "\nComparing \"" + records[2]->filePath() + "\" to \"" + third +
+                               ":\nFile size verification failure: The files are different sizes\n");
+    EXPECT_EQ(log[3].color, DisplayColor::Red);
+    EXPECT_EQ(log[4].text, "Copying file \"" + records[3]->filePath() + "\" to \"\" did not have a chance to process");
+    EXPECT_EQ(log[4].color, DisplayColor::Black);
+    EXPECT_EQ(log[6].color, DisplayColor::Red);
+    EXPECT_NE(log[6].text.find("Verification Status:Offload Errored\n"), std::string::npos);
+}
+
+TEST(CopyLoop, VerboseLoggingUsesTheContentsSentences)
+{
+    TempDir dir;
+    makeCard(dir, 3);
+    makeDirectory(dir / "dest");
+    JobOptions options;
+    options.contents = true;
+    options.verbose = true;
+    auto job = preparedJob(dir / "card", dir / "dest", options);
+    EXPECT_EQ(driveJob(job), OffloadInstance::kCompleted);
+    const std::string log = job->interface()->logText();
+    EXPECT_EQ(count(log, "File contents compare verification succeeded: The file contents are the same\n"), 3u);
+    EXPECT_EQ(log.rfind("Ferrydeck by Brightwater (", 0), 0u);
+    EXPECT_NE(log.find("Total files at source:3\nTotal bytes at source:"), std::string::npos);
+    EXPECT_NE(log.find("Total Files at source:3\n"), std::string::npos);
+}
+
+TEST(CopyLoop, CancelStopsBeforeTheNextFileAndLeavesCounters)
+{
+    TempDir dir;
+    makeCard(dir, 6);
+    makeDirectory(dir / "dest");
+    JobOptions options;
+    options.threads = 1;
+    auto job = preparedJob(dir / "card", dir / "dest", options);
+    job->setCopyObserver([&](const FileCopyDetails &) { job->cancelOffloadingTasks(); });
+    EXPECT_EQ(driveJob(job), OffloadInstance::kCanceled);
+    // The file in progress finishes and is verified, but no longer counts.
+    EXPECT_EQ(statuses(*job), (std::vector<int32_t>{10003, 10001, 10001, 10001, 10001, 10001}));
+    EXPECT_EQ(job->itemsProcessed(), 0);
+    EXPECT_EQ(job->bytesCopied(), 0u);
+    const auto log = job->interface()->logDetails();
+    ASSERT_EQ(log.size(), 2u); // no per-file entries on cancel
+    EXPECT_EQ(log[1].color, DisplayColor::Red);
+    EXPECT_NE(log[1].text.find("Verification Status:Offload Canceled\n"), std::string::npos);
+}
+
+TEST(CopyLoop, TwoThreadsFinishingTheLastTwoFilesCompleteOnce)
+{
+    TempDir dir;
+    makeCard(dir, 2);
+    makeDirectory(dir / "dest");
+    JobOptions options;
+    options.threads = 2;
+    options.verbose = true;
+    auto job = preparedJob(dir / "card", dir / "dest", options);
+    std::barrier both(2);
+    job->setCopyObserver([&](const FileCopyDetails &) { both.arrive_and_wait(); });
+    EXPECT_EQ(driveJob(job), OffloadInstance::kCompleted);
+    EXPECT_EQ(count(job->interface()->logText(), "\nComparing \""), 2u);
+    EXPECT_EQ(job->itemsProcessed(), 2);
+}
+
+TEST(CopyLoop, TwoFailuresLogTwiceAndSoundOnce)
+{
+    TempDir dir;
+    makeCard(dir, 2);
+    makeDirectory(dir / "dest");
+    std::atomic<int> sounds{0};
+    JobOptions options;
+    options.threads = 2;
+    options.contents = true;
+    auto job = preparedJob(dir / "card", dir / "dest", options, &sounds);
+    std::barrier both(2);
+    job->setCopyObserver([&](const FileCopyDetails &record) {
+        both.arrive_and_wait();
+        std::string bytes = readFile(record.outputPath());
+        bytes[0] = static_cast<char>(bytes[0] ^ 0x40);
+        writeFile(record.outputPath(), bytes);
+    });
+    EXPECT_EQ(driveJob(job), OffloadInstance::kError);
+    // Two blocks of two entries; the other file may still be in process when
+    // the first block is written.
+    const std::string log = job->interface()->logText();
+    EXPECT_EQ(count(log, "File contents compare verification failure") + count(log, "did not have a chance"), 4u);
+    EXPECT_GE(count(log, "File contents compare verification failure"), 2u);
+    EXPECT_EQ(sounds.load(), 1);
+}
+
+TEST(CopyLoop, EmptyJobRunsUntilCanceled)
+{
+    TempDir dir;
+    makeDirectory(dir / "card");
+    makeDirectory(dir / "dest");
+    auto job = preparedJob(dir / "card", dir / "dest", JobOptions{});
+    std::thread canceller([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        EXPECT_EQ(job->offloadStatus(), OffloadInstance::kProcessing);
+        job->cancelOffloadingTasks();
+    });
+    EXPECT_EQ(driveJob(job), OffloadInstance::kCanceled);
+    canceller.join();
+}
+
+TEST(CopyLoop, SourcePathRecurringInsideAFilePathIsReplacedEverywhere)
+{
+    TempDir dir;
+    writeFile(dir / "A/x" + dir.path() + "/A/y", "z"); // the source text recurs below itself
+    const std::string recurring = dir / "A/x" + dir.path() + "/A/y";
+    makeDirectory(dir / "D");
+    auto job = preparedJob(dir / "A", dir / "D", JobOptions{});
+    EXPECT_EQ(driveJob(job), OffloadInstance::kCompleted);
+    EXPECT_EQ(job->fileDetails()[0]->outputPath(),
+              path::replaceAll(recurring, dir / "A", dir / "D/copy"));
+}
