@@ -133,8 +133,11 @@ public:
     void browse();
     std::optional<std::string> browseForDirectoryWithMessage(const std::string &message, const std::string &title);
     void toggleLogSaveMode();
-    // Temporary file in the same folder, flushed, then renamed over `path`.
-    static bool writeFileAtomically(const std::string &path, const std::string &text);
+    // Where the job's log was last written, none when it never was.
+    std::optional<std::string> savedLogPath(const Job &job) const;
+    // Temporary file in the same folder, flushed, then renamed to `path`;
+    // without `replace` an existing file is kept and errno is EEXIST.
+    static bool writeFileAtomically(const std::string &path, const std::string &text, bool replace);
 
 protected:
     // Shows an alert from any thread; a worker waits for the answer without
@@ -153,6 +156,7 @@ private:
     class DetailsDelegate;
 
     std::string logFolderForInstance(const Job &job) const;
+    void noteSavedLog(const Job &job, const std::string &path);
     std::vector<Job> collectJobsWithStatus(int32_t status);
 
     std::shared_ptr<ControllerView> m_view;
@@ -166,6 +170,7 @@ private:
     std::vector<std::string> m_listNamingSchemeOptions;
     Job m_viewedInstance;
     std::string m_textStepperCount;
+    std::vector<std::pair<Job, std::string>> m_savedLogs;
 
     std::mutex m_lockOffloadInstances;
     std::mutex m_lockOffloadDestination;

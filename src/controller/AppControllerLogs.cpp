@@ -35,15 +35,30 @@ bool writeAll(int fd, const std::string &text)
 
 } // namespace
 
-bool AppController::writeFileAtomically(const std::string &path, const std::string &text)
+bool AppController::writeFileAtomically(const std::string &path, const std::string &text, bool replace)
 {
     std::string temporary = path + ".XXXXXX";
     UniqueFd fd(::mkstemp(temporary.data()));
     if (!fd) return false;
     const bool written = ::fchmod(fd.get(), 0644) == 0 && writeAll(fd.get(), text) && ::fsync(fd.get()) == 0;
     const bool closed = ::close(fd.release()) == 0;
-    if (!written || !closed || ::rename(temporary.c_str(), path.c_str()) != 0) {
+    bool moved = false;
+    if (written && closed) {
+        if (replace) {
+            moved = ::rename(temporary.c_str(), path.c_str()) == 0;
+        } else {
+            moved = ::renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0;
+            // File systems without the no-replace rename still refuse an existing link name.
+            if (!moved && errno == EINVAL && ::link(temporary.c_str(), path.c_str()) == 0) {
+                ::unlink(temporary.c_str());
+                moved = true;
+            }
+        }
+    }
+    if (!moved) {
+        const int error = errno;
         ::unlink(temporary.c_str());
+        errno = error;
         return false;
     }
     return true;
@@ -59,12 +74,20 @@ std::string AppController::logFolderForInstance(const Job &job) const
 
 bool AppController::autoSaveLogForInstance(const Job &job)
 {
-    const std::string name = path::lastComponent(job->fullOffloadPath());
-    const std::string target =
-        FileUtilities::ensureFilePathDoesNotExist(expandTilde(logFolderForInstance(job)) + "/" + name + ".txt");
-    if (!writeFileAtomically(target, job->interface()->logText())) return false;
-    job->setLogWasSaved(true);
-    return true;
+    const std::string wanted =
+        expandTilde(logFolderForInstance(job)) + "/" + path::lastComponent(job->fullOffloadPath()) + ".txt";
+    const std::string text = job->interface()->logText();
+    // Jobs of one source end together and want the same name: an existing
+    // log is never replaced, so a name taken meanwhile means the next one.
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        const std::string target = FileUtilities::ensureFilePathDoesNotExist(wanted);
+        if (writeFileAtomically(target, text, false)) {
+            noteSavedLog(job, target);
+            return true;
+        }
+        if (errno != EEXIST) return false;
+    }
+    return false;
 }
 
 bool AppController::saveLogForInstance(const Job &job)
@@ -73,9 +96,27 @@ bool AppController::saveLogForInstance(const Job &job)
     const std::string proposed = path::lastComponent(job->fullOffloadPath()) + ".txt";
     const std::optional<std::string> chosen = m_view->chooseSaveFile("Save the log file ...", folder, proposed);
     if (!chosen) return false;
-    if (!writeFileAtomically(*chosen, job->interface()->logText())) return false;
-    job->setLogWasSaved(true);
+    // Replacing an existing file was the person's choice in the panel.
+    if (!writeFileAtomically(*chosen, job->interface()->logText(), true)) return false;
+    noteSavedLog(job, *chosen);
     return true;
+}
+
+void AppController::noteSavedLog(const Job &job, const std::string &path)
+{
+    job->setLogWasSaved(true);
+    std::lock_guard lock(m_lists);
+    std::erase_if(m_savedLogs, [&](const auto &entry) { return entry.first == job; });
+    m_savedLogs.emplace_back(job, path);
+}
+
+std::optional<std::string> AppController::savedLogPath(const Job &job) const
+{
+    std::lock_guard lock(m_lists);
+    for (const auto &[saved, path] : m_savedLogs) {
+        if (saved == job) return path;
+    }
+    return std::nullopt;
 }
 
 void AppController::saveLog()
