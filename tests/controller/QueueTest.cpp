@@ -4,6 +4,9 @@
 
 #include <sys/mount.h>
 
+#include <condition_variable>
+#include <mutex>
+
 namespace ferrydeck::test {
 namespace {
 
@@ -125,6 +128,45 @@ TEST_F(Queue, UnwritableDestinationEndsInErrorAndStillCompletes)
     EXPECT_FALSE(job->postOffloadComplete());
     std::lock_guard lock(controller->offloadPool().poolLock());
     EXPECT_TRUE(controller->offloadPool().pool().empty());
+}
+
+TEST_F(Queue, CancellingHalfWayEndsCanceledWithItsLogSaved)
+{
+    make();
+    controller->ferrydeckSettings().setAutoSaveLogs(true);
+    controller->ferrydeckSettings().setLogOptionIndex(1);
+    addDestination("backup");
+    controller->addDirectoriesToOffloadList({makeCard("card", 20)});
+    settle();
+    const auto job = controller->listOffloadInstances().at(0);
+    std::mutex mutex;
+    std::condition_variable released;
+    bool copied = false, release = false;
+    // Every copy thread stops after its first file until the job is cancelled.
+    job->setCopyObserver([&](const FileCopyDetails &) {
+        std::unique_lock lock(mutex);
+        copied = true;
+        released.wait(lock, [&] { return release; });
+    });
+    controller->processAllItemsInTheQueue();
+    ASSERT_TRUE(pumpUntil([&] {
+        std::lock_guard lock(mutex);
+        return copied;
+    }));
+    controller->cancelAllItemsInTheQueue();
+    {
+        std::lock_guard lock(mutex);
+        release = true;
+    }
+    released.notify_all();
+    settle();
+    EXPECT_EQ(job->offloadStatus(), OffloadInstance::kCanceled);
+    EXPECT_LT(job->itemsProcessed(), 20);
+    const auto log = controller->savedLogPath(job);
+    ASSERT_TRUE(log.has_value());
+    EXPECT_EQ(*log, job->fullOffloadPath() + "/card.txt");
+    EXPECT_NE(readFile(*log).find("Offload Canceled"), std::string::npos);
+    EXPECT_EQ(controller->listOffloadInstances().size(), 1u); // a begun job stays listed
 }
 
 TEST_F(Queue, InsufficientSpaceDropsTheJobWithTheGatheredMessage)
