@@ -41,6 +41,25 @@ bool ThreadPool::insertThreadIntoPool(const Thread &thread, Thread *)
     return false;
 }
 
+bool ThreadPool::removeThreadFromPool(const Thread &thread)
+{
+    for (auto it = m_pool.begin(); it != m_pool.end(); ++it) {
+        if (*it == thread) {
+            m_pool.erase(it);
+            return true;
+        }
+    }
+    return false;
+}
+
+bool ThreadPool::containsThread(const Thread &thread) const
+{
+    for (const Thread &entry : m_pool) {
+        if (entry == thread) return true;
+    }
+    return false;
+}
+
 void ThreadPool::fireAllThreadsInThePool()
 {
     std::lock_guard lock(m_poolLock);

@@ -29,6 +29,9 @@ public:
     // The second argument is accepted and left untouched: the replaced thread
     // is never handed back.
     bool insertThreadIntoPool(const Thread &thread, Thread *removedThread);
+    // Caller holds the lock; false when the thread is not in the pool.
+    bool removeThreadFromPool(const Thread &thread);
+    bool containsThread(const Thread &thread) const;
     void fireAllThreadsInThePool();
     void cancelAllThreadsInThePool();
 

@@ -1,0 +1,192 @@
+#pragma once
+
+#include "controller/ControllerView.h"
+#include "controller/MainLoop.h"
+#include "engine/OffloadDestination.h"
+#include "engine/OffloadInstance.h"
+#include "engine/ThreadPool.h"
+#include "engine/WorkerThread.h"
+#include "settings/FerrydeckSettings.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace ferrydeck {
+
+class AttachedVolume;
+
+// The one object that turns sources and ticked destinations into jobs, runs
+// them on the shared copy threads and saves their logs. It knows no toolkit:
+// the person is reached through ControllerView, the main thread through
+// MainLoop. Its code is split by concern: lifecycle (AppController.cpp), the
+// queue (AppControllerQueue.cpp), a job's run and end
+// (AppControllerProcessing.cpp), naming, destinations and space, log saving.
+class AppController {
+public:
+    using Job = std::shared_ptr<OffloadInstance>;
+    using Destination = std::shared_ptr<OffloadDestination>;
+
+    struct Options {
+        int32_t processorCount = 0; // 0: ask the machine
+        std::chrono::milliseconds refreshInterval = std::chrono::seconds(5);
+        // Free bytes of the file system holding a folder; statvfs when empty.
+        std::function<uint64_t(const std::string &)> freeSpace;
+    };
+
+    static constexpr int32_t kStepperMinimum = 1;
+    static constexpr int32_t kStepperMaximum = 9999;
+
+    AppController(std::shared_ptr<ControllerView> view, std::shared_ptr<MainLoop> mainLoop);
+    AppController(std::shared_ptr<ControllerView> view, std::shared_ptr<MainLoop> mainLoop, Options options);
+    // Cancels every job and waits for every thread the controller started.
+    virtual ~AppController();
+    AppController(const AppController &) = delete;
+    AppController &operator=(const AppController &) = delete;
+
+    // --- state ----------------------------------------------------------------
+    std::vector<Job> listOffloadInstances() const;
+    void setListOffloadInstances(std::vector<Job> jobs);
+    std::vector<Destination> listOffloadDestinations() const;
+    void setListOffloadDestinations(std::vector<Destination> destinations);
+    std::vector<std::string> listNamingSchemeOptions() const;
+    Job viewedInstance() const;
+    void setViewedInstance(Job job);
+    FerrydeckSettings &ferrydeckSettings() { return m_settings; }
+    ThreadPool &offloadPool() { return m_offloadPool; }
+    std::vector<ThreadPool::Thread> overflowPool() const;
+    std::mutex &lockOffloadInstances() { return m_lockOffloadInstances; }
+    std::mutex &lockOffloadDestination() { return m_lockOffloadDestination; }
+    std::mutex &lockInterface() { return m_lockInterface; }
+    std::mutex &lockPostOffload() { return m_lockPostOffload; }
+
+    // --- lifecycle --------------------------------------------------------------
+    // True to quit now; asks once when a job is processing.
+    bool applicationShouldTerminate();
+    void applicationWillTerminate();
+    // Any listing or job thread still running.
+    bool hasActiveWorkers() const;
+    bool beginOffloadingInstance(const Job &) const { return true; }
+
+    // --- queue (AppControllerQueue.cpp) ----------------------------------------
+    void addDirectoriesToOffloadList(const std::vector<std::string> &paths);
+    void queueAllDrivesFromList(const std::vector<std::shared_ptr<AttachedVolume>> &volumes);
+    // The caller holds lockOffloadInstances.
+    bool isSourceAlreadyInList(const std::string &path) const;
+    bool directoryPathCanBeProcessed(const std::string &path);
+    void verifyOffloadSourceSize(const std::vector<Job> &jobs);
+    void processAllItemsInTheQueue();
+    void processInstancesInList(const std::vector<Job> &jobs);
+    // Hands max(jobs, shared pool size) copy threads to `jobs` by the idle
+    // count of the shared pool; no thread is started.
+    void handOutSharedThreads(const std::vector<Job> &jobs);
+    void configureInstanceFromInterface(const Job &job);
+    void cancelAllItemsInTheQueue();
+    void cancelInstancesInList(const std::vector<Job> &jobs);
+    void cancelOffloadInstance(const Job &job);
+    void removeItemFromOffloadingQueue(const Job &job);
+    void removeItemsNotStartedFromQueue();
+    bool canInstanceBeDequeued(const Job &job) const;
+    void removeRowFromProcessingQueue(const std::vector<int> &selectedRows);
+    void clearProcessingQueue();
+
+    // --- a job's run and end (AppControllerProcessing.cpp) ---------------------
+    void processInstance(const Job &job);
+    void processingOfInstanceCompleted(const Job &job);
+    void redistributeThreadsFromInstance(const Job &job);
+    // Card reformat, rename and eject after a card's last job: not built yet,
+    // so a finished card is left as it is.
+    virtual void runPostOffloadDriveModificationsForInstance(const Job &job);
+    // The mounted-volume lists: not built yet, so nothing is refreshed.
+    virtual void refreshDriveLists();
+
+    // --- naming (AppControllerNaming.cpp) --------------------------------------
+    void populateNamingSchemeOptions();
+    std::string addNamingConventionToOffloadPath(const std::string &destination, const std::string &source);
+    void configureFullNamingSchemeTextBox();
+    void selectSchemeAtIndex(int index);
+    void configureStepper(int32_t value);
+    void resetStepper() { configureStepper(1); }
+    std::string textStepperCount() const;
+
+    // --- destinations and space (AppControllerDestinations.cpp) ----------------
+    void addDirectoriesToDestinationList(const std::vector<std::string> &paths);
+    void removeRowFromDestinationTable(int selectedRow);
+    void removeDirectoryPathFromDestinationList(const std::string &path);
+    void removeDirectoryDestinationFromOffloadInstanceList(const std::string &path);
+    bool directoryIsAnOffloadDestination(const std::string &path);
+    int numberOfSelectedOffloadDestinations();
+    bool areAnyDestinationsSelected();
+    bool isSufficentSpaceAvailableForOffload(const Job &job);
+
+    // --- log saving (AppControllerLogs.cpp) ------------------------------------
+    bool autoSaveLogForInstance(const Job &job);
+    bool saveLogForInstance(const Job &job);
+    void saveLog();
+    void viewLog();
+    void browse();
+    std::optional<std::string> browseForDirectoryWithMessage(const std::string &message, const std::string &title);
+    void toggleLogSaveMode();
+    // Where the job's log was last written, none when it never was.
+    std::optional<std::string> savedLogPath(const Job &job) const;
+    // Temporary file in the same folder, flushed, then renamed to `path`;
+    // without `replace` an existing file is kept and errno is EEXIST.
+    static bool writeFileAtomically(const std::string &path, const std::string &text, bool replace);
+
+protected:
+    // Shows an alert from any thread; a worker waits for the answer without
+    // holding any controller lock. Answers the default button when the
+    // controller is shutting down.
+    int alert(const std::string &title, const std::string &message, const std::vector<std::string> &buttons);
+    // Runs `change` on the main thread later; it never touches the controller.
+    void updateView(std::function<void(ControllerView &)> change);
+    // Starts `body` on a thread the destructor waits for.
+    void startWorker(std::function<void()> body);
+    // Runs `task` on the main thread later, unless the controller is gone by then.
+    void postToController(std::function<void(AppController &)> task);
+
+private:
+    struct PendingAnswer;
+    class DetailsDelegate;
+
+    std::string logFolderForInstance(const Job &job) const;
+    void noteSavedLog(const Job &job, const std::string &path);
+    std::vector<Job> collectJobsWithStatus(int32_t status);
+
+    std::shared_ptr<ControllerView> m_view;
+    std::shared_ptr<MainLoop> m_mainLoop;
+    Options m_options;
+    std::shared_ptr<OffloadInstanceDelegate> m_detailsDelegate;
+
+    mutable std::mutex m_lists; // makes each getter and setter of a list atomic
+    std::vector<Job> m_listOffloadInstances;
+    std::vector<Destination> m_listOffloadDestinations;
+    std::vector<std::string> m_listNamingSchemeOptions;
+    Job m_viewedInstance;
+    std::string m_textStepperCount;
+    std::vector<std::pair<Job, std::string>> m_savedLogs;
+
+    std::mutex m_lockOffloadInstances;
+    std::mutex m_lockOffloadDestination;
+    std::mutex m_lockInterface;
+    std::mutex m_lockPostOffload;
+
+    FerrydeckSettings m_settings;
+    ThreadPool m_offloadPool;
+    mutable std::mutex m_overflowMutex;
+    std::vector<ThreadPool::Thread> m_overflowPool;
+
+    mutable std::mutex m_workersMutex;
+    std::vector<std::shared_ptr<WorkerThread>> m_workers;
+    std::vector<std::shared_ptr<PendingAnswer>> m_pendingAnswers;
+    bool m_shuttingDown = false;
+    std::shared_ptr<int> m_alive = std::make_shared<int>(0);
+};
+
+} // namespace ferrydeck

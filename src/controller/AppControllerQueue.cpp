@@ -1,0 +1,318 @@
+#include "controller/AppController.h"
+#include "controller/OffloadNamingScheme.h"
+
+#include "engine/OffloadDriver.h"
+#include "fsutil/AttachedVolume.h"
+#include "fsutil/DirectoryUtilities.h"
+#include "fsutil/FileUtilities.h"
+#include "fsutil/SystemLog.h"
+
+#include <algorithm>
+#include <exception>
+
+namespace ferrydeck {
+
+void AppController::addDirectoriesToOffloadList(const std::vector<std::string> &paths)
+{
+    if (!areAnyDestinationsSelected()) return;
+    std::vector<std::string> sources;
+    for (const std::string &path : paths) {
+        if (path::isDirectory(path)) sources.push_back(path);
+    }
+    for (const std::string &source : sources) {
+        // One refusal refuses the whole drop, even the folders accepted before it: deliberate.
+        if (!directoryPathCanBeProcessed(source)) return;
+    }
+    std::vector<Job> added;
+    {
+        std::lock_guard lock(m_lockOffloadInstances);
+        std::vector<Job> queue = listOffloadInstances();
+        try {
+            const std::vector<Destination> destinations = listOffloadDestinations();
+            for (const std::string &source : sources) {
+                for (const Destination &destination : destinations) {
+                    if (!destination->inUse()) continue;
+                    Job job = OffloadInstance::create(source, destination->destinationPath(), m_mainLoop);
+                    queue.push_back(job);
+                    added.push_back(job);
+                }
+            }
+        } catch (const std::exception &error) {
+            systemLog("could not queue a source: %s", error.what());
+        }
+        setListOffloadInstances(std::move(queue));
+    }
+    for (const Job &job : added) {
+        startWorker([this, job] { verifyOffloadSourceSize({job}); });
+    }
+}
+
+void AppController::queueAllDrivesFromList(const std::vector<std::shared_ptr<AttachedVolume>> &volumes)
+{
+    for (const auto &volume : volumes) {
+        const std::string path = volume->volumePath();
+        {
+            std::lock_guard lock(m_lockOffloadInstances);
+            if (isSourceAlreadyInList(path)) continue;
+        }
+        addDirectoriesToOffloadList({path});
+    }
+}
+
+bool AppController::isSourceAlreadyInList(const std::string &path) const
+{
+    const std::vector<Job> queue = listOffloadInstances();
+    return std::any_of(queue.begin(), queue.end(), [&](const Job &job) { return job->sourceDirectory() == path; });
+}
+
+bool AppController::directoryPathCanBeProcessed(const std::string &path)
+{
+    if (!directoryIsAnOffloadDestination(path)) return true;
+    alert("Error",
+          "Directory could not be added for the following reason:\n" +
+              stringWithFormat("Directory %s is listed as a offload destination.  A directory cannot be both a source "
+                               "and a destination.\n",
+                               path.c_str()) +
+              "Please correct the above error & try again",
+          {"OK"});
+    return false;
+}
+
+void AppController::verifyOffloadSourceSize(const std::vector<Job> &jobs)
+{
+    if (jobs.empty()) return;
+    std::string message = "The following directories could not be copied due to insufficient space at the "
+                          "destination:\n";
+    bool removed = false;
+    for (const Job &job : jobs) {
+        // The walk runs outside the queue's lock: a large card must not stall the window.
+        OffloadDriver::listSource(*job);
+        if (!isSufficentSpaceAvailableForOffload(job)) {
+            message += stringWithFormat("%s could not be copied to %s\n", job->sourceDirectory().c_str(),
+                                        job->offloadDirectory().c_str());
+            std::lock_guard lock(m_lockOffloadInstances);
+            std::vector<Job> queue = listOffloadInstances();
+            std::erase(queue, job);
+            setListOffloadInstances(std::move(queue));
+            removed = true;
+        }
+        job->updateInterfaceEstimatedTime();
+    }
+    if (removed) alert("Insufficient Space", message, {"OK"});
+    std::lock_guard lock(m_lockInterface);
+    updateView([](ControllerView &view) { view.reloadQueueTable(); });
+}
+
+void AppController::processAllItemsInTheQueue()
+{
+    processInstancesInList(listOffloadInstances());
+}
+
+std::vector<AppController::Job> AppController::collectJobsWithStatus(int32_t status)
+{
+    std::lock_guard lock(m_lockOffloadInstances);
+    std::vector<Job> collected;
+    for (const Job &job : listOffloadInstances()) {
+        if (job->offloadStatus() == status) collected.push_back(job);
+    }
+    return collected;
+}
+
+void AppController::handOutSharedThreads(const std::vector<Job> &jobs)
+{
+    const int count = static_cast<int>(jobs.size());
+    if (count == 0) return;
+    int poolSize = 0;
+    for (int i = 0;; ++i) {
+        int idle = 0;
+        {
+            std::lock_guard lock(m_offloadPool.poolLock());
+            idle = m_offloadPool.idleThreadsInPool();
+            poolSize = m_offloadPool.poolSize();
+        }
+        if (i >= count && i >= poolSize) break;
+        // The receiver follows the idle count read just before, not i: intended.
+        ThreadPool::Thread thread;
+        {
+            std::lock_guard lock(m_lockOffloadInstances);
+            const Job &target = jobs[static_cast<size_t>(idle % count)];
+            thread = target->createOffloadThread();
+            target->addThreadToPool(thread);
+        }
+        if (!thread) continue;
+        bool inserted = false;
+        {
+            std::lock_guard lock(m_offloadPool.poolLock());
+            inserted = m_offloadPool.insertThreadIntoPool(thread);
+        }
+        if (!inserted) {
+            std::lock_guard lock(m_overflowMutex);
+            m_overflowPool.push_back(thread);
+            systemLog("Could not add processing thread to pool");
+        }
+    }
+}
+
+void AppController::processInstancesInList(const std::vector<Job> &jobs)
+{
+    std::vector<Job> collected;
+    {
+        std::lock_guard lock(m_lockOffloadInstances);
+        for (const Job &job : jobs) {
+            if (job->offloadStatus() == OffloadInstance::kInQueue) collected.push_back(job);
+        }
+    }
+    if (collected.empty()) return;
+    handOutSharedThreads(collected);
+
+    // All destinations of one source share one consecutive number.
+    std::vector<Job> remaining = collected;
+    while (!remaining.empty()) {
+        std::vector<Job> group{remaining.front()};
+        remaining.erase(remaining.begin());
+        for (auto it = remaining.begin(); it != remaining.end();) {
+            const std::string source = (*it)->sourceDirectory();
+            const bool sameSource = std::any_of(group.begin(), group.end(),
+                                                [&](const Job &member) { return member->sourceDirectory() == source; });
+            if (sameSource) {
+                group.push_back(*it);
+                it = remaining.erase(it);
+            } else {
+                ++it;
+            }
+        }
+        for (const Job &job : group) {
+            configureInstanceFromInterface(job);
+            startWorker([this, job] { processInstance(job); });
+        }
+        std::lock_guard lock(m_lockInterface);
+        if (OffloadNamingScheme::schemeForTitle(m_view->namingControls().schemeTitle) ==
+            OffloadNamingScheme::kConsecutiveNumbering) {
+            configureStepper(m_settings.valueConsecutiveNumbering() + 1);
+        }
+    }
+    try {
+        setViewedInstance(collected.front());
+        m_view->showDetails(collected.front());
+    } catch (const std::exception &error) {
+        systemLog("could not show the details of a job: %s", error.what());
+    }
+}
+
+void AppController::configureInstanceFromInterface(const Job &job)
+{
+    std::lock_guard lock(m_lockInterface);
+    const std::string base = addNamingConventionToOffloadPath(job->offloadDirectory(), job->sourceDirectory());
+    job->setFullOffloadPath(DirectoryUtilities::createUniqueDirectoryPathForPath(
+        base + "/" + path::lastComponent(job->sourceDirectory())));
+    const VerificationControls controls = m_view->verificationControls();
+    if (controls.verification == Verification::None) job->setNoFileVerification(true);
+    else if (controls.verification == Verification::Contents) job->setByteComparison(true);
+    if (controls.verboseLogging) job->setVerboseLogging(true);
+    job->createInitialLogEntry();
+    job->setDelegate(m_detailsDelegate);
+}
+
+void AppController::cancelAllItemsInTheQueue()
+{
+    cancelInstancesInList(listOffloadInstances());
+}
+
+void AppController::cancelInstancesInList(const std::vector<Job> &jobs)
+{
+    if (jobs.empty()) return;
+    std::lock_guard lock(m_lockOffloadInstances);
+    for (const Job &job : jobs) cancelOffloadInstance(job);
+    setListOffloadInstances(listOffloadInstances());
+}
+
+void AppController::cancelOffloadInstance(const Job &job)
+{
+    if (job->processingTaskHasBegun()) job->cancelOffloadingTasks();
+    else removeItemFromOffloadingQueue(job);
+}
+
+void AppController::removeItemFromOffloadingQueue(const Job &job)
+{
+    if (viewedInstance() == job) {
+        updateView([](ControllerView &view) { view.closeDetails(); });
+        setViewedInstance(nullptr);
+    }
+    std::vector<Job> queue = listOffloadInstances();
+    std::erase(queue, job);
+    setListOffloadInstances(std::move(queue));
+}
+
+void AppController::removeItemsNotStartedFromQueue()
+{
+    std::lock_guard lock(m_lockOffloadInstances);
+    for (const Job &job : listOffloadInstances()) {
+        if (!job->processingTaskHasBegun()) removeItemFromOffloadingQueue(job);
+    }
+}
+
+bool AppController::canInstanceBeDequeued(const Job &job) const
+{
+    return !job->processingTaskHasBegun() || job->processingTaskIsOver();
+}
+
+void AppController::removeRowFromProcessingQueue(const std::vector<int> &selectedRows)
+{
+    if (selectedRows.empty()) return;
+    std::lock_guard lock(m_lockOffloadInstances);
+    std::vector<Job> queue = listOffloadInstances();
+    std::vector<Job> marked;
+    for (const int row : selectedRows) {
+        if (row < 0 || static_cast<size_t>(row) >= queue.size()) continue;
+        const Job job = queue[static_cast<size_t>(row)];
+        if (canInstanceBeDequeued(job)) {
+            if (job->processingTaskIsOver() && !job->logWasSaved() && m_settings.alertWhenLogsNotSaved() &&
+                alert("Log File Not Saved", "The log file for this offload was not saved.\nSave now?", {"YES", "NO"}) ==
+                    0) {
+                saveLogForInstance(job);
+            }
+            marked.push_back(job);
+            if (viewedInstance() == job) {
+                updateView([](ControllerView &view) { view.closeDetails(); });
+                setViewedInstance(nullptr);
+            }
+        } else {
+            alert("Removal Error",
+                  stringWithFormat("Offloading of \"%s\" to \"%s\" is currently active.\nPlease cancel the offload "
+                                   "first or wait until it completes",
+                                   job->sourceDirectory().c_str(), job->offloadDirectory().c_str()),
+                  {"OK"});
+        }
+    }
+    std::erase_if(queue, [&](const Job &job) { return std::find(marked.begin(), marked.end(), job) != marked.end(); });
+    setListOffloadInstances(std::move(queue));
+}
+
+void AppController::clearProcessingQueue()
+{
+    std::lock_guard lock(m_lockOffloadInstances);
+    std::vector<Job> queue = listOffloadInstances();
+    std::vector<Job> marked, unsaved;
+    for (const Job &job : queue) {
+        if (job->processingTaskIsOver()) {
+            marked.push_back(job);
+            if (!job->logWasSaved()) unsaved.push_back(job);
+        } else if (!job->processingTaskHasBegun()) {
+            marked.push_back(job);
+        }
+    }
+    const Job viewed = viewedInstance();
+    if (viewed && std::find(marked.begin(), marked.end(), viewed) != marked.end()) {
+        updateView([](ControllerView &view) { view.closeDetails(); });
+        setViewedInstance(nullptr);
+    }
+    // This prompt ignores alertWhenLogsNotSaved, by design.
+    if (!unsaved.empty() &&
+        alert("Unsaved Logs", "There exist logs that have not yet been saved.\nSave now", {"YES", "NO"}) == 0) {
+        for (const Job &job : unsaved) saveLogForInstance(job);
+    }
+    std::erase_if(queue, [&](const Job &job) { return std::find(marked.begin(), marked.end(), job) != marked.end(); });
+    setListOffloadInstances(std::move(queue));
+}
+
+} // namespace ferrydeck

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace ferrydeck {
+
+class OffloadInstance;
+
+// The naming controls of the main window as they stand.
+struct NamingControls {
+    std::string schemeTitle;
+    std::string customName;
+    std::string prefix;
+    std::string suffix;
+};
+
+enum class Verification { Size, Contents, None };
+
+struct VerificationControls {
+    Verification verification = Verification::Size;
+    bool verboseLogging = false;
+};
+
+// Everything the controller asks of a window. The controller calls it on the
+// main thread only; worker threads reach it through the main loop.
+class ControllerView {
+public:
+    virtual ~ControllerView() = default;
+
+    // Shows a modal alert and answers the index of the pressed button; the
+    // first button is the default one.
+    virtual int showAlert(const std::string &title, const std::string &message,
+                          const std::vector<std::string> &buttons) = 0;
+    virtual NamingControls namingControls() const = 0;
+    virtual VerificationControls verificationControls() const = 0;
+    // A folder chosen by the person, none when cancelled.
+    virtual std::optional<std::string> chooseFolder(const std::string &message, const std::string &title) = 0;
+    // The file to save to, starting in `directory` with `proposedName`; none when cancelled.
+    virtual std::optional<std::string> chooseSaveFile(const std::string &message, const std::string &directory,
+                                                      const std::string &proposedName) = 0;
+
+    // What follows only changes what is shown; a view without such a control
+    // leaves it alone.
+    virtual void reloadQueueTable() {}
+    virtual void reloadDestinationTable() {}
+    virtual void showDetails(const std::shared_ptr<OffloadInstance> &) {}
+    virtual void refreshDetails(const std::shared_ptr<OffloadInstance> &) {}
+    virtual void closeDetails() {}
+    virtual void showLog(const std::string &) {}
+    virtual void showConsecutiveNumber(const std::string &) {}
+    virtual void showNamingPreview(const std::string &) {}
+    virtual void setNamingFieldsVisible(bool /*customName*/, bool /*stepper*/) {}
+    virtual void setCommonLogFolderVisible(bool) {}
+    virtual void playOffloadCompleteSound() {}
+};
+
+} // namespace ferrydeck

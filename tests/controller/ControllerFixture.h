@@ -1,0 +1,125 @@
+#pragma once
+
+#include "controller/AppController.h"
+#include "controller/StdMainLoop.h"
+#include "support/TestFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <deque>
+#include <mutex>
+
+namespace ferrydeck::test {
+
+// A window that records every alert and presses the buttons its script names,
+// the default (first) one when the script has run out.
+class ScriptedView : public ControllerView {
+public:
+    struct Alert {
+        std::string title;
+        std::string message;
+        std::vector<std::string> buttons;
+    };
+
+    int showAlert(const std::string &title, const std::string &message,
+                  const std::vector<std::string> &buttons) override
+    {
+        std::lock_guard lock(m_mutex);
+        m_alerts.push_back({title, message, buttons});
+        if (answers.empty()) return 0;
+        const std::string wanted = answers.front();
+        answers.pop_front();
+        const auto it = std::find(buttons.begin(), buttons.end(), wanted);
+        return it == buttons.end() ? 0 : static_cast<int>(it - buttons.begin());
+    }
+    NamingControls namingControls() const override { return naming; }
+    VerificationControls verificationControls() const override { return verification; }
+    std::optional<std::string> chooseFolder(const std::string &, const std::string &) override { return folder; }
+    std::optional<std::string> chooseSaveFile(const std::string &, const std::string &directory,
+                                              const std::string &proposedName) override
+    {
+        std::lock_guard lock(m_mutex);
+        ++savePanels;
+        if (!acceptSave) return std::nullopt;
+        return directory + "/" + proposedName;
+    }
+    void showConsecutiveNumber(const std::string &text) override { shownNumber = text; }
+    void showNamingPreview(const std::string &text) override { preview = text; }
+
+    std::vector<Alert> alerts() const
+    {
+        std::lock_guard lock(m_mutex);
+        return m_alerts;
+    }
+    std::vector<std::string> titles() const
+    {
+        std::vector<std::string> result;
+        for (const Alert &alert : alerts()) result.push_back(alert.title);
+        return result;
+    }
+
+    std::deque<std::string> answers;
+    NamingControls naming{"None", "", "", ""};
+    VerificationControls verification;
+    std::optional<std::string> folder;
+    bool acceptSave = true;
+    int savePanels = 0;
+    std::string shownNumber;
+    std::string preview;
+
+private:
+    mutable std::mutex m_mutex;
+    std::vector<Alert> m_alerts;
+};
+
+class ControllerTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        options.processorCount = 2;
+        options.refreshInterval = std::chrono::milliseconds(20);
+    }
+    AppController &make()
+    {
+        controller = std::make_unique<AppController>(view, loop, options);
+        return *controller;
+    }
+    bool pumpUntil(const std::function<bool()> &done, std::chrono::milliseconds timeout = std::chrono::seconds(30))
+    {
+        return loop->runUntil(done, timeout);
+    }
+    // Listing and job threads ask the main thread for alerts, so waiting pumps the loop.
+    void settle()
+    {
+        ASSERT_TRUE(pumpUntil([&] { return !controller->hasActiveWorkers(); }));
+        loop->processEvents();
+    }
+    std::string addDestination(const std::string &name)
+    {
+        makeDirectory(dir / name);
+        controller->addDirectoriesToDestinationList({dir / name});
+        return dir / name;
+    }
+    std::string makeCard(const std::string &name, int files = 3)
+    {
+        for (int i = 0; i < files; ++i) writeSizedFile(dir / (name + "/CLIP/" + std::to_string(i) + ".MOV"), 3000, i);
+        return dir / name;
+    }
+    // Queues `sources`, lets them be listed and starts them; returns once every job ran.
+    void offload(const std::vector<std::string> &sources)
+    {
+        controller->addDirectoriesToOffloadList(sources);
+        settle();
+        controller->processAllItemsInTheQueue();
+        settle();
+    }
+
+    TempDir dir;
+    std::shared_ptr<StdMainLoop> loop = std::make_shared<StdMainLoop>();
+    std::shared_ptr<ScriptedView> view = std::make_shared<ScriptedView>();
+    AppController::Options options;
+    std::unique_ptr<AppController> controller;
+};
+
+} // namespace ferrydeck::test

@@ -1,0 +1,190 @@
+#include "ControllerFixture.h"
+
+namespace ferrydeck::test {
+namespace {
+
+using Logs = ControllerTest;
+using Lifecycle = ControllerTest;
+
+TEST_F(Logs, AutomaticSavesNeverReplaceAnEarlierLog)
+{
+    make();
+    makeDirectory(dir / "logs");
+    controller->ferrydeckSettings().setLogOptionIndex(0);
+    controller->ferrydeckSettings().setTextLogDirectory(dir / "logs");
+    auto job = OffloadInstance::create(dir / "CARD1", dir / "Backup");
+    job->setFullOffloadPath(dir / "Backup/CARD1");
+    ASSERT_TRUE(controller->autoSaveLogForInstance(job));
+    ASSERT_TRUE(controller->autoSaveLogForInstance(job));
+    EXPECT_TRUE(job->logWasSaved());
+    EXPECT_TRUE(exists(dir / "logs/CARD1.txt"));
+    EXPECT_EQ(controller->savedLogPath(job), dir / "logs/CARD1-2.txt");
+
+    controller->ferrydeckSettings().setLogOptionIndex(1);
+    makeDirectory(dir / "Backup/CARD1");
+    ASSERT_TRUE(controller->autoSaveLogForInstance(job));
+    EXPECT_EQ(controller->savedLogPath(job), dir / "Backup/CARD1/CARD1.txt");
+    EXPECT_EQ(readFile(dir / "Backup/CARD1/CARD1.txt"), job->interface()->logText());
+}
+
+TEST_F(Logs, FailedWritesLeaveTheJobUnsavedAndManualSaveReports)
+{
+    make();
+    controller->ferrydeckSettings().setLogOptionIndex(0);
+    controller->ferrydeckSettings().setTextLogDirectory(dir / "no/such/folder");
+    auto job = OffloadInstance::create(dir / "CARD1", dir / "Backup");
+    EXPECT_FALSE(controller->autoSaveLogForInstance(job));
+    EXPECT_FALSE(job->logWasSaved());
+    EXPECT_TRUE(view->alerts().empty());
+
+    controller->setViewedInstance(job);
+    view->acceptSave = false;
+    controller->saveLog();
+    ASSERT_EQ(view->titles(), std::vector<std::string>{"Log File Not Saved"});
+    EXPECT_EQ(view->alerts()[0].message, "The log file was not saved.");
+
+    makeDirectory(dir / "logs");
+    controller->ferrydeckSettings().setTextLogDirectory(dir / "logs");
+    view->acceptSave = true;
+    controller->saveLog();
+    EXPECT_TRUE(exists(dir / "logs/Backup.txt"));
+    EXPECT_TRUE(job->logWasSaved());
+    EXPECT_EQ(view->alerts().size(), 1u);
+}
+
+TEST_F(Lifecycle, QuittingAsksOnceOnlyWhileJobsProcess)
+{
+    make();
+    auto first = OffloadInstance::create(dir / "a", dir / "d");
+    auto second = OffloadInstance::create(dir / "b", dir / "d");
+    controller->setListOffloadInstances({first, second});
+    EXPECT_TRUE(controller->applicationShouldTerminate());
+    EXPECT_TRUE(view->alerts().empty());
+
+    first->setOffloadStatus(OffloadInstance::kProcessing);
+    second->setOffloadStatus(OffloadInstance::kProcessing);
+    view->answers = {"YES"};
+    EXPECT_TRUE(controller->applicationShouldTerminate());
+    ASSERT_EQ(view->titles(), std::vector<std::string>{"Active Processing"});
+    EXPECT_EQ(view->alerts()[0].message, "Ferrydeck is actively offloading.\nQuit anyway?");
+    EXPECT_EQ(view->alerts()[0].buttons, (std::vector<std::string>{"NO", "YES"}));
+    EXPECT_FALSE(controller->applicationShouldTerminate()); // the default is NO
+    EXPECT_EQ(view->alerts().size(), 2u);
+    // Stopping the jobs here keeps the destructor from waiting on them.
+    first->setOffloadStatus(OffloadInstance::kCanceled);
+    second->setOffloadStatus(OffloadInstance::kCanceled);
+}
+
+TEST_F(Lifecycle, YesToUnsavedLogsAtQuitSavesEveryListedJob)
+{
+    make();
+    makeDirectory(dir / "logs");
+    controller->ferrydeckSettings().setLogOptionIndex(0);
+    controller->ferrydeckSettings().setTextLogDirectory(dir / "logs");
+    std::vector<AppController::Job> jobs;
+    for (const std::string name : {"done", "saved", "waiting"}) {
+        jobs.push_back(OffloadInstance::create(dir / name, dir / "d"));
+        jobs.back()->setFullOffloadPath(dir / ("d/" + name));
+    }
+    jobs[0]->setOffloadStatus(OffloadInstance::kCompleted);
+    jobs[1]->setOffloadStatus(OffloadInstance::kCompleted);
+    jobs[1]->setLogWasSaved(true);
+    controller->setListOffloadInstances(jobs);
+    controller->applicationWillTerminate();
+    ASSERT_EQ(view->titles(), std::vector<std::string>{"Unsaved Logs"});
+    EXPECT_EQ(view->alerts()[0].message, "There are logs files that have not yet been saved.\nSave before exit?");
+    for (const std::string name : {"done", "saved", "waiting"}) EXPECT_TRUE(exists(dir / ("logs/" + name + ".txt")));
+
+    // Nothing unsaved and finished: no question.
+    jobs[0]->setOffloadStatus(OffloadInstance::kIdle);
+    controller->applicationWillTerminate();
+    EXPECT_EQ(view->alerts().size(), 1u);
+}
+
+TEST_F(Lifecycle, RemovalAndClearingAskAboutUnsavedLogs)
+{
+    make();
+    makeDirectory(dir / "logs");
+    controller->ferrydeckSettings().setTextLogDirectory(dir / "logs");
+    controller->ferrydeckSettings().setLogOptionIndex(0);
+    auto finished = OffloadInstance::create(dir / "f", dir / "d");
+    auto active = OffloadInstance::create(dir / "a", dir / "d");
+    auto waiting = OffloadInstance::create(dir / "w", dir / "d");
+    finished->setOffloadStatus(OffloadInstance::kCompleted);
+    active->setOffloadStatus(OffloadInstance::kProcessing);
+    waiting->setOffloadStatus(OffloadInstance::kInQueue);
+    controller->setListOffloadInstances({finished, active, waiting});
+
+    view->answers = {"NO"};
+    controller->removeRowFromProcessingQueue({0, 1});
+    ASSERT_EQ(view->titles(), (std::vector<std::string>{"Log File Not Saved", "Removal Error"}));
+    EXPECT_EQ(view->alerts()[1].message, "Offloading of \"" + dir / "a" + "\" to \"" + dir / "d" +
+                                             "\" is currently active.\nPlease cancel the offload first or wait "
+                                             "until it completes");
+    EXPECT_EQ(controller->listOffloadInstances(), (std::vector<AppController::Job>{active, waiting}));
+
+    active->setOffloadStatus(OffloadInstance::kError);
+    view->answers = {"YES"};
+    controller->clearProcessingQueue();
+    EXPECT_EQ(view->alerts().back().title, "Unsaved Logs");
+    EXPECT_EQ(view->alerts().back().message, "There exist logs that have not yet been saved.\nSave now");
+    EXPECT_TRUE(active->logWasSaved());
+    EXPECT_TRUE(controller->listOffloadInstances().empty());
+}
+
+TEST_F(Lifecycle, DestinationsRefuseDuplicatesAndActiveRemovals)
+{
+    make();
+    const std::string backup = addDestination("backup");
+    controller->addDirectoriesToDestinationList({backup, dir / "missing"});
+    EXPECT_EQ(controller->listOffloadDestinations().size(), 1u);
+    EXPECT_TRUE(view->alerts().empty());
+    EXPECT_TRUE(controller->directoryIsAnOffloadDestination(dir.path()));
+
+    auto running = OffloadInstance::create(dir / "s", backup);
+    auto waiting = OffloadInstance::create(dir / "t", backup);
+    running->setOffloadStatus(OffloadInstance::kProcessing);
+    controller->setListOffloadInstances({running, waiting});
+    controller->removeRowFromDestinationTable(0);
+    ASSERT_EQ(view->titles(), std::vector<std::string>{"Removal Error"});
+    EXPECT_EQ(controller->listOffloadDestinations().size(), 1u);
+
+    running->setOffloadStatus(OffloadInstance::kCompleted);
+    controller->removeRowFromDestinationTable(0);
+    EXPECT_TRUE(controller->listOffloadDestinations().empty());
+    EXPECT_TRUE(controller->listOffloadInstances().empty());
+}
+
+TEST_F(Lifecycle, SpaceIsReservedPerDestinationFolder)
+{
+    constexpr uint64_t kGB = 1000ull * 1000 * 1000;
+    options.freeSpace = [](const std::string &) { return 10 * kGB; };
+    make();
+    auto six = OffloadInstance::create(dir / "a", dir / "d");
+    auto five = OffloadInstance::create(dir / "b", dir / "d");
+    auto elsewhere = OffloadInstance::create(dir / "c", dir / "e");
+    six->setBytesAtSource(6 * kGB);
+    five->setBytesAtSource(5 * kGB);
+    elsewhere->setBytesAtSource(4 * kGB);
+    controller->setListOffloadInstances({six, five, elsewhere});
+    EXPECT_FALSE(controller->isSufficentSpaceAvailableForOffload(five));
+    EXPECT_TRUE(controller->isSufficentSpaceAvailableForOffload(elsewhere));
+    five->setBytesAtSource(4 * kGB); // equality passes
+    EXPECT_TRUE(controller->isSufficentSpaceAvailableForOffload(five));
+}
+
+TEST_F(Lifecycle, ShuttingDownCancelsRunningJobsAndWaitsForTheirThreads)
+{
+    make();
+    addDestination("backup");
+    for (int i = 0; i < 40; ++i) writeSizedFile(dir / ("card/" + std::to_string(i) + ".MOV"), 200000, i);
+    controller->addDirectoriesToOffloadList({dir / "card"});
+    settle();
+    controller->processAllItemsInTheQueue();
+    const auto job = controller->listOffloadInstances().at(0);
+    controller.reset();
+    EXPECT_TRUE(job->processingTaskIsOver());
+}
+
+} // namespace
+} // namespace ferrydeck::test

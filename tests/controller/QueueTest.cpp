@@ -1,0 +1,259 @@
+#include "ControllerFixture.h"
+
+#include "fsutil/FileUtilities.h"
+
+#include <sys/mount.h>
+
+#include <condition_variable>
+#include <mutex>
+
+namespace ferrydeck::test {
+namespace {
+
+using Queue = ControllerTest;
+
+TEST_F(Queue, SourceThatIsADestinationRefusesTheWholeDrop)
+{
+    make();
+    const std::string backup = addDestination("backup");
+    const std::string card = makeCard("card");
+    // The refused folder comes last: the folders accepted before it are dropped too.
+    controller->addDirectoriesToOffloadList({card, backup});
+    settle();
+    EXPECT_TRUE(controller->listOffloadInstances().empty());
+    ASSERT_EQ(view->alerts().size(), 1u);
+    EXPECT_EQ(view->alerts()[0].title, "Error");
+    EXPECT_EQ(view->alerts()[0].message, "Directory could not be added for the following reason:\nDirectory " + backup +
+                                             " is listed as a offload destination.  A directory cannot be both a "
+                                             "source and a destination.\nPlease correct the above error & try again");
+    EXPECT_EQ(view->alerts()[0].buttons, std::vector<std::string>{"OK"});
+}
+
+TEST_F(Queue, NoTickedDestinationQueuesNothing)
+{
+    make();
+    addDestination("backup");
+    controller->listOffloadDestinations()[0]->setInUse(false);
+    controller->addDirectoriesToOffloadList({makeCard("card")});
+    EXPECT_TRUE(controller->listOffloadInstances().empty());
+    ASSERT_EQ(view->titles(), std::vector<std::string>{"Error"});
+    EXPECT_EQ(view->alerts()[0].message, "No offload destinations have been selected.\nPlease open Ferrydeck settings "
+                                         "and add at least one active offload destination.");
+}
+
+TEST_F(Queue, MissingPathsAndFilesAreSkippedAndOnlyTickedDestinationsGetJobs)
+{
+    make();
+    addDestination("a");
+    addDestination("b");
+    addDestination("c");
+    controller->listOffloadDestinations()[1]->setInUse(false);
+    writeFile(dir / "loose.txt", "x");
+    controller->addDirectoriesToOffloadList({dir / "nowhere", dir / "loose.txt", makeCard("card")});
+    settle();
+    const auto jobs = controller->listOffloadInstances();
+    ASSERT_EQ(jobs.size(), 2u);
+    EXPECT_EQ(jobs[0]->offloadDirectory(), dir / "a");
+    EXPECT_EQ(jobs[1]->offloadDirectory(), dir / "c");
+    for (const auto &job : jobs) {
+        EXPECT_EQ(job->offloadStatus(), OffloadInstance::kInQueue);
+        EXPECT_EQ(job->totalFilesAtSource(), 3u);
+        EXPECT_EQ(job->bytesAtSource(), 9000u);
+    }
+}
+
+TEST_F(Queue, ThreeDestinationsShareOneConsecutiveNumberPerSource)
+{
+    make();
+    view->naming = {"Consecutive Numbering", "", "", ""};
+    controller->configureStepper(7);
+    const std::vector<std::string> destinations{addDestination("a"), addDestination("b"), addDestination("c")};
+    view->verification.verification = Verification::Contents;
+    offload({makeCard("CARD1"), makeCard("CARD2", 1)});
+    const auto jobs = controller->listOffloadInstances();
+    ASSERT_EQ(jobs.size(), 6u);
+    for (size_t i = 0; i < jobs.size(); ++i) {
+        const std::string number = i < 3 ? "07" : "08";
+        const std::string card = i < 3 ? "CARD1" : "CARD2";
+        EXPECT_EQ(jobs[i]->fullOffloadPath(), destinations[i % 3] + "/" + number + "/" + card);
+        EXPECT_EQ(jobs[i]->offloadStatus(), OffloadInstance::kCompleted) << i;
+        EXPECT_TRUE(jobs[i]->byteComparison());
+        EXPECT_EQ(readFile(jobs[i]->fullOffloadPath() + "/CLIP/0.MOV"), readFile(dir / (card + "/CLIP/0.MOV")));
+        EXPECT_TRUE(jobs[i]->postOffloadComplete());
+    }
+    EXPECT_EQ(controller->textStepperCount(), "09");
+    EXPECT_EQ(view->shownNumber, "09");
+    EXPECT_EQ(controller->viewedInstance(), jobs[0]);
+    EXPECT_TRUE(view->alerts().empty());
+}
+
+TEST_F(Queue, SecondOffloadOfTheSameCardGetsAUniqueFolder)
+{
+    make();
+    view->naming = {"Card Name", "", "", ""};
+    const std::string backup = addDestination("backup");
+    const std::string card = makeCard("CARD1");
+    offload({card});
+    offload({card});
+    const auto jobs = controller->listOffloadInstances();
+    ASSERT_EQ(jobs.size(), 2u);
+    EXPECT_EQ(jobs[0]->fullOffloadPath(), backup + "/CARD1/CARD1");
+    EXPECT_EQ(jobs[1]->fullOffloadPath(), backup + "/CARD1/CARD1-2");
+    EXPECT_EQ(jobs[1]->offloadStatus(), OffloadInstance::kCompleted);
+}
+
+TEST_F(Queue, UnwritableDestinationEndsInErrorAndStillCompletes)
+{
+    make();
+    controller->ferrydeckSettings().setAutoSaveLogs(true);
+    controller->ferrydeckSettings().setLogOptionIndex(0);
+    makeDirectory(dir / "logs");
+    controller->ferrydeckSettings().setTextLogDirectory(dir / "logs");
+    const std::string backup = addDestination("backup");
+    controller->addDirectoriesToOffloadList({makeCard("card")});
+    settle();
+    // Read-only even for root: a read-only file system over the destination.
+    if (::mount("tmpfs", backup.c_str(), "tmpfs", MS_RDONLY, "size=64k") != 0) GTEST_SKIP() << "cannot mount";
+    controller->processAllItemsInTheQueue();
+    settle();
+    ::umount(backup.c_str());
+    const auto job = controller->listOffloadInstances().at(0);
+    EXPECT_EQ(job->offloadStatus(), OffloadInstance::kError);
+    ASSERT_EQ(view->titles(), std::vector<std::string>{"Insufficient Permissions"});
+    EXPECT_EQ(view->alerts()[0].message, backup + " does not have write-permissions & cannot be offloaded");
+    // The completion steps ran: the log was saved and the job's threads were taken back.
+    EXPECT_TRUE(job->logWasSaved());
+    EXPECT_TRUE(exists(dir / "logs/card.txt"));
+    EXPECT_NE(readFile(dir / "logs/card.txt").find("Offload Errored"), std::string::npos);
+    EXPECT_FALSE(job->postOffloadComplete());
+    std::lock_guard lock(controller->offloadPool().poolLock());
+    EXPECT_TRUE(controller->offloadPool().pool().empty());
+}
+
+TEST_F(Queue, CancellingHalfWayEndsCanceledWithItsLogSaved)
+{
+    make();
+    controller->ferrydeckSettings().setAutoSaveLogs(true);
+    controller->ferrydeckSettings().setLogOptionIndex(1);
+    addDestination("backup");
+    controller->addDirectoriesToOffloadList({makeCard("card", 20)});
+    settle();
+    const auto job = controller->listOffloadInstances().at(0);
+    std::mutex mutex;
+    std::condition_variable released;
+    bool copied = false, release = false;
+    // Every copy thread stops after its first file until the job is cancelled.
+    job->setCopyObserver([&](const FileCopyDetails &) {
+        std::unique_lock lock(mutex);
+        copied = true;
+        released.wait(lock, [&] { return release; });
+    });
+    controller->processAllItemsInTheQueue();
+    ASSERT_TRUE(pumpUntil([&] {
+        std::lock_guard lock(mutex);
+        return copied;
+    }));
+    controller->cancelAllItemsInTheQueue();
+    {
+        std::lock_guard lock(mutex);
+        release = true;
+    }
+    released.notify_all();
+    settle();
+    EXPECT_EQ(job->offloadStatus(), OffloadInstance::kCanceled);
+    EXPECT_LT(job->itemsProcessed(), 20);
+    const auto log = controller->savedLogPath(job);
+    ASSERT_TRUE(log.has_value());
+    EXPECT_EQ(*log, job->fullOffloadPath() + "/card.txt");
+    EXPECT_NE(readFile(*log).find("Offload Canceled"), std::string::npos);
+    EXPECT_EQ(controller->listOffloadInstances().size(), 1u); // a begun job stays listed
+}
+
+TEST_F(Queue, InsufficientSpaceDropsTheJobWithTheGatheredMessage)
+{
+    options.freeSpace = [](const std::string &) { return uint64_t{8999}; };
+    make();
+    const std::string backup = addDestination("backup");
+    const std::string card = makeCard("card");
+    controller->addDirectoriesToOffloadList({card});
+    settle();
+    EXPECT_TRUE(controller->listOffloadInstances().empty());
+    ASSERT_EQ(view->titles(), std::vector<std::string>{"Insufficient Space"});
+    EXPECT_EQ(view->alerts()[0].message,
+              "The following directories could not be copied due to insufficient space at the destination:\n" + card +
+                  " could not be copied to " + backup + "\n");
+}
+
+// Pool of 8 (2 processors) and 3 waiting jobs: idle counts 8..1 pick jobs 8%3, 7%3, ... 1%3.
+TEST_F(Queue, SharedThreadsAreHandedOutByIdleCountModuloJobs)
+{
+    make();
+    ASSERT_EQ(controller->offloadPool().poolSize(), 8);
+    std::vector<AppController::Job> jobs;
+    for (int i = 0; i < 3; ++i) jobs.push_back(OffloadInstance::create(dir / "s", dir / "d"));
+    controller->handOutSharedThreads(jobs);
+    const std::vector<int> expected{2, 3, 3}; // job 0 gets idle 6 and 3; job 1: 7, 4, 1; job 2: 8, 5, 2
+    for (size_t i = 0; i < jobs.size(); ++i) {
+        std::lock_guard lock(jobs[i]->pool().poolLock());
+        EXPECT_EQ(static_cast<int>(jobs[i]->pool().pool().size()), expected[i]) << i;
+    }
+    {
+        std::lock_guard lock(controller->offloadPool().poolLock());
+        EXPECT_EQ(controller->offloadPool().pool().size(), 8u);
+    }
+    EXPECT_TRUE(controller->overflowPool().empty());
+    // A full shared pool: the next threads go to the overflow list (none idle: every pick is job 0).
+    controller->handOutSharedThreads(jobs);
+    EXPECT_EQ(controller->overflowPool().size(), 8u);
+    std::lock_guard lock(jobs[0]->pool().poolLock());
+    EXPECT_EQ(jobs[0]->pool().pool().size(), 10u);
+}
+
+TEST_F(Queue, FreedThreadsGoToRunningJobs)
+{
+    make();
+    auto finished = OffloadInstance::create(dir / "s", dir / "d");
+    auto running = OffloadInstance::create(dir / "s2", dir / "d2");
+    controller->handOutSharedThreads({finished});
+    {
+        // Room for the extra pass whatever the state of the threads already handed out.
+        std::lock_guard lock(controller->offloadPool().poolLock());
+        controller->offloadPool().setPoolSize(16);
+    }
+    finished->setOffloadStatus(OffloadInstance::kCompleted);
+    // The running job has no files left, so the threads it receives end at once.
+    running->setOffloadStatus(OffloadInstance::kProcessing);
+    controller->setListOffloadInstances({finished, running});
+    controller->redistributeThreadsFromInstance(finished);
+    std::vector<ThreadPool::Thread> shared;
+    {
+        std::lock_guard lock(controller->offloadPool().poolLock());
+        shared = controller->offloadPool().pool();
+    }
+    // 8 freed, plus the one extra pass; each joined the running job (whose pool
+    // counts one place more than threads) and the shared pool.
+    EXPECT_EQ(shared.size(), 9u);
+    for (const auto &thread : shared) thread->waitUntilFinished();
+    {
+        std::lock_guard lock(running->pool().poolLock());
+        EXPECT_EQ(running->pool().poolSize(), 10);
+    }
+    EXPECT_DOUBLE_EQ(running->threadRatio(), 10.0 / 16.0);
+    std::lock_guard lock(finished->pool().poolLock());
+    EXPECT_TRUE(finished->pool().pool().empty());
+}
+
+TEST_F(Queue, RedistributionWithoutRunningJobsOnlyFreesThreads)
+{
+    make();
+    auto finished = OffloadInstance::create(dir / "s", dir / "d");
+    controller->handOutSharedThreads({finished});
+    finished->setOffloadStatus(OffloadInstance::kError);
+    controller->setListOffloadInstances({finished});
+    controller->redistributeThreadsFromInstance(finished);
+    std::lock_guard lock(controller->offloadPool().poolLock());
+    EXPECT_TRUE(controller->offloadPool().pool().empty());
+}
+
+} // namespace
+} // namespace ferrydeck::test
