@@ -1,4 +1,5 @@
 // ferrydeck-cli copy: one offload job run directly on the engine.
+#include "cli/CliPaths.h"
 #include "cli/CommandRegistry.h"
 #include "cli/TerminalProgress.h"
 
@@ -37,26 +38,10 @@ struct CopyOptions {
     bool json = false;
 };
 
-std::string absolute(const std::string &path)
-{
-    std::string result = path;
-    if (!result.empty() && result[0] != '/') {
-        char cwd[4096];
-        if (::getcwd(cwd, sizeof cwd)) result = std::string(cwd) + "/" + result;
-    }
-    while (result.size() > 1 && result.back() == '/') result.pop_back();
-    return result;
-}
-
-bool isInside(const std::string &inner, const std::string &outer)
-{
-    return inner == outer || inner.starts_with(outer + "/");
-}
-
 int runCopy(const CopyOptions &options)
 {
-    const std::string source = absolute(options.source);
-    const std::string destination = absolute(options.destination);
+    const std::string source = absolutePath(options.source);
+    const std::string destination = absolutePath(options.destination);
     if (!path::isDirectory(source)) {
         std::fprintf(stderr, "ferrydeck-cli: source %s is not a folder\n", source.c_str());
         return kExitUsage;

@@ -1,4 +1,5 @@
 // ferrydeck-cli offload: the application's controller without a window.
+#include "cli/CliPaths.h"
 #include "cli/CommandRegistry.h"
 
 #include "controller/AppController.h"
@@ -96,22 +97,6 @@ private:
     const OffloadOptions &m_options;
 };
 
-std::string absolute(const std::string &path)
-{
-    std::string result = path;
-    if (!result.empty() && result[0] != '/') {
-        char cwd[4096];
-        if (::getcwd(cwd, sizeof cwd)) result = std::string(cwd) + "/" + result;
-    }
-    while (result.size() > 1 && result.back() == '/') result.pop_back();
-    return result;
-}
-
-bool isInside(const std::string &inner, const std::string &outer)
-{
-    return inner == outer || inner.starts_with(outer + "/");
-}
-
 int usage(const char *format, const std::string &path)
 {
     std::fprintf(stderr, "ferrydeck-cli: ");
@@ -125,19 +110,19 @@ int checkInput(OffloadOptions &options)
 {
     if (options.destinations.empty()) return usage("no destination given (--dest DIR)%s", "");
     for (std::string &source : options.sources) {
-        source = absolute(source);
+        source = absolutePath(source);
         if (!path::exists(source)) return usage("source %s does not exist", source);
         if (!path::isDirectory(source)) return usage("source %s is not a folder", source);
     }
     for (std::string &destination : options.destinations) {
-        destination = absolute(destination);
+        destination = absolutePath(destination);
         if (!path::isDirectory(destination)) return usage("destination %s is not an existing folder", destination);
         for (const std::string &source : options.sources) {
             if (isInside(destination, source)) return usage("destination %s lies inside a source", destination);
         }
     }
     if (!options.logDir.empty()) {
-        options.logDir = absolute(options.logDir);
+        options.logDir = absolutePath(options.logDir);
         if (!path::isDirectory(options.logDir)) return usage("log folder %s is not an existing folder", options.logDir);
     }
     if (options.scheme == "custom" && options.name.empty()) return usage("--scheme custom needs --name TEXT%s", "");

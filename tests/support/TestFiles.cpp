@@ -42,10 +42,10 @@ void writeFile(const std::string &path, const std::string &content)
     if (!out) ADD_FAILURE() << "could not write " << path;
 }
 
-void writeSizedFile(const std::string &path, uint64_t size, unsigned seed)
+void writeSizedFile(const std::string &path, uint64_t size, unsigned pattern)
 {
     std::string content(size, '\0');
-    uint32_t state = seed * 2654435761u + 1;
+    uint32_t state = pattern * 2654435761u + 1;
     for (char &c : content) {
         state = state * 1664525u + 1013904223u;
         c = static_cast<char>(state >> 24);

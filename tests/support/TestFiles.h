@@ -23,8 +23,8 @@ private:
 
 // Writes `content` to `path`, creating missing parent folders.
 void writeFile(const std::string &path, const std::string &content);
-// `size` bytes of a repeatable pattern that depends on `seed`.
-void writeSizedFile(const std::string &path, uint64_t size, unsigned seed = 1);
+// `size` bytes of a repeatable pattern that depends on `pattern`.
+void writeSizedFile(const std::string &path, uint64_t size, unsigned pattern = 1);
 std::string readFile(const std::string &path);
 void makeDirectory(const std::string &path);
 bool exists(const std::string &path);
