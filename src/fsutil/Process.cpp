@@ -21,8 +21,7 @@ public:
     SpawnActions() { m_ok = posix_spawn_file_actions_init(&m_actions) == 0; }
     SpawnActions(const SpawnActions &) = delete;
     SpawnActions &operator=(const SpawnActions &) = delete;
-    ~SpawnActions()
-    {
+    ~SpawnActions() {
         if (m_ok) posix_spawn_file_actions_destroy(&m_actions);
     }
     bool ok() const { return m_ok; }
@@ -33,8 +32,7 @@ private:
     bool m_ok = false;
 };
 
-int waitFor(pid_t pid)
-{
+int waitFor(pid_t pid) {
     int status = 0;
     while (::waitpid(pid, &status, 0) < 0) {
         if (errno != EINTR) return -1;
@@ -44,14 +42,14 @@ int waitFor(pid_t pid)
 
 } // namespace
 
-Process::Result Process::run(const std::vector<std::string> &argv, Output output)
-{
+Process::Result Process::run(const std::vector<std::string> &argv, Output output) {
     Result result;
     if (argv.empty()) return result;
 
     std::vector<char *> args;
     args.reserve(argv.size() + 1);
-    for (const std::string &arg : argv) args.push_back(const_cast<char *>(arg.c_str()));
+    for (const std::string &arg : argv)
+        args.push_back(const_cast<char *>(arg.c_str()));
     args.push_back(nullptr);
 
     SpawnActions actions;
@@ -67,12 +65,15 @@ Process::Result Process::run(const std::vector<std::string> &argv, Output output
     case Output::Discard:
         posix_spawn_file_actions_addopen(actions.get(), STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
         break;
-    case Output::Capture: {
+    case Output::Capture:
+    case Output::CaptureAll: {
         int fds[2];
         if (::pipe2(fds, O_CLOEXEC) != 0) return result;
         readEnd.reset(fds[0]);
         writeEnd.reset(fds[1]);
         posix_spawn_file_actions_adddup2(actions.get(), writeEnd.get(), STDOUT_FILENO);
+        if (output == Output::CaptureAll)
+            posix_spawn_file_actions_adddup2(actions.get(), writeEnd.get(), STDERR_FILENO);
         break;
     }
     }
@@ -82,7 +83,7 @@ Process::Result Process::run(const std::vector<std::string> &argv, Output output
     if (rc != 0) return result;
     result.started = true;
 
-    if (output == Output::Capture) {
+    if (output == Output::Capture || output == Output::CaptureAll) {
         writeEnd.reset();
         char buffer[4096];
         for (;;) {
@@ -100,15 +101,16 @@ Process::Result Process::run(const std::vector<std::string> &argv, Output output
     return result;
 }
 
-std::string Process::displayCommand(const std::vector<std::string> &argv)
-{
+std::string Process::displayCommand(const std::vector<std::string> &argv) {
     std::string line;
     for (const std::string &arg : argv) {
         if (!line.empty()) line += ' ';
         line += '\'';
         for (char c : arg) {
-            if (c == '\'') line += "'\\''";
-            else line += c;
+            if (c == '\'')
+                line += "'\\''";
+            else
+                line += c;
         }
         line += '\'';
     }

@@ -2,8 +2,10 @@
 
 #include "fsutil/UniqueFd.h"
 
+#include <libxml/globals.h>
 #include <libxml/parser.h>
 #include <libxml/tree.h>
+#include <libxml/xmlerror.h>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -23,12 +25,22 @@ xmlParserInputPtr refuseExternalEntity(const char *, const char *, xmlParserCtxt
     return nullptr;
 }
 
+void ignoreMessage(void *, const char *, ...) {}
+
+// libxml2 keeps its message handler per thread; serialising a node with bad
+// text would otherwise print on standard error from whichever thread asks.
 void initialiseLibrary() {
     static std::once_flag once;
     std::call_once(once, [] {
         xmlInitParser();
         xmlSetExternalEntityLoader(refuseExternalEntity);
+        xmlThrDefSetGenericErrorFunc(nullptr, ignoreMessage);
     });
+    thread_local bool quiet = false;
+    if (!quiet) {
+        xmlSetGenericErrorFunc(nullptr, ignoreMessage);
+        quiet = true;
+    }
 }
 
 constexpr int kParseOptions = XML_PARSE_RECOVER | XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
@@ -180,6 +192,7 @@ bool XmlNode::isElement() const {
 
 std::string XmlNode::xmlString() const {
     if (!m_node) return {};
+    initialiseLibrary();
     xmlBufferPtr buffer = xmlBufferCreate();
     if (!buffer) return {};
     std::string result;
