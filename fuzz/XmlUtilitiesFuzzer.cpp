@@ -7,7 +7,8 @@
 using ferrydeck::XmlDocument;
 using ferrydeck::XmlUtilities;
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
     const std::string_view bytes(reinterpret_cast<const char *>(data), size);
     const auto document = XmlDocument::parseMemory(bytes);
     if (!document) return 0;
@@ -34,8 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         const std::string name = firstChild.empty() ? "ClipInfo" : firstChild.front().name();
         XmlUtilities::removeXMLNode(name.empty() ? "ClipInfo" : name, *copy, header);
         copy->xmlData();
-        for (const auto &held : firstChild)
-            held.xmlString();
+        for (const auto &held : firstChild) held.xmlString();
     }
     return 0;
 }

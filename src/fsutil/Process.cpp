@@ -21,7 +21,8 @@ public:
     SpawnActions() { m_ok = posix_spawn_file_actions_init(&m_actions) == 0; }
     SpawnActions(const SpawnActions &) = delete;
     SpawnActions &operator=(const SpawnActions &) = delete;
-    ~SpawnActions() {
+    ~SpawnActions()
+    {
         if (m_ok) posix_spawn_file_actions_destroy(&m_actions);
     }
     bool ok() const { return m_ok; }
@@ -32,7 +33,8 @@ private:
     bool m_ok = false;
 };
 
-int waitFor(pid_t pid) {
+int waitFor(pid_t pid)
+{
     int status = 0;
     while (::waitpid(pid, &status, 0) < 0) {
         if (errno != EINTR) return -1;
@@ -42,14 +44,14 @@ int waitFor(pid_t pid) {
 
 } // namespace
 
-Process::Result Process::run(const std::vector<std::string> &argv, Output output) {
+Process::Result Process::run(const std::vector<std::string> &argv, Output output)
+{
     Result result;
     if (argv.empty()) return result;
 
     std::vector<char *> args;
     args.reserve(argv.size() + 1);
-    for (const std::string &arg : argv)
-        args.push_back(const_cast<char *>(arg.c_str()));
+    for (const std::string &arg : argv) args.push_back(const_cast<char *>(arg.c_str()));
     args.push_back(nullptr);
 
     SpawnActions actions;
@@ -101,16 +103,15 @@ Process::Result Process::run(const std::vector<std::string> &argv, Output output
     return result;
 }
 
-std::string Process::displayCommand(const std::vector<std::string> &argv) {
+std::string Process::displayCommand(const std::vector<std::string> &argv)
+{
     std::string line;
     for (const std::string &arg : argv) {
         if (!line.empty()) line += ' ';
         line += '\'';
         for (char c : arg) {
-            if (c == '\'')
-                line += "'\\''";
-            else
-                line += c;
+            if (c == '\'') line += "'\\''";
+            else line += c;
         }
         line += '\'';
     }

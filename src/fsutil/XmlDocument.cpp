@@ -21,7 +21,8 @@ namespace {
 
 // Card files are read on worker threads and may name anything in a DOCTYPE;
 // nothing they point at is ever fetched, whatever the parse options say.
-xmlParserInputPtr refuseExternalEntity(const char *, const char *, xmlParserCtxtPtr) {
+xmlParserInputPtr refuseExternalEntity(const char *, const char *, xmlParserCtxtPtr)
+{
     return nullptr;
 }
 
@@ -29,7 +30,8 @@ void ignoreMessage(void *, const char *, ...) {}
 
 // libxml2 keeps its message handler per thread; serialising a node with bad
 // text would otherwise print on standard error from whichever thread asks.
-void initialiseLibrary() {
+void initialiseLibrary()
+{
     static std::once_flag once;
     std::call_once(once, [] {
         xmlInitParser();
@@ -49,19 +51,20 @@ constexpr int kParseOptions = XML_PARSE_RECOVER | XML_PARSE_NONET | XML_PARSE_NO
 // the document because their names may live in its dictionary.
 using DetachedNodes = std::vector<xmlNodePtr>;
 
-std::shared_ptr<_xmlDoc> adopt(xmlDocPtr doc) {
+std::shared_ptr<_xmlDoc> adopt(xmlDocPtr doc)
+{
     if (!doc) return {};
     return std::shared_ptr<_xmlDoc>(doc, [](xmlDocPtr d) {
         if (auto *detached = static_cast<DetachedNodes *>(d->_private)) {
-            for (xmlNodePtr node : *detached)
-                xmlFreeNode(node);
+            for (xmlNodePtr node : *detached) xmlFreeNode(node);
             delete detached;
         }
         xmlFreeDoc(d);
     });
 }
 
-bool readWholeFile(const std::string &path, std::string &bytes) {
+bool readWholeFile(const std::string &path, std::string &bytes)
+{
     UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (!fd) return false;
     struct stat info {};
@@ -80,7 +83,8 @@ bool readWholeFile(const std::string &path, std::string &bytes) {
     }
 }
 
-bool writeAll(int fd, std::string_view bytes) {
+bool writeAll(int fd, std::string_view bytes)
+{
     while (!bytes.empty()) {
         const ssize_t n = ::write(fd, bytes.data(), bytes.size());
         if (n < 0) {
@@ -92,26 +96,30 @@ bool writeAll(int fd, std::string_view bytes) {
     return true;
 }
 
-std::string fromXmlString(xmlChar *text) {
+std::string fromXmlString(xmlChar *text)
+{
     if (!text) return {};
     std::string result(reinterpret_cast<const char *>(text));
     xmlFree(text);
     return result;
 }
 
-const xmlChar *asXml(const std::string &text) {
+const xmlChar *asXml(const std::string &text)
+{
     return reinterpret_cast<const xmlChar *>(text.c_str());
 }
 
 } // namespace
 
-std::optional<XmlDocument> XmlDocument::parseFile(const std::string &path) {
+std::optional<XmlDocument> XmlDocument::parseFile(const std::string &path)
+{
     std::string bytes;
     if (!readWholeFile(path, bytes)) return std::nullopt;
     return parseMemory(bytes);
 }
 
-std::optional<XmlDocument> XmlDocument::parseMemory(std::string_view bytes) {
+std::optional<XmlDocument> XmlDocument::parseMemory(std::string_view bytes)
+{
     initialiseLibrary();
     if (bytes.size() > INT_MAX) return std::nullopt;
     auto doc =
@@ -120,7 +128,8 @@ std::optional<XmlDocument> XmlDocument::parseMemory(std::string_view bytes) {
     return XmlDocument(std::move(doc));
 }
 
-std::optional<XmlDocument> XmlDocument::withNewRootElement(const std::string &name) {
+std::optional<XmlDocument> XmlDocument::withNewRootElement(const std::string &name)
+{
     initialiseLibrary();
     if (name.empty()) return std::nullopt;
     auto doc = adopt(xmlNewDoc(asXml("1.0")));
@@ -131,13 +140,15 @@ std::optional<XmlDocument> XmlDocument::withNewRootElement(const std::string &na
     return XmlDocument(std::move(doc));
 }
 
-std::optional<XmlNode> XmlDocument::rootElement() const {
+std::optional<XmlNode> XmlDocument::rootElement() const
+{
     xmlNodePtr root = xmlDocGetRootElement(m_doc.get());
     if (!root) return std::nullopt;
     return XmlNode(m_doc, root);
 }
 
-void XmlDocument::detach(_xmlNode *node) const {
+void XmlDocument::detach(_xmlNode *node) const
+{
     if (!node || node->doc != m_doc.get()) return;
     auto *detached = static_cast<DetachedNodes *>(m_doc->_private);
     if (!detached) {
@@ -148,7 +159,8 @@ void XmlDocument::detach(_xmlNode *node) const {
     xmlUnlinkNode(node);
 }
 
-std::string XmlDocument::xmlData() const {
+std::string XmlDocument::xmlData() const
+{
     xmlChar *memory = nullptr;
     int size = 0;
     xmlDocDumpMemory(m_doc.get(), &memory, &size);
@@ -158,11 +170,13 @@ std::string XmlDocument::xmlData() const {
     return result;
 }
 
-bool XmlDocument::writeToFile(const std::string &path) const {
+bool XmlDocument::writeToFile(const std::string &path) const
+{
     return replaceFileContents(path, xmlData());
 }
 
-bool XmlDocument::replaceFileContents(const std::string &path, std::string_view bytes) {
+bool XmlDocument::replaceFileContents(const std::string &path, std::string_view bytes)
+{
     struct stat old {};
     const bool existed = ::stat(path.c_str(), &old) == 0;
 
@@ -181,16 +195,19 @@ bool XmlDocument::replaceFileContents(const std::string &path, std::string_view 
     return direct && writeAll(direct.get(), bytes);
 }
 
-std::string XmlNode::name() const {
+std::string XmlNode::name() const
+{
     if (!m_node || !m_node->name || m_node->type != XML_ELEMENT_NODE) return {};
     return reinterpret_cast<const char *>(m_node->name);
 }
 
-bool XmlNode::isElement() const {
+bool XmlNode::isElement() const
+{
     return m_node && m_node->type == XML_ELEMENT_NODE;
 }
 
-std::string XmlNode::xmlString() const {
+std::string XmlNode::xmlString() const
+{
     if (!m_node) return {};
     initialiseLibrary();
     xmlBufferPtr buffer = xmlBufferCreate();
@@ -204,19 +221,22 @@ std::string XmlNode::xmlString() const {
     return result;
 }
 
-std::string XmlNode::stringValue() const {
+std::string XmlNode::stringValue() const
+{
     if (!m_node) return {};
     return fromXmlString(xmlNodeGetContent(m_node));
 }
 
-std::optional<std::string> XmlNode::attribute(const std::string &name) const {
+std::optional<std::string> XmlNode::attribute(const std::string &name) const
+{
     if (!isElement()) return std::nullopt;
     xmlChar *value = xmlGetProp(m_node, asXml(name));
     if (!value) return std::nullopt;
     return fromXmlString(value);
 }
 
-std::vector<XmlNode> XmlNode::children() const {
+std::vector<XmlNode> XmlNode::children() const
+{
     std::vector<XmlNode> result;
     // An entity reference's children belong to the entity declaration.
     if (!m_node || m_node->type == XML_ENTITY_REF_NODE) return result;

@@ -45,7 +45,9 @@ public:
 
 private:
     explicit XmlDocument(std::shared_ptr<_xmlDoc> doc)
-        : m_doc(std::move(doc)) {}
+        : m_doc(std::move(doc))
+    {
+    }
     std::shared_ptr<_xmlDoc> m_doc;
 };
 
@@ -55,7 +57,9 @@ class XmlNode {
 public:
     XmlNode(std::shared_ptr<_xmlDoc> document, _xmlNode *node)
         : m_document(std::move(document))
-        , m_node(node) {}
+        , m_node(node)
+    {
+    }
 
     // The element name; empty for text, comments and the like.
     std::string name() const;

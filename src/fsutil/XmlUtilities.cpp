@@ -13,13 +13,15 @@ namespace ferrydeck {
 
 namespace {
 
-bool beginsWith(const std::string &text, const std::string &prefix) {
+bool beginsWith(const std::string &text, const std::string &prefix)
+{
     return text.compare(0, prefix.size(), prefix) == 0;
 }
 
 // Depth first, children before following siblings. The walk never climbs to
 // the document node, so it ends after the last node that follows the root.
-xmlNodePtr nextNode(xmlNodePtr node, bool descend) {
+xmlNodePtr nextNode(xmlNodePtr node, bool descend)
+{
     // An entity reference's children are the declaration's, not the tree's.
     if (descend && node->children && node->type != XML_ENTITY_REF_NODE) return node->children;
     while (node) {
@@ -30,7 +32,8 @@ xmlNodePtr nextNode(xmlNodePtr node, bool descend) {
     return nullptr;
 }
 
-xmlNodePtr firstNodeAfterRoot(const XmlDocument &document) {
+xmlNodePtr firstNodeAfterRoot(const XmlDocument &document)
+{
     xmlNodePtr root = xmlDocGetRootElement(document.get());
     return root ? nextNode(root, true) : nullptr;
 }
@@ -38,7 +41,8 @@ xmlNodePtr firstNodeAfterRoot(const XmlDocument &document) {
 } // namespace
 
 std::optional<std::string> XmlUtilities::findXmlTagInfo(const std::string &tagPrefix, const std::string &file,
-                                                        const std::optional<std::string> &descriptor) {
+                                                        const std::optional<std::string> &descriptor)
+{
     try {
         const std::optional<XmlDocument> document = XmlDocument::parseFile(file);
         if (!document) return std::nullopt;
@@ -51,14 +55,15 @@ std::optional<std::string> XmlUtilities::findXmlTagInfo(const std::string &tagPr
     }
 }
 
-std::optional<std::string> XmlUtilities::findXmlTagInfo(const std::string &tagPrefix,
-                                                        const std::string &file) {
+std::optional<std::string> XmlUtilities::findXmlTagInfo(const std::string &tagPrefix, const std::string &file)
+{
     return findXmlTagInfo(tagPrefix, file, std::nullopt);
 }
 
 std::optional<std::string> XmlUtilities::findTagLine(const std::string &tagPrefix,
                                                      const XmlDocument &document,
-                                                     const std::optional<std::string> &descriptor) {
+                                                     const std::optional<std::string> &descriptor)
+{
     try {
         for (xmlNodePtr node = firstNodeAfterRoot(document); node; node = nextNode(node, true)) {
             std::string line = XmlNode(document.owner(), node).xmlString();
@@ -72,7 +77,8 @@ std::optional<std::string> XmlUtilities::findTagLine(const std::string &tagPrefi
 }
 
 std::optional<std::string> XmlUtilities::stripValueFromInfo(const std::optional<std::string> &info,
-                                                            const std::string &descriptor) {
+                                                            const std::string &descriptor)
+{
     if (!info) return std::nullopt;
     const size_t at = info->find(descriptor);
     if (at == std::string::npos) return std::nullopt;
@@ -83,7 +89,8 @@ std::optional<std::string> XmlUtilities::stripValueFromInfo(const std::optional<
     return info->substr(open + 1, close - open - 1);
 }
 
-void XmlUtilities::removeXMLNode(const std::string &name, const XmlDocument &document, bool tagIsHeader) {
+void XmlUtilities::removeXMLNode(const std::string &name, const XmlDocument &document, bool tagIsHeader)
+{
     const std::string opening = "<" + name + ">";
     const std::string closing = "</" + name + ">";
     bool inside = false;
@@ -105,7 +112,8 @@ void XmlUtilities::removeXMLNode(const std::string &name, const XmlDocument &doc
     }
 }
 
-bool XmlUtilities::removeXMLNode(const std::string &name, const std::string &file, bool tagIsHeader) {
+bool XmlUtilities::removeXMLNode(const std::string &name, const std::string &file, bool tagIsHeader)
+{
     try {
         const std::optional<XmlDocument> document = XmlDocument::parseFile(file);
         if (!document) {
@@ -123,7 +131,8 @@ bool XmlUtilities::removeXMLNode(const std::string &name, const std::string &fil
     }
 }
 
-std::optional<XmlNode> XmlUtilities::nodeWithName(const std::string &name, const std::string &xmlfile) {
+std::optional<XmlNode> XmlUtilities::nodeWithName(const std::string &name, const std::string &xmlfile)
+{
     try {
         const std::optional<XmlDocument> document = XmlDocument::parseFile(xmlfile);
         if (!document) return std::nullopt;
@@ -136,7 +145,8 @@ std::optional<XmlNode> XmlUtilities::nodeWithName(const std::string &name, const
     return std::nullopt;
 }
 
-std::optional<XmlNode> XmlUtilities::childNodeWithName(const std::string &name, const XmlNode &parent) {
+std::optional<XmlNode> XmlUtilities::childNodeWithName(const std::string &name, const XmlNode &parent)
+{
     try {
         for (const XmlNode &child : parent.children()) {
             if (child.isElement() && child.name() == name) return child;
@@ -148,7 +158,8 @@ std::optional<XmlNode> XmlUtilities::childNodeWithName(const std::string &name, 
 
 std::optional<XmlNode> XmlUtilities::createElementWithName(
     const std::string &name, const std::optional<std::vector<std::string>> &attributes,
-    const std::optional<std::vector<std::string>> &values, const std::optional<std::string> &stringValue) {
+    const std::optional<std::vector<std::string>> &values, const std::optional<std::string> &stringValue)
+{
     try {
         const std::optional<XmlDocument> document = XmlDocument::withNewRootElement(name);
         if (!document) return std::nullopt;

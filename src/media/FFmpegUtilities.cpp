@@ -13,13 +13,15 @@ namespace {
 constexpr const char *kWhiteSpace = " \t\r\n\v\f";
 constexpr const char *kLetters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
 
-std::string trim(const std::string &text, const char *set) {
+std::string trim(const std::string &text, const char *set)
+{
     const size_t first = text.find_first_not_of(set);
     if (first == std::string::npos) return {};
     return text.substr(first, text.find_last_not_of(set) - first + 1);
 }
 
-std::vector<std::string> split(const std::string &text, const std::string &separator) {
+std::vector<std::string> split(const std::string &text, const std::string &separator)
+{
     std::vector<std::string> pieces;
     size_t start = 0;
     for (size_t at; (at = text.find(separator, start)) != std::string::npos; start = at + separator.size())
@@ -31,7 +33,8 @@ std::vector<std::string> split(const std::string &text, const std::string &separ
 // Each "%@" of `format` takes the next value. The line is the format filled
 // in; the arguments are the format's blank-separated words filled in one by
 // one, a word's enclosing \"...\" dropped, so a value never splits or quotes.
-FFmpegCommand expand(const std::string &format, const std::vector<std::string> &values) {
+FFmpegCommand expand(const std::string &format, const std::vector<std::string> &values)
+{
     FFmpegCommand command;
     size_t next = 0;
     auto fill = [&](const std::string &text) {
@@ -55,7 +58,8 @@ FFmpegCommand expand(const std::string &format, const std::vector<std::string> &
 
 // The stream piece of the description holding `kind` ("Video:", "Audio:"),
 // as its fields.
-std::optional<std::vector<std::string>> streamFields(const std::string &description, const char *kind) {
+std::optional<std::vector<std::string>> streamFields(const std::string &description, const char *kind)
+{
     for (const std::string &piece : split(description, "Stream #")) {
         if (piece.find(kind) == std::string::npos) continue;
         std::string commas = piece;
@@ -67,13 +71,15 @@ std::optional<std::vector<std::string>> streamFields(const std::string &descript
     return std::nullopt;
 }
 
-std::optional<std::string> codecField(const std::string &description, const char *kind) {
+std::optional<std::string> codecField(const std::string &description, const char *kind)
+{
     const auto fields = streamFields(description, kind);
     if (!fields || fields->size() < 3) return std::nullopt;
     return trim((*fields)[2], kWhiteSpace);
 }
 
-bool runTranscoder(const FFmpegCommand &command) {
+bool runTranscoder(const FFmpegCommand &command)
+{
     const Process::Result result = Process::run(command.arguments, Process::Output::ToStandardError);
     if (!result.succeeded())
         systemLog("ffmpeg failed (status %d): %s", result.status, command.commandLine.c_str());
@@ -82,13 +88,15 @@ bool runTranscoder(const FFmpegCommand &command) {
 
 } // namespace
 
-std::string FFmpegUtilities::ffmpegPath() {
+std::string FFmpegUtilities::ffmpegPath()
+{
     const char *configured = std::getenv("FERRYDECK_FFMPEG");
     if (configured && *configured) return configured;
     return "/usr/local/bin/ffmpeg";
 }
 
-std::string FFmpegUtilities::findFFmpegCodecForCodec(int32_t codec) {
+std::string FFmpegUtilities::findFFmpegCodecForCodec(int32_t codec)
+{
     switch (codec) {
     case 2:
         return "libx264";
@@ -110,7 +118,8 @@ std::string FFmpegUtilities::findFFmpegCodecForCodec(int32_t codec) {
     }
 }
 
-std::optional<std::vector<std::string>> FFmpegUtilities::findFileExtensionsForCodec(int32_t codec) {
+std::optional<std::vector<std::string>> FFmpegUtilities::findFileExtensionsForCodec(int32_t codec)
+{
     using List = std::vector<std::string>;
     switch (codec) {
     case 1:
@@ -138,7 +147,8 @@ std::optional<std::vector<std::string>> FFmpegUtilities::findFileExtensionsForCo
 }
 
 FFmpegCommand FFmpegUtilities::createMovieCommand(const std::string &movie, const std::string &fromMovie,
-                                                  int32_t usingCodec) {
+                                                  int32_t usingCodec)
+{
     const std::vector<std::string> values{ffmpegPath(), fromMovie, findFFmpegCodecForCodec(usingCodec),
                                           movie};
     if (usingCodec == 2)
@@ -147,14 +157,15 @@ FFmpegCommand FFmpegUtilities::createMovieCommand(const std::string &movie, cons
     return expand("%@ -i \"%@\" -vcodec %@  -sameq -copyts -y \"%@\"", values);
 }
 
-bool FFmpegUtilities::createMovie(const std::string &movie, const std::string &fromMovie,
-                                  int32_t usingCodec) {
+bool FFmpegUtilities::createMovie(const std::string &movie, const std::string &fromMovie, int32_t usingCodec)
+{
     return runTranscoder(createMovieCommand(movie, fromMovie, usingCodec));
 }
 
 FFmpegCommand FFmpegUtilities::convertMovieCommand(const std::string &source, const std::string &tempMovie,
                                                    Dimensions dimensions,
-                                                   const std::string &ffmpegFileDescription) {
+                                                   const std::string &ffmpegFileDescription)
+{
     const std::string ffmpeg = ffmpegPath();
     const std::optional<std::string> audio = findFFmpegAudioCodec(ffmpegFileDescription);
     if (dimensions.width <= 0 || dimensions.height <= 0) {
@@ -188,27 +199,31 @@ FFmpegCommand FFmpegUtilities::convertMovieCommand(const std::string &source, co
 }
 
 bool FFmpegUtilities::convertMovieUsingFFmpeg(const std::string &source, const std::string &tempMovie,
-                                              Dimensions dimensions,
-                                              const std::string &ffmpegFileDescription) {
+                                              Dimensions dimensions, const std::string &ffmpegFileDescription)
+{
     if (runTranscoder(convertMovieCommand(source, tempMovie, dimensions, ffmpegFileDescription))) return true;
     systemLog("Failure to complete conversion sequence");
     return false;
 }
 
 bool FFmpegUtilities::convertMovieUsingFFmpeg(const std::string &source, const std::string &tempMovie,
-                                              const std::string &ffmpegFileDescription) {
+                                              const std::string &ffmpegFileDescription)
+{
     return convertMovieUsingFFmpeg(source, tempMovie, Dimensions{}, ffmpegFileDescription);
 }
 
-std::optional<std::string> FFmpegUtilities::findFFmpegVideoCodec(const std::string &description) {
+std::optional<std::string> FFmpegUtilities::findFFmpegVideoCodec(const std::string &description)
+{
     return codecField(description, "Video:");
 }
 
-std::optional<std::string> FFmpegUtilities::findFFmpegAudioCodec(const std::string &description) {
+std::optional<std::string> FFmpegUtilities::findFFmpegAudioCodec(const std::string &description)
+{
     return codecField(description, "Audio:");
 }
 
-std::optional<std::string> FFmpegUtilities::findFFmpegVideoDimensions(const std::string &description) {
+std::optional<std::string> FFmpegUtilities::findFFmpegVideoDimensions(const std::string &description)
+{
     const auto fields = streamFields(description, "Video:");
     if (!fields || fields->size() < 5) return std::nullopt;
     const std::vector<std::string> parts = split(trim((*fields)[4], kWhiteSpace), "[");
@@ -216,31 +231,34 @@ std::optional<std::string> FFmpegUtilities::findFFmpegVideoDimensions(const std:
     return parts.front();
 }
 
-std::optional<std::string> FFmpegUtilities::findFFmpegAudioRate(const std::string &description) {
+std::optional<std::string> FFmpegUtilities::findFFmpegAudioRate(const std::string &description)
+{
     const auto fields = streamFields(description, "Audio:");
     if (!fields) return std::nullopt;
     for (const std::string &field : *fields) {
         std::string lower = field;
-        for (char &c : lower)
-            c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        for (char &c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
         if (lower.find("hz") == std::string::npos) continue;
         return trim(trim(field, kLetters), kWhiteSpace);
     }
     return std::nullopt;
 }
 
-FFmpegCommand FFmpegUtilities::describeMovieCommand(const std::string &movie) {
+FFmpegCommand FFmpegUtilities::describeMovieCommand(const std::string &movie)
+{
     return expand("%@ -i %@", {ffmpegPath(), movie});
 }
 
-std::optional<std::string> FFmpegUtilities::ffmpegFileDescription(const std::string &movie) {
+std::optional<std::string> FFmpegUtilities::ffmpegFileDescription(const std::string &movie)
+{
     // ffmpeg exits with 1 when given no output file; its report is still whole.
     Process::Result result = Process::run(describeMovieCommand(movie).arguments, Process::Output::CaptureAll);
     if (!result.started) return std::nullopt;
     return std::move(result.output);
 }
 
-int64_t FFmpegUtilities::durationForVideoFileInMiliSeconds(const std::string &movie) {
+int64_t FFmpegUtilities::durationForVideoFileInMiliSeconds(const std::string &movie)
+{
     const std::optional<std::string> report = ffmpegFileDescription(movie);
     if (!report) return 0;
     const size_t at = report->find("Duration:");
@@ -267,7 +285,8 @@ int64_t FFmpegUtilities::durationForVideoFileInMiliSeconds(const std::string &mo
     return ((fields[0] * 60 + fields[1]) * 60 + fields[2]) * 1000 + fields[3];
 }
 
-std::string FFmpegUtilities::runAppleScriptTerminalCommand(const std::string &) {
+std::string FFmpegUtilities::runAppleScriptTerminalCommand(const std::string &)
+{
     return "No script interpreter is available on this system.";
 }
 

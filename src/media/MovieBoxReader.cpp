@@ -13,7 +13,8 @@ namespace ferrydeck {
 
 namespace {
 
-constexpr uint32_t fourCc(const char (&code)[5]) {
+constexpr uint32_t fourCc(const char (&code)[5])
+{
     return (uint32_t{static_cast<uint8_t>(code[0])} << 24) | (uint32_t{static_cast<uint8_t>(code[1])} << 16) |
            (uint32_t{static_cast<uint8_t>(code[2])} << 8) | uint32_t{static_cast<uint8_t>(code[3])};
 }
@@ -25,14 +26,19 @@ class Source {
 public:
     Source(int fd, uint64_t size)
         : m_fd(fd)
-        , m_size(size) {}
+        , m_size(size)
+    {
+    }
     Source(const uint8_t *data, uint64_t size)
         : m_data(data)
-        , m_size(size) {}
+        , m_size(size)
+    {
+    }
 
     uint64_t size() const { return m_size; }
 
-    bool read(uint64_t offset, uint8_t *out, size_t length) const {
+    bool read(uint64_t offset, uint8_t *out, size_t length) const
+    {
         if (offset > m_size || length > m_size - offset) return false;
         if (m_data) {
             if (length) std::memcpy(out, m_data + offset, length);
@@ -55,11 +61,13 @@ private:
     uint64_t m_size = 0;
 };
 
-uint32_t be32(const uint8_t *p) {
+uint32_t be32(const uint8_t *p)
+{
     return (uint32_t{p[0]} << 24) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 8) | uint32_t{p[3]};
 }
 
-uint64_t be64(const uint8_t *p) {
+uint64_t be64(const uint8_t *p)
+{
     return (uint64_t{be32(p)} << 32) | be32(p + 4);
 }
 
@@ -72,12 +80,15 @@ struct Box {
 class Walker {
 public:
     explicit Walker(const Source &source)
-        : m_source(source) {}
+        : m_source(source)
+    {
+    }
 
     // The box at `offset` within a container ending at `limit`. False for a
     // header that does not fit, a size smaller than its header, or a box
     // running past its container.
-    bool boxAt(uint64_t offset, uint64_t limit, Box &box) {
+    bool boxAt(uint64_t offset, uint64_t limit, Box &box)
+    {
         if (++m_boxesSeen > kMaxBoxes || offset >= limit || limit - offset < 8) return false;
         uint8_t header[16];
         if (!m_source.read(offset, header, 8)) return false;
@@ -101,7 +112,8 @@ public:
 
     // The first child of the given type, looked for among the boxes between
     // `begin` and `end`.
-    bool findChild(uint64_t begin, uint64_t end, uint32_t type, Box &found) {
+    bool findChild(uint64_t begin, uint64_t end, uint32_t type, Box &found)
+    {
         Box box;
         for (uint64_t offset = begin; boxAt(offset, end, box); offset = box.end) {
             if (box.type == type) {
@@ -112,7 +124,8 @@ public:
         return false;
     }
 
-    bool readMovieHeader(const Box &mvhd, MovieInfo &info) {
+    bool readMovieHeader(const Box &mvhd, MovieInfo &info)
+    {
         uint8_t bytes[32];
         const uint64_t length = mvhd.end - mvhd.payload;
         if (length < 20 || !m_source.read(mvhd.payload, bytes, 20)) return false;
@@ -129,7 +142,8 @@ public:
         return info.timeScale != 0;
     }
 
-    bool isVideoTrack(const Box &trak) {
+    bool isVideoTrack(const Box &trak)
+    {
         Box mdia, hdlr;
         if (!findChild(trak.payload, trak.end, fourCc("mdia"), mdia)) return false;
         if (!findChild(mdia.payload, mdia.end, fourCc("hdlr"), hdlr)) return false;
@@ -140,7 +154,8 @@ public:
         return be32(bytes + 8) == fourCc("vide");
     }
 
-    std::optional<MovieInfo> read() {
+    std::optional<MovieInfo> read()
+    {
         Box moov;
         if (!findChild(0, m_source.size(), fourCc("moov"), moov)) return std::nullopt;
         MovieInfo info;
@@ -166,7 +181,8 @@ private:
 
 } // namespace
 
-std::optional<MovieInfo> MovieBoxReader::readFile(const std::string &path) {
+std::optional<MovieInfo> MovieBoxReader::readFile(const std::string &path)
+{
     // Non-blocking so that a FIFO named like a movie cannot hang the open.
     UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (!fd) return std::nullopt;
@@ -176,7 +192,8 @@ std::optional<MovieInfo> MovieBoxReader::readFile(const std::string &path) {
     return Walker(source).read();
 }
 
-std::optional<MovieInfo> MovieBoxReader::readMemory(const uint8_t *data, size_t size) {
+std::optional<MovieInfo> MovieBoxReader::readMemory(const uint8_t *data, size_t size)
+{
     if (!data) return std::nullopt;
     const Source source(data, size);
     return Walker(source).read();

@@ -24,20 +24,23 @@ constexpr RateEntry kRates[] = {
     {109, 50, "25"},   {110, 30, "30"},   {112, 24, "30"}, {113, 60, "30"},
 };
 
-const RateEntry *findRate(int32_t id) {
+const RateEntry *findRate(int32_t id)
+{
     for (const RateEntry &entry : kRates) {
         if (entry.id == id) return &entry;
     }
     return nullptr;
 }
 
-bool contains(const std::string &text, const char *part) {
+bool contains(const std::string &text, const char *part)
+{
     return text.find(part) != std::string::npos;
 }
 
 // A field read the lenient way: leading blanks, an optional sign, then digits
 // up to the first non-digit; no digits read as 0.
-int64_t fieldValue(const std::string &timecode, size_t position) {
+int64_t fieldValue(const std::string &timecode, size_t position)
+{
     const std::string field = timecode.substr(position, 2);
     return std::strtoll(field.c_str(), nullptr, 10);
 }
@@ -45,7 +48,8 @@ int64_t fieldValue(const std::string &timecode, size_t position) {
 } // namespace
 
 int32_t TimecodeUtilities::findTimeRepresentedByFrames(int32_t frames, int32_t framesPerMeasurment,
-                                                       int32_t &time) {
+                                                       int32_t &time)
+{
     time = 0;
     if (frames == 0 || framesPerMeasurment == 0) return 0;
     if (frames == INT32_MIN && framesPerMeasurment == -1) return 0;
@@ -53,17 +57,20 @@ int32_t TimecodeUtilities::findTimeRepresentedByFrames(int32_t frames, int32_t f
     return frames % framesPerMeasurment;
 }
 
-int32_t TimecodeUtilities::numericMovieRateFromRateDefinitions(int32_t rate) {
+int32_t TimecodeUtilities::numericMovieRateFromRateDefinitions(int32_t rate)
+{
     const RateEntry *entry = findRate(rate);
     return entry ? entry->numeric : 30;
 }
 
-std::string TimecodeUtilities::movieRateFromRateDefinition(int32_t rate) {
+std::string TimecodeUtilities::movieRateFromRateDefinition(int32_t rate)
+{
     const RateEntry *entry = findRate(rate);
     return entry ? entry->text : "30";
 }
 
-int32_t TimecodeUtilities::movieRateFromString(const std::string &rate, bool dropFrame) {
+int32_t TimecodeUtilities::movieRateFromString(const std::string &rate, bool dropFrame)
+{
     if (contains(rate, "29.97") || contains(rate, "2997"))
         return dropFrame ? MovieRate::k2997DropFrame : MovieRate::k2997NonDrop;
     if (contains(rate, "24") || contains(rate, "23")) return MovieRate::k24;
@@ -74,7 +81,8 @@ int32_t TimecodeUtilities::movieRateFromString(const std::string &rate, bool dro
     return MovieRate::kUnrecognised;
 }
 
-int32_t TimecodeUtilities::movieRateFromNumber(double number) {
+int32_t TimecodeUtilities::movieRateFromNumber(double number)
+{
     const std::string text = stringWithFormat("%.15g", number);
     if (text.size() < 2) return MovieRate::kUnrecognised;
     const std::string head = text.substr(0, 2);
@@ -86,12 +94,14 @@ int32_t TimecodeUtilities::movieRateFromNumber(double number) {
     return MovieRate::kUnrecognised;
 }
 
-std::vector<int32_t> TimecodeUtilities::allDefinedMovieRates() {
+std::vector<int32_t> TimecodeUtilities::allDefinedMovieRates()
+{
     return {MovieRate::k2997NonDrop, MovieRate::k2997DropFrame, MovieRate::k30, MovieRate::k25,
             MovieRate::k24,          MovieRate::k5994,          MovieRate::k50};
 }
 
-std::optional<std::string> TimecodeUtilities::reverseTimecodeString(const std::string &timecode) {
+std::optional<std::string> TimecodeUtilities::reverseTimecodeString(const std::string &timecode)
+{
     std::string digits;
     for (char c : timecode) {
         if (c != ';' && c != ':') digits += c;
@@ -106,23 +116,27 @@ std::optional<std::string> TimecodeUtilities::reverseTimecodeString(const std::s
     return result;
 }
 
-std::string TimecodeUtilities::augmentTimecodeDropFrame(const std::string &timecode, bool dropFrameStatus) {
+std::string TimecodeUtilities::augmentTimecodeDropFrame(const std::string &timecode, bool dropFrameStatus)
+{
     if (!isValidTimeCode(timecode)) return timecode;
     std::string result = timecode;
     result[8] = dropFrameStatus ? ';' : ':';
     return result;
 }
 
-std::string TimecodeUtilities::formatTimeCodeSegmentFromInteger(int32_t value) {
+std::string TimecodeUtilities::formatTimeCodeSegmentFromInteger(int32_t value)
+{
     return value > 9 ? stringWithFormat("%d", value) : stringWithFormat("0%d", value);
 }
 
-int32_t TimecodeUtilities::totalFramesInTimeCode(const std::string &timecode, int32_t frameRate) {
+int32_t TimecodeUtilities::totalFramesInTimeCode(const std::string &timecode, int32_t frameRate)
+{
     return totalFramesInTimeCode(timecode, frameRate, false);
 }
 
 int32_t TimecodeUtilities::totalFramesInTimeCode(const std::string &timecode, int32_t frameRate,
-                                                 bool andIsDropFrame) {
+                                                 bool andIsDropFrame)
+{
     if (timecode.size() < 11) return 0;
     const int64_t hours = fieldValue(timecode, 0);
     const int64_t minutes = fieldValue(timecode, 3);
@@ -137,7 +151,8 @@ int32_t TimecodeUtilities::totalFramesInTimeCode(const std::string &timecode, in
     return static_cast<int32_t>(total);
 }
 
-std::string TimecodeUtilities::createTimecodeFromFrames(int32_t frames, int32_t framesRate, bool dropFrame) {
+std::string TimecodeUtilities::createTimecodeFromFrames(int32_t frames, int32_t framesRate, bool dropFrame)
+{
     const char *separator = dropFrame ? ";" : ":";
     if (frames == 0 || framesRate <= 0) return stringWithFormat("00:00:00%s00", separator);
     const int64_t perHour = int64_t{framesRate} * 3600;
@@ -157,7 +172,8 @@ std::string TimecodeUtilities::createTimecodeFromFrames(int32_t frames, int32_t 
            formatTimeCodeSegmentFromInteger(static_cast<int32_t>(frame));
 }
 
-bool TimecodeUtilities::isValidTimeCode(const std::string &timecode) {
+bool TimecodeUtilities::isValidTimeCode(const std::string &timecode)
+{
     if (timecode.size() != 11) return false;
     if (timecode[2] != ':' || timecode[5] != ':') return false;
     if (timecode[8] != ':' && timecode[8] != ';') return false;
@@ -167,12 +183,14 @@ bool TimecodeUtilities::isValidTimeCode(const std::string &timecode) {
     return true;
 }
 
-bool TimecodeUtilities::timecodeIsDropFrame(const std::string &timecode) {
+bool TimecodeUtilities::timecodeIsDropFrame(const std::string &timecode)
+{
     return timecode.size() > 8 && timecode[8] == ';';
 }
 
 std::string TimecodeUtilities::incrementTimecode(const std::string &timecode, int32_t framesToStep,
-                                                 int32_t frameRate) {
+                                                 int32_t frameRate)
+{
     const bool drop = timecodeIsDropFrame(timecode);
     const int64_t total = int64_t{totalFramesInTimeCode(timecode, frameRate)} + framesToStep;
     if (total > INT32_MAX || total < INT32_MIN) return timecode;
@@ -180,7 +198,8 @@ std::string TimecodeUtilities::incrementTimecode(const std::string &timecode, in
 }
 
 std::string TimecodeUtilities::adjustTimecode(const std::string &timecode, int32_t fromRecordedRate,
-                                              int32_t toTimecodeRate) {
+                                              int32_t toTimecodeRate)
+{
     const int32_t recorded = numericMovieRateFromRateDefinitions(fromRecordedRate);
     const int32_t target = numericMovieRateFromRateDefinitions(toTimecodeRate);
     if (!isValidTimeCode(timecode) || recorded == target) return timecode;
@@ -190,7 +209,8 @@ std::string TimecodeUtilities::adjustTimecode(const std::string &timecode, int32
     return timecode.substr(0, 9) + formatTimeCodeSegmentFromInteger(static_cast<int32_t>(scaled));
 }
 
-std::string TimecodeUtilities::timecodeFromDate(std::chrono::system_clock::time_point date) {
+std::string TimecodeUtilities::timecodeFromDate(std::chrono::system_clock::time_point date)
+{
     const std::time_t seconds = std::chrono::system_clock::to_time_t(date);
     std::tm local{};
     if (!::localtime_r(&seconds, &local)) return "00:00:00:00";

@@ -33,13 +33,15 @@ const char *kClipFile = R"(<?xml version="1.0" encoding="UTF-8"?>
 
 } // namespace
 
-TEST(XmlFind, ValueWithoutDescriptorIsTheTextBetweenTheTags) {
+TEST(XmlFind, ValueWithoutDescriptorIsTheTextBetweenTheTags)
+{
     TempDir dir;
     writeFile(dir / "clip.xml", kClipFile);
     EXPECT_EQ(XmlUtilities::findXmlTagInfo("<StartTimecode>", dir / "clip.xml"), "10:00:00:00");
 }
 
-TEST(XmlFind, FirstOfTwoEqualElementsWins) {
+TEST(XmlFind, FirstOfTwoEqualElementsWins)
+{
     TempDir dir;
     writeFile(dir / "clip.xml", kClipFile);
     EXPECT_EQ(XmlUtilities::findXmlTagInfo("<LtcChange ", dir / "clip.xml", std::string("frameCount=")),
@@ -49,7 +51,8 @@ TEST(XmlFind, FirstOfTwoEqualElementsWins) {
     EXPECT_EQ(node->stringValue(), "10:00:00:00");
 }
 
-TEST(XmlFind, DescriptorSelectsTheFirstLineContainingIt) {
+TEST(XmlFind, DescriptorSelectsTheFirstLineContainingIt)
+{
     TempDir dir;
     writeFile(dir / "clip.xml", kClipFile);
     EXPECT_EQ(XmlUtilities::findXmlTagInfo("<LtcChange ", dir / "clip.xml", std::string("status=\"end")),
@@ -64,7 +67,8 @@ TEST(XmlFind, DescriptorSelectsTheFirstLineContainingIt) {
     EXPECT_EQ(table->rfind("</LtcChangeTable>"), table->size() - 17);
 }
 
-TEST(XmlFind, RootIsNeverExamined) {
+TEST(XmlFind, RootIsNeverExamined)
+{
     TempDir dir;
     writeFile(dir / "root.xml", R"(<StartTimecode value="1">10:00:00:00</StartTimecode>)");
     EXPECT_EQ(XmlUtilities::findXmlTagInfo("<StartTimecode", dir / "root.xml", std::string("value")),
@@ -79,7 +83,8 @@ TEST(XmlFind, RootIsNeverExamined) {
     EXPECT_EQ(XmlUtilities::findTagLine("<!--", *document, std::nullopt), "<!--after-->");
 }
 
-TEST(XmlFind, UnreadableOrUnparseableFilesGiveNone) {
+TEST(XmlFind, UnreadableOrUnparseableFilesGiveNone)
+{
     TempDir dir;
     writeFile(dir / "empty.xml", "");
     writeFile(dir / "binary.xml", std::string("\x00\x01\xff\xfe garbage", 13));
@@ -91,7 +96,8 @@ TEST(XmlFind, UnreadableOrUnparseableFilesGiveNone) {
     }
 }
 
-TEST(XmlFind, MalformedMarkupIsRecovered) {
+TEST(XmlFind, MalformedMarkupIsRecovered)
+{
     TempDir dir;
     writeFile(dir / "broken.xml",
               "<Clip><Name>C0001</Name><StartTimecode>01:02:03:04</StartTimecode><Unclosed a=1>");
@@ -107,7 +113,8 @@ struct StripCase {
 
 class XmlStrip : public ::testing::TestWithParam<StripCase> {};
 
-TEST_P(XmlStrip, CutsTheQuotedValueAfterTheDescriptor) {
+TEST_P(XmlStrip, CutsTheQuotedValueAfterTheDescriptor)
+{
     const StripCase &c = GetParam();
     EXPECT_EQ(XmlUtilities::stripValueFromInfo(std::string(c.line), c.descriptor), c.value);
 }
@@ -124,7 +131,8 @@ INSTANTIATE_TEST_SUITE_P(
                       StripCase{R"(<Item value="17/>)", "value=", std::nullopt},
                       StripCase{R"(<Item frameCount="0"/>)", "value=", std::nullopt}));
 
-TEST(XmlStrip, NoLineGivesNone) {
+TEST(XmlStrip, NoLineGivesNone)
+{
     EXPECT_EQ(XmlUtilities::stripValueFromInfo(std::nullopt, "value="), std::nullopt);
 }
 
@@ -136,7 +144,8 @@ const char *kMediaInfo = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
 
 } // namespace
 
-TEST(XmlRemove, WithoutHeaderKeepsTheOpeningElementAndRemovesEverythingAfterIt) {
+TEST(XmlRemove, WithoutHeaderKeepsTheOpeningElementAndRemovesEverythingAfterIt)
+{
     TempDir dir;
     writeFile(dir / "MEDIAINF.XML", kMediaInfo);
     EXPECT_TRUE(XmlUtilities::removeXMLNode("ClipInfo", dir / "MEDIAINF.XML", false));
@@ -144,7 +153,8 @@ TEST(XmlRemove, WithoutHeaderKeepsTheOpeningElementAndRemovesEverythingAfterIt) 
                                               "<MediaInfo><Header>h</Header><ClipInfo/></MediaInfo>\n");
 }
 
-TEST(XmlRemove, WithHeaderRemovesTheOpeningElementToo) {
+TEST(XmlRemove, WithHeaderRemovesTheOpeningElementToo)
+{
     TempDir dir;
     writeFile(dir / "MEDIAINF.XML", kMediaInfo);
     EXPECT_TRUE(XmlUtilities::removeXMLNode("ClipInfo", dir / "MEDIAINF.XML", true));
@@ -152,7 +162,8 @@ TEST(XmlRemove, WithHeaderRemovesTheOpeningElementToo) {
                                               "<MediaInfo><Header>h</Header></MediaInfo>\n");
 }
 
-TEST(XmlRemove, ElementWithAttributesIsNeverAnOpening) {
+TEST(XmlRemove, ElementWithAttributesIsNeverAnOpening)
+{
     TempDir dir;
     const std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
                              "<M><ClipInfo v=\"1\"><Clip/></ClipInfo><Tail/></M>\n";
@@ -161,7 +172,8 @@ TEST(XmlRemove, ElementWithAttributesIsNeverAnOpening) {
     EXPECT_EQ(readFile(dir / "a.xml"), text);
 }
 
-TEST(XmlRemove, UnparseableFileIsEmptiedAndMissingFileLeftAlone) {
+TEST(XmlRemove, UnparseableFileIsEmptiedAndMissingFileLeftAlone)
+{
     TempDir dir;
     writeFile(dir / "junk.xml", "this is not xml");
     EXPECT_TRUE(XmlUtilities::removeXMLNode("ClipInfo", dir / "junk.xml", false));
@@ -172,7 +184,8 @@ TEST(XmlRemove, UnparseableFileIsEmptiedAndMissingFileLeftAlone) {
     EXPECT_FALSE(exists(dir / "missing.xml"));
 }
 
-TEST(XmlRemove, NodesHeldBeforeARemovalStayUsable) {
+TEST(XmlRemove, NodesHeldBeforeARemovalStayUsable)
+{
     auto document = XmlDocument::parseMemory(kMediaInfo);
     ASSERT_TRUE(document);
     auto clipInfo = XmlUtilities::childNodeWithName("ClipInfo", *document->rootElement());
@@ -182,7 +195,8 @@ TEST(XmlRemove, NodesHeldBeforeARemovalStayUsable) {
     EXPECT_EQ(XmlUtilities::findTagLine("<ClipInfo>", *document, std::nullopt), std::nullopt);
 }
 
-TEST(XmlNodes, ChildLookupIsDirectChildrenOnlyAndNodesOutliveTheFile) {
+TEST(XmlNodes, ChildLookupIsDirectChildrenOnlyAndNodesOutliveTheFile)
+{
     TempDir dir;
     writeFile(dir / "clip.xml",
               "<P2Main><ClipContent><ClipName>0001AB</ClipName><Relation><ClipName>x</ClipName>"
@@ -200,7 +214,8 @@ TEST(XmlNodes, ChildLookupIsDirectChildrenOnlyAndNodesOutliveTheFile) {
     EXPECT_EQ(XmlUtilities::childNodeWithName("ClipName", *id), std::nullopt);
 }
 
-TEST(XmlNodes, CreatedElementsTakeAttributesOnlyFromListsOfEqualLength) {
+TEST(XmlNodes, CreatedElementsTakeAttributesOnlyFromListsOfEqualLength)
+{
     using Names = std::vector<std::string>;
     auto element = XmlUtilities::createElementWithName("Clip", Names{"a", "", "b"}, Names{"1", "skip", "2"},
                                                        std::string("x < y & z"));
@@ -218,7 +233,8 @@ TEST(XmlNodes, CreatedElementsTakeAttributesOnlyFromListsOfEqualLength) {
 // A listening socket on the loopback that no one should ever connect to.
 class Listener {
 public:
-    Listener() {
+    Listener()
+    {
         m_fd = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
         sockaddr_in address{};
         address.sin_family = AF_INET;
@@ -232,7 +248,8 @@ public:
     }
     ~Listener() { ::close(m_fd); }
     int port() const { return m_port; }
-    bool connected() const {
+    bool connected() const
+    {
         const int client = ::accept(m_fd, nullptr, nullptr);
         if (client >= 0) ::close(client);
         return client >= 0 || errno != EAGAIN;
@@ -243,7 +260,8 @@ private:
     int m_port = 0;
 };
 
-TEST(XmlSafety, ExternalEntitiesAndDtdsAreNeverFetched) {
+TEST(XmlSafety, ExternalEntitiesAndDtdsAreNeverFetched)
+{
     TempDir dir;
     writeFile(dir / "secret.txt", "SECRET-MARKER");
     writeFile(dir / "param.ent", "<!ENTITY leak \"PARAM-MARKER\">");

@@ -27,7 +27,8 @@ const char *kAudioOnly = "  Duration: 00:00:10.00, start: 0.000000\n"
 // canned status.
 class FakeFFmpeg : public ::testing::Test {
 protected:
-    void SetUp() override {
+    void SetUp() override
+    {
         m_program = m_dir / "bin/ffmpeg";
         writeFile(m_program, "#!/bin/sh\n"
                              "for a in \"$@\"; do printf '%s\\0' \"$a\"; done > '" +
@@ -45,7 +46,8 @@ protected:
     }
     void TearDown() override { ::unsetenv("FERRYDECK_FFMPEG"); }
 
-    std::vector<std::string> arguments() const {
+    std::vector<std::string> arguments() const
+    {
         std::vector<std::string> result;
         const std::string text = readFile(m_dir / "args");
         size_t start = 0;
@@ -62,7 +64,8 @@ using Args = std::vector<std::string>;
 
 } // namespace
 
-TEST(FFmpegTables, EncodersAndExtensions) {
+TEST(FFmpegTables, EncodersAndExtensions)
+{
     const char *encoders[] = {"mpeg4",   "mpeg4", "libx264", "mpeg4", "mpeg1video", "mpeg1video",
                               "ffvhuff", "flv",   "dvvideo", "mjpeg", "wmv2"};
     for (int id = 0; id <= 10; ++id)
@@ -78,7 +81,8 @@ TEST(FFmpegTables, EncodersAndExtensions) {
     EXPECT_EQ(FFmpegUtilities::findFileExtensionsForCodec(10), (Args{"wmv"}));
 }
 
-TEST(FFmpegTables, DefaultLocationUnlessConfigured) {
+TEST(FFmpegTables, DefaultLocationUnlessConfigured)
+{
     ::unsetenv("FERRYDECK_FFMPEG");
     EXPECT_EQ(FFmpegUtilities::ffmpegPath(), "/usr/local/bin/ffmpeg");
     ::setenv("FERRYDECK_FFMPEG", "", 1);
@@ -88,7 +92,8 @@ TEST(FFmpegTables, DefaultLocationUnlessConfigured) {
     ::unsetenv("FERRYDECK_FFMPEG");
 }
 
-TEST(FFmpegDescription, StreamFactsOfVideoAndAudio) {
+TEST(FFmpegDescription, StreamFactsOfVideoAndAudio)
+{
     EXPECT_EQ(FFmpegUtilities::findFFmpegVideoCodec(kDescription), "h264");
     EXPECT_EQ(FFmpegUtilities::findFFmpegAudioCodec(kDescription), "pcm_s16le");
     EXPECT_EQ(FFmpegUtilities::findFFmpegVideoDimensions(kDescription), "1920x1080 ");
@@ -96,7 +101,8 @@ TEST(FFmpegDescription, StreamFactsOfVideoAndAudio) {
     EXPECT_EQ(FFmpegUtilities::findFFmpegAudioRate("Stream #0.1: Audio: mp3, 32000 HZ, mono\r\n"), "32000");
 }
 
-TEST(FFmpegDescription, MissingStreamsAndFieldsGiveNone) {
+TEST(FFmpegDescription, MissingStreamsAndFieldsGiveNone)
+{
     EXPECT_EQ(FFmpegUtilities::findFFmpegVideoCodec(kAudioOnly), std::nullopt);
     EXPECT_EQ(FFmpegUtilities::findFFmpegVideoDimensions(kAudioOnly), std::nullopt);
     EXPECT_EQ(FFmpegUtilities::findFFmpegAudioCodec(kAudioOnly), "aac");
@@ -110,7 +116,8 @@ TEST(FFmpegDescription, MissingStreamsAndFieldsGiveNone) {
     EXPECT_EQ(FFmpegUtilities::findFFmpegVideoCodec(""), std::nullopt);
 }
 
-TEST_F(FakeFFmpeg, CreateMovieRunsTheCommandAsArguments) {
+TEST_F(FakeFFmpeg, CreateMovieRunsTheCommandAsArguments)
+{
     const auto command = FFmpegUtilities::createMovieCommand("/out/b.mov", "/in/a.mov", 1);
     EXPECT_EQ(command.commandLine,
               m_program + " -i \"/in/a.mov\" -vcodec mpeg4  -sameq -copyts -y \"/out/b.mov\"");
@@ -131,7 +138,8 @@ TEST_F(FakeFFmpeg, CreateMovieRunsTheCommandAsArguments) {
     EXPECT_FALSE(FFmpegUtilities::createMovie("/o.mp4", "/i.mov", 4));
 }
 
-TEST_F(FakeFFmpeg, HostileNamesReachTheProgramWholeAndRunNothing) {
+TEST_F(FakeFFmpeg, HostileNamesReachTheProgramWholeAndRunNothing)
+{
     ASSERT_EQ(::chdir(m_dir.path().c_str()), 0);
     const std::string hostile = m_dir / "a\" ; touch PWNED1 ; \"$(touch PWNED2)`touch PWNED3` 'x'\n.mov";
     EXPECT_TRUE(FFmpegUtilities::createMovie(hostile + ".out", hostile, 3));
@@ -142,8 +150,7 @@ TEST_F(FakeFFmpeg, HostileNamesReachTheProgramWholeAndRunNothing) {
     EXPECT_TRUE(FFmpegUtilities::convertMovieUsingFFmpeg(hostile, "-y", kDescription));
     EXPECT_EQ(arguments().at(1), hostile);
     EXPECT_EQ(arguments().back(), "-y");
-    for (const char *marker : {"PWNED1", "PWNED2", "PWNED3"})
-        EXPECT_FALSE(exists(m_dir / marker)) << marker;
+    for (const char *marker : {"PWNED1", "PWNED2", "PWNED3"}) EXPECT_FALSE(exists(m_dir / marker)) << marker;
 }
 
 struct ConvertCase {
@@ -155,7 +162,8 @@ struct ConvertCase {
 
 class FFmpegConvert : public FakeFFmpeg, public ::testing::WithParamInterface<ConvertCase> {};
 
-TEST_P(FFmpegConvert, ChoosesTheCommandForm) {
+TEST_P(FFmpegConvert, ChoosesTheCommandForm)
+{
     const ConvertCase &c = GetParam();
     EXPECT_EQ(
         FFmpegUtilities::convertMovieCommand("/in/a b.mov", "/tmp/t.mov", c.size, c.description).commandLine,
@@ -202,17 +210,18 @@ INSTANTIATE_TEST_SUITE_P(
                     "-qmin 1 -trellis 1 -intra -copyts -y \"/tmp/t.mov\""}),
     [](const auto &info) {
         std::string name;
-        for (char c : std::string(info.param.what))
-            name += c == ' ' ? '_' : c;
+        for (char c : std::string(info.param.what)) name += c == ' ' ? '_' : c;
         return name;
     });
 
-TEST_F(FakeFFmpeg, FailedConversionAnswersFalse) {
+TEST_F(FakeFFmpeg, FailedConversionAnswersFalse)
+{
     writeFile(m_dir / "status", "1");
     EXPECT_FALSE(FFmpegUtilities::convertMovieUsingFFmpeg("/in/a.mov", "/tmp/t.mov", kDescription));
 }
 
-TEST_F(FakeFFmpeg, DurationIsReadFromTheReport) {
+TEST_F(FakeFFmpeg, DurationIsReadFromTheReport)
+{
     const std::pair<const char *, int64_t> cases[] = {
         {"  Duration: 00:01:02.50, start: 0.000000", 62500},
         {"  Duration: 01:00:00.04, start: 0", 3600040},

@@ -13,20 +13,24 @@ using namespace ferrydeck::test;
 
 namespace {
 
-std::string be32(uint32_t value) {
+std::string be32(uint32_t value)
+{
     return {static_cast<char>(value >> 24), static_cast<char>(value >> 16), static_cast<char>(value >> 8),
             static_cast<char>(value)};
 }
 
-std::string be64(uint64_t value) {
+std::string be64(uint64_t value)
+{
     return be32(static_cast<uint32_t>(value >> 32)) + be32(static_cast<uint32_t>(value));
 }
 
-std::string box(const std::string &type, const std::string &payload) {
+std::string box(const std::string &type, const std::string &payload)
+{
     return be32(static_cast<uint32_t>(8 + payload.size())) + type + payload;
 }
 
-std::string mvhd(int version, uint32_t timeScale, uint64_t duration) {
+std::string mvhd(int version, uint32_t timeScale, uint64_t duration)
+{
     const std::string tail(80, '\0'); // rate, volume, matrix, next track id
     if (version == 1)
         return box("mvhd", be32(0x01000000) + be64(1) + be64(2) + be32(timeScale) + be64(duration) + tail);
@@ -35,7 +39,8 @@ std::string mvhd(int version, uint32_t timeScale, uint64_t duration) {
 }
 
 // QuickTime writes "mhlr" as the component type, MP4 writes zeros.
-std::string trak(const std::string &handler, bool quickTime) {
+std::string trak(const std::string &handler, bool quickTime)
+{
     const std::string hdlr = box("hdlr", be32(0) + (quickTime ? "mhlr" : std::string(4, '\0')) + handler +
                                              std::string(12, '\0') + "Handler" + '\0');
     return box("trak",
@@ -44,25 +49,29 @@ std::string trak(const std::string &handler, bool quickTime) {
 
 const std::string kFtyp = box("ftyp", "isom" + be32(0x200) + "isomiso2avc1mp41");
 
-std::string mp4WithVideoAndSound() {
+std::string mp4WithVideoAndSound()
+{
     return kFtyp + box("moov", mvhd(0, 1000, 12345) + trak("vide", false) + trak("soun", false)) +
            box("mdat", std::string(64, 'x'));
 }
 
 // Cameras write the movie box last, after the media data.
-std::string movWithMoovLast(int version) {
+std::string movWithMoovLast(int version)
+{
     return box("wide", "") + box("mdat", std::string(100, 'x')) +
            box("moov", mvhd(version, 2997, 5994) + trak("vide", true) + trak("vide", true) +
                            trak("soun", true) + trak("tmcd", true));
 }
 
-std::optional<MovieInfo> readBytes(const std::string &bytes) {
+std::optional<MovieInfo> readBytes(const std::string &bytes)
+{
     return MovieBoxReader::readMemory(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size());
 }
 
 } // namespace
 
-TEST(MovieBoxReader, ReadsAnMp4WithVideoAndSound) {
+TEST(MovieBoxReader, ReadsAnMp4WithVideoAndSound)
+{
     TempDir dir;
     writeFile(dir / "GOPR0001.MP4", mp4WithVideoAndSound());
     const auto movie = MovieBoxReader::readFile(dir / "GOPR0001.MP4");
@@ -74,7 +83,8 @@ TEST(MovieBoxReader, ReadsAnMp4WithVideoAndSound) {
     EXPECT_EQ(QuickTimeUtilities::durationOfMovieInMiliSeconds(dir / "GOPR0001.MP4"), 12345u);
 }
 
-TEST(MovieBoxReader, ReadsQuickTimeMoviesWithVersion0And1Headers) {
+TEST(MovieBoxReader, ReadsQuickTimeMoviesWithVersion0And1Headers)
+{
     for (int version : {0, 1}) {
         SCOPED_TRACE(version);
         const auto movie = readBytes(movWithMoovLast(version));
@@ -90,7 +100,8 @@ TEST(MovieBoxReader, ReadsQuickTimeMoviesWithVersion0And1Headers) {
     EXPECT_EQ(longMovie->duration, 0x123456789ull);
 }
 
-TEST(MovieBoxReader, AudioOnlyMovieHasNoVideoTrack) {
+TEST(MovieBoxReader, AudioOnlyMovieHasNoVideoTrack)
+{
     TempDir dir;
     writeFile(dir / "sound.mov", box("moov", mvhd(0, 48000, 96000) + trak("soun", true)));
     EXPECT_EQ(QuickTimeUtilities::videoTrackCount(dir / "sound.mov"), 0);
@@ -99,7 +110,8 @@ TEST(MovieBoxReader, AudioOnlyMovieHasNoVideoTrack) {
     EXPECT_EQ(QuickTimeUtilities::durationOfMovieInMiliSeconds(dir / "sound.mov"), 2000u);
 }
 
-TEST(MovieBoxReader, LargeSizeAndToTheEndBoxesAreFollowed) {
+TEST(MovieBoxReader, LargeSizeAndToTheEndBoxesAreFollowed)
+{
     const std::string largeMdat = be32(1) + "mdat" + be64(16 + 40) + std::string(40, 'x');
     const auto movie = readBytes(kFtyp + largeMdat + box("moov", mvhd(0, 600, 1200) + trak("vide", false)));
     ASSERT_TRUE(movie);
@@ -112,7 +124,8 @@ TEST(MovieBoxReader, LargeSizeAndToTheEndBoxesAreFollowed) {
     EXPECT_EQ(open->duration, 1200u);
 }
 
-TEST(MovieBoxReader, ReadsTheMovieOfATruncatedRecording) {
+TEST(MovieBoxReader, ReadsTheMovieOfATruncatedRecording)
+{
     // The media data after the movie box was cut short.
     std::string bytes =
         kFtyp + box("moov", mvhd(0, 25, 250) + trak("vide", false)) + box("mdat", std::string(1000, 'x'));
@@ -129,7 +142,8 @@ struct BrokenCase {
 
 class MovieBoxReaderBroken : public ::testing::TestWithParam<BrokenCase> {};
 
-TEST_P(MovieBoxReaderBroken, IsNotAMovie) {
+TEST_P(MovieBoxReaderBroken, IsNotAMovie)
+{
     TempDir dir;
     writeFile(dir / "broken.mov", GetParam().bytes);
     EXPECT_EQ(MovieBoxReader::readFile(dir / "broken.mov"), std::nullopt);
@@ -139,12 +153,14 @@ TEST_P(MovieBoxReaderBroken, IsNotAMovie) {
 
 namespace {
 
-std::string truncated(std::string bytes, size_t cut) {
+std::string truncated(std::string bytes, size_t cut)
+{
     bytes.resize(bytes.size() - cut);
     return bytes;
 }
 
-std::string withSizeAt(std::string bytes, size_t offset, uint32_t size) {
+std::string withSizeAt(std::string bytes, size_t offset, uint32_t size)
+{
     bytes.replace(offset, 4, be32(size));
     return bytes;
 }
@@ -175,7 +191,8 @@ INSTANTIATE_TEST_SUITE_P(
         return name;
     });
 
-TEST(MovieBoxReader, TrackWithBrokenMediaBoxIsNotVideo) {
+TEST(MovieBoxReader, TrackWithBrokenMediaBoxIsNotVideo)
+{
     const std::string goodTrak = trak("vide", false);
     // The handler box claims more than its media box holds.
     std::string badTrak = goodTrak;
@@ -187,7 +204,8 @@ TEST(MovieBoxReader, TrackWithBrokenMediaBoxIsNotVideo) {
     EXPECT_EQ(movie->videoTrackCount, 1);
 }
 
-TEST(MovieBoxReader, MissingFoldersAndFifosAreNotMovies) {
+TEST(MovieBoxReader, MissingFoldersAndFifosAreNotMovies)
+{
     TempDir dir;
     makeDirectory(dir / "folder.mov");
     ASSERT_EQ(::mkfifo((dir / "pipe.mov").c_str(), 0600), 0);
@@ -207,7 +225,8 @@ TEST(QuickTimeUtilities, MillisecondsOfLongDurationsDoNotOverflow)
     EXPECT_EQ(QuickTimeUtilities::durationOfMovieInMiliSeconds(dir / "b.mov"), (1000ull << 40) + 500);
 }
 
-TEST(QuickTimeUtilities, TimecodeTracksAnswerTheDefaults) {
+TEST(QuickTimeUtilities, TimecodeTracksAnswerTheDefaults)
+{
     TempDir dir;
     writeFile(dir / "a.mov", movWithMoovLast(0));
     EXPECT_FALSE(

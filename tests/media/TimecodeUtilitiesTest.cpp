@@ -16,7 +16,8 @@ struct FramesCase {
 
 class TimecodeFrames : public ::testing::TestWithParam<FramesCase> {};
 
-TEST_P(TimecodeFrames, CountsFramesOfALabel) {
+TEST_P(TimecodeFrames, CountsFramesOfALabel)
+{
     const FramesCase &c = GetParam();
     EXPECT_EQ(TimecodeUtilities::totalFramesInTimeCode(c.timecode, c.rate, c.drop), c.frames);
 }
@@ -32,7 +33,8 @@ INSTANTIATE_TEST_SUITE_P(
                       FramesCase{"00:00:01:0x", 30, false, 30}, FramesCase{"00:00:01", 30, false, 0},
                       FramesCase{"", 30, true, 0}));
 
-TEST(TimecodeFrames, WithoutFlagIsTheNonDropCount) {
+TEST(TimecodeFrames, WithoutFlagIsTheNonDropCount)
+{
     EXPECT_EQ(TimecodeUtilities::totalFramesInTimeCode("00:10:00;00", 30), 18000);
 }
 
@@ -45,7 +47,8 @@ struct LabelCase {
 
 class TimecodeLabels : public ::testing::TestWithParam<LabelCase> {};
 
-TEST_P(TimecodeLabels, LabelsAFrameCount) {
+TEST_P(TimecodeLabels, LabelsAFrameCount)
+{
     const LabelCase &c = GetParam();
     EXPECT_EQ(TimecodeUtilities::createTimecodeFromFrames(c.frames, c.rate, c.drop), c.timecode);
 }
@@ -59,7 +62,8 @@ INSTANTIATE_TEST_SUITE_P(
                       LabelCase{360000 * 30, 30, false, "100:00:00:00"},
                       LabelCase{5, 0, false, "00:00:00:00"}));
 
-TEST(TimecodeLabels, DropFrameRoundTripIsDeliberatelyNotExact) {
+TEST(TimecodeLabels, DropFrameRoundTripIsDeliberatelyNotExact)
+{
     const std::string label = TimecodeUtilities::createTimecodeFromFrames(1800, 30, true);
     EXPECT_EQ(TimecodeUtilities::totalFramesInTimeCode(label, 30, true), 1800);
     const std::string eleven = TimecodeUtilities::createTimecodeFromFrames(11 * 1800, 30, true);
@@ -67,7 +71,8 @@ TEST(TimecodeLabels, DropFrameRoundTripIsDeliberatelyNotExact) {
     EXPECT_NE(TimecodeUtilities::totalFramesInTimeCode(eleven, 30, true), 11 * 1800);
 }
 
-TEST(TimecodeStep, IncrementCarriesAcrossSecondsMinutesAndHours) {
+TEST(TimecodeStep, IncrementCarriesAcrossSecondsMinutesAndHours)
+{
     EXPECT_EQ(TimecodeUtilities::incrementTimecode("00:00:59:29", 1, 30), "00:01:00:00");
     EXPECT_EQ(TimecodeUtilities::incrementTimecode("00:59:59:24", 1, 25), "01:00:00:00");
     EXPECT_EQ(TimecodeUtilities::incrementTimecode("01:00:00:00", -1, 25), "00:59:59:24");
@@ -77,7 +82,8 @@ TEST(TimecodeStep, IncrementCarriesAcrossSecondsMinutesAndHours) {
     EXPECT_EQ(TimecodeUtilities::incrementTimecode("00:00:01:00", INT32_MAX, 30), "00:00:01:00");
 }
 
-TEST(TimecodeAdjust, RescalesOnlyTheFrameField) {
+TEST(TimecodeAdjust, RescalesOnlyTheFrameField)
+{
     EXPECT_EQ(TimecodeUtilities::adjustTimecode("01:00:00:24", MovieRate::k25, MovieRate::k2997NonDrop),
               "01:00:00:28");
     EXPECT_EQ(TimecodeUtilities::adjustTimecode("01:02:03;29", MovieRate::k2997DropFrame, MovieRate::k25),
@@ -98,7 +104,8 @@ struct RateTextCase {
 
 class TimecodeRateText : public ::testing::TestWithParam<RateTextCase> {};
 
-TEST_P(TimecodeRateText, ParsesInTheFixedOrder) {
+TEST_P(TimecodeRateText, ParsesInTheFixedOrder)
+{
     const RateTextCase &c = GetParam();
     EXPECT_EQ(TimecodeUtilities::movieRateFromString(c.text, c.drop), c.rate) << c.text;
 }
@@ -115,7 +122,8 @@ INSTANTIATE_TEST_SUITE_P(
                       RateTextCase{"50/24", false, 103}, RateTextCase{"25 50", false, 102},
                       RateTextCase{"5994 2997", false, 101}, RateTextCase{"59.94i 30", false, 110}));
 
-TEST(TimecodeRates, FromNumberUsesTheFirstTwoCharacters) {
+TEST(TimecodeRates, FromNumberUsesTheFirstTwoCharacters)
+{
     const std::pair<double, int32_t> cases[] = {{30, 107}, {29.97, 101}, {23.976, 103}, {24, 103},
                                                 {25, 102}, {50, 105},    {59.94, 104},  {60, 107},
                                                 {5, 107},  {2997, 101},  {-29.97, 107}};
@@ -123,7 +131,8 @@ TEST(TimecodeRates, FromNumberUsesTheFirstTwoCharacters) {
         EXPECT_EQ(TimecodeUtilities::movieRateFromNumber(number), rate) << number;
 }
 
-TEST(TimecodeRates, TablesOfNumericRatesAndTexts) {
+TEST(TimecodeRates, TablesOfNumericRatesAndTexts)
+{
     const struct {
         int32_t id, numeric;
         const char *text;
@@ -138,7 +147,8 @@ TEST(TimecodeRates, TablesOfNumericRatesAndTexts) {
               (std::vector<int32_t>{101, 100, 110, 102, 103, 104, 105}));
 }
 
-TEST(TimecodeText, Validation) {
+TEST(TimecodeText, Validation)
+{
     for (const char *good : {"01:00:00:00", "23:59:59;29", "99:99:99:99"})
         EXPECT_TRUE(TimecodeUtilities::isValidTimeCode(good)) << good;
     for (const char *bad : {"1:00:00:00", "01-00-00-00", "01:00:00:000", "01;00:00:00", "01:00;00:00",
@@ -146,7 +156,8 @@ TEST(TimecodeText, Validation) {
         EXPECT_FALSE(TimecodeUtilities::isValidTimeCode(bad)) << bad;
 }
 
-TEST(TimecodeText, DropFrameSeparator) {
+TEST(TimecodeText, DropFrameSeparator)
+{
     EXPECT_TRUE(TimecodeUtilities::timecodeIsDropFrame("00:00:00;00"));
     EXPECT_FALSE(TimecodeUtilities::timecodeIsDropFrame("00:00:00:00"));
     EXPECT_FALSE(TimecodeUtilities::timecodeIsDropFrame("00:00:00"));
@@ -155,7 +166,8 @@ TEST(TimecodeText, DropFrameSeparator) {
     EXPECT_EQ(TimecodeUtilities::augmentTimecodeDropFrame("1:02:03:04", true), "1:02:03:04");
 }
 
-TEST(TimecodeText, ReversalKeepsPairsAndPlacesTheDropSeparatorFirst) {
+TEST(TimecodeText, ReversalKeepsPairsAndPlacesTheDropSeparatorFirst)
+{
     EXPECT_EQ(TimecodeUtilities::reverseTimecodeString("01:02:03;04"), "04;03:02:01");
     EXPECT_EQ(TimecodeUtilities::reverseTimecodeString("01:02:03:04"), "04:03:02:01");
     EXPECT_EQ(TimecodeUtilities::reverseTimecodeString("12345678"), "78:56:34:12");
@@ -164,7 +176,8 @@ TEST(TimecodeText, ReversalKeepsPairsAndPlacesTheDropSeparatorFirst) {
     EXPECT_EQ(TimecodeUtilities::reverseTimecodeString("01:02:03:045"), std::nullopt);
 }
 
-TEST(TimecodeText, FieldTexts) {
+TEST(TimecodeText, FieldTexts)
+{
     EXPECT_EQ(TimecodeUtilities::formatTimeCodeSegmentFromInteger(7), "07");
     EXPECT_EQ(TimecodeUtilities::formatTimeCodeSegmentFromInteger(0), "00");
     EXPECT_EQ(TimecodeUtilities::formatTimeCodeSegmentFromInteger(10), "10");
@@ -172,7 +185,8 @@ TEST(TimecodeText, FieldTexts) {
     EXPECT_EQ(TimecodeUtilities::formatTimeCodeSegmentFromInteger(-3), "0-3");
 }
 
-TEST(TimecodeText, UnitsAndRemainder) {
+TEST(TimecodeText, UnitsAndRemainder)
+{
     int32_t units = -1;
     EXPECT_EQ(TimecodeUtilities::findTimeRepresentedByFrames(95, 30, units), 5);
     EXPECT_EQ(units, 3);
@@ -184,7 +198,8 @@ TEST(TimecodeText, UnitsAndRemainder) {
     EXPECT_EQ(units, 0);
 }
 
-TEST(TimecodeText, TimeOfDayWithZeroFrames) {
+TEST(TimecodeText, TimeOfDayWithZeroFrames)
+{
     std::tm local{};
     local.tm_year = 124;
     local.tm_mon = 5;
