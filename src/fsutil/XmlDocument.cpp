@@ -65,7 +65,8 @@ std::shared_ptr<_xmlDoc> adopt(xmlDocPtr doc)
 
 bool readWholeFile(const std::string &path, std::string &bytes)
 {
-    UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    // Non-blocking so that a FIFO named like a card file cannot hang the open.
+    UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (!fd) return false;
     struct stat info {};
     if (::fstat(fd.get(), &info) != 0 || !S_ISREG(info.st_mode)) return false;

@@ -7,6 +7,7 @@
 #include <netinet/in.h>
 #include <sys/inotify.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -89,7 +90,8 @@ TEST(XmlFind, UnreadableOrUnparseableFilesGiveNone)
     writeFile(dir / "empty.xml", "");
     writeFile(dir / "binary.xml", std::string("\x00\x01\xff\xfe garbage", 13));
     makeDirectory(dir / "folder.xml");
-    for (const char *name : {"empty.xml", "binary.xml", "missing.xml", "folder.xml"}) {
+    ASSERT_EQ(::mkfifo((dir / "pipe.xml").c_str(), 0600), 0);
+    for (const char *name : {"empty.xml", "binary.xml", "missing.xml", "folder.xml", "pipe.xml"}) {
         SCOPED_TRACE(name);
         EXPECT_EQ(XmlUtilities::findXmlTagInfo("<A>", dir / name), std::nullopt);
         EXPECT_EQ(XmlUtilities::nodeWithName("A", dir / name), std::nullopt);
