@@ -113,6 +113,12 @@ struct StripCase {
     std::optional<std::string> value;
 };
 
+// Readable test names instead of the case's bytes.
+void PrintTo(const StripCase &c, std::ostream *out)
+{
+    *out << c.line << " " << c.descriptor;
+}
+
 class XmlStrip : public ::testing::TestWithParam<StripCase> {};
 
 TEST_P(XmlStrip, CutsTheQuotedValueAfterTheDescriptor)

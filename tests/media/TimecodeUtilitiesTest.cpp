@@ -14,6 +14,12 @@ struct FramesCase {
     int32_t frames;
 };
 
+// Readable test names instead of the case's bytes.
+void PrintTo(const FramesCase &c, std::ostream *out)
+{
+    *out << c.timecode << " at " << c.rate << (c.drop ? " drop" : "");
+}
+
 class TimecodeFrames : public ::testing::TestWithParam<FramesCase> {};
 
 TEST_P(TimecodeFrames, CountsFramesOfALabel)
@@ -44,6 +50,11 @@ struct LabelCase {
     bool drop;
     const char *timecode;
 };
+
+void PrintTo(const LabelCase &c, std::ostream *out)
+{
+    *out << c.frames << " at " << c.rate << (c.drop ? " drop" : "");
+}
 
 class TimecodeLabels : public ::testing::TestWithParam<LabelCase> {};
 
@@ -101,6 +112,11 @@ struct RateTextCase {
     bool drop;
     int32_t rate;
 };
+
+void PrintTo(const RateTextCase &c, std::ostream *out)
+{
+    *out << '"' << c.text << '"' << (c.drop ? " drop" : "");
+}
 
 class TimecodeRateText : public ::testing::TestWithParam<RateTextCase> {};
 
