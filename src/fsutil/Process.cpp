@@ -67,12 +67,15 @@ Process::Result Process::run(const std::vector<std::string> &argv, Output output
     case Output::Discard:
         posix_spawn_file_actions_addopen(actions.get(), STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
         break;
-    case Output::Capture: {
+    case Output::Capture:
+    case Output::CaptureAll: {
         int fds[2];
         if (::pipe2(fds, O_CLOEXEC) != 0) return result;
         readEnd.reset(fds[0]);
         writeEnd.reset(fds[1]);
         posix_spawn_file_actions_adddup2(actions.get(), writeEnd.get(), STDOUT_FILENO);
+        if (output == Output::CaptureAll)
+            posix_spawn_file_actions_adddup2(actions.get(), writeEnd.get(), STDERR_FILENO);
         break;
     }
     }
@@ -82,7 +85,7 @@ Process::Result Process::run(const std::vector<std::string> &argv, Output output
     if (rc != 0) return result;
     result.started = true;
 
-    if (output == Output::Capture) {
+    if (output == Output::Capture || output == Output::CaptureAll) {
         writeEnd.reset();
         char buffer[4096];
         for (;;) {

@@ -9,13 +9,15 @@ namespace ferrydeck {
 // no file name can be read as a command.
 class Process {
 public:
-    enum class Output { Inherit, ToStandardError, Discard, Capture };
+    // CaptureAll: standard output and standard error into one text, for
+    // programs that report on standard error.
+    enum class Output { Inherit, ToStandardError, Discard, Capture, CaptureAll };
 
     struct Result {
         bool started = false; // false when the program could not be started
         int status = -1;      // the wait status word, as waitpid returns it
         int exitCode = -1;    // the exit code when the program exited, else -1
-        std::string output;   // standard output when captured
+        std::string output;   // what was captured
         bool succeeded() const { return started && exitCode == 0; }
     };
 

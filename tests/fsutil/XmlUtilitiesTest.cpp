@@ -1,0 +1,332 @@
+#include "fsutil/XmlUtilities.h"
+#include "support/TestFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/inotify.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <stdexcept>
+
+using ferrydeck::XmlDocument;
+using ferrydeck::XmlUtilities;
+using namespace ferrydeck::test;
+
+namespace {
+
+const char *kClipFile = R"(<?xml version="1.0" encoding="UTF-8"?>
+<NonRealTimeMeta xmlns="urn:schemas-professionalDisc:nonRealTimeMeta:ver.1.30">
+  <Duration value="250"/>
+  <LtcChangeTable tcFps="25" halfStep="false">
+    <LtcChange frameCount="0" value="10000000" status="increment"/>
+    <LtcChange frameCount="249" value="34090010" status="end"/>
+  </LtcChangeTable>
+  <StartTimecode>10:00:00:00</StartTimecode>
+  <StartTimecode>11:00:00:00</StartTimecode>
+  <VideoFormat><VideoFrame videoCodec="MPEG2HD422" captureFps="25p"/></VideoFormat>
+</NonRealTimeMeta>
+)";
+
+} // namespace
+
+TEST(XmlFind, ValueWithoutDescriptorIsTheTextBetweenTheTags)
+{
+    TempDir dir;
+    writeFile(dir / "clip.xml", kClipFile);
+    EXPECT_EQ(XmlUtilities::findXmlTagInfo("<StartTimecode>", dir / "clip.xml"), "10:00:00:00");
+}
+
+TEST(XmlFind, FirstOfTwoEqualElementsWins)
+{
+    TempDir dir;
+    writeFile(dir / "clip.xml", kClipFile);
+    EXPECT_EQ(XmlUtilities::findXmlTagInfo("<LtcChange ", dir / "clip.xml", std::string("frameCount=")),
+              R"(<LtcChange frameCount="0" value="10000000" status="increment"/>)");
+    auto node = XmlUtilities::nodeWithName("StartTimecode", dir / "clip.xml");
+    ASSERT_TRUE(node);
+    EXPECT_EQ(node->stringValue(), "10:00:00:00");
+}
+
+TEST(XmlFind, DescriptorSelectsTheFirstLineContainingIt)
+{
+    TempDir dir;
+    writeFile(dir / "clip.xml", kClipFile);
+    EXPECT_EQ(XmlUtilities::findXmlTagInfo("<LtcChange ", dir / "clip.xml", std::string("status=\"end")),
+              R"(<LtcChange frameCount="249" value="34090010" status="end"/>)");
+    EXPECT_EQ(XmlUtilities::findXmlTagInfo("<LtcChange ", dir / "clip.xml", std::string("Status=")),
+              std::nullopt);
+    // A bare prefix also matches the enclosing table, whose line holds its
+    // children's text, so the table comes first.
+    auto table = XmlUtilities::findXmlTagInfo("<LtcChange", dir / "clip.xml", std::string("status=\"end"));
+    ASSERT_TRUE(table);
+    EXPECT_EQ(table->find("<LtcChangeTable tcFps=\"25\""), 0u);
+    EXPECT_EQ(table->rfind("</LtcChangeTable>"), table->size() - 17);
+}
+
+TEST(XmlFind, RootIsNeverExamined)
+{
+    TempDir dir;
+    writeFile(dir / "root.xml", R"(<StartTimecode value="1">10:00:00:00</StartTimecode>)");
+    EXPECT_EQ(XmlUtilities::findXmlTagInfo("<StartTimecode", dir / "root.xml", std::string("value")),
+              std::nullopt);
+    EXPECT_EQ(XmlUtilities::nodeWithName("StartTimecode", dir / "root.xml"), std::nullopt);
+
+    // Nodes after the root are walked; one named like the root inside it is found.
+    writeFile(dir / "nested.xml", "<A><A>inner</A></A><!--after-->");
+    auto document = XmlDocument::parseFile(dir / "nested.xml");
+    ASSERT_TRUE(document);
+    EXPECT_EQ(XmlUtilities::findTagLine("<A>", *document, std::nullopt), "<A>inner</A>");
+    EXPECT_EQ(XmlUtilities::findTagLine("<!--", *document, std::nullopt), "<!--after-->");
+}
+
+TEST(XmlFind, UnreadableOrUnparseableFilesGiveNone)
+{
+    TempDir dir;
+    writeFile(dir / "empty.xml", "");
+    writeFile(dir / "binary.xml", std::string("\x00\x01\xff\xfe garbage", 13));
+    makeDirectory(dir / "folder.xml");
+    ASSERT_EQ(::mkfifo((dir / "pipe.xml").c_str(), 0600), 0);
+    for (const char *name : {"empty.xml", "binary.xml", "missing.xml", "folder.xml", "pipe.xml"}) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(XmlUtilities::findXmlTagInfo("<A>", dir / name), std::nullopt);
+        EXPECT_EQ(XmlUtilities::nodeWithName("A", dir / name), std::nullopt);
+    }
+}
+
+TEST(XmlFind, MalformedMarkupIsRecovered)
+{
+    TempDir dir;
+    writeFile(dir / "broken.xml",
+              "<Clip><Name>C0001</Name><StartTimecode>01:02:03:04</StartTimecode><Unclosed a=1>");
+    EXPECT_EQ(XmlUtilities::findXmlTagInfo("<StartTimecode>", dir / "broken.xml"), "01:02:03:04");
+    EXPECT_EQ(XmlUtilities::findXmlTagInfo("<Name>", dir / "broken.xml"), "C0001");
+}
+
+struct StripCase {
+    const char *line;
+    const char *descriptor;
+    std::optional<std::string> value;
+};
+
+// Readable test names instead of the case's bytes.
+void PrintTo(const StripCase &c, std::ostream *out)
+{
+    *out << c.line << " " << c.descriptor;
+}
+
+class XmlStrip : public ::testing::TestWithParam<StripCase> {};
+
+TEST_P(XmlStrip, CutsTheQuotedValueAfterTheDescriptor)
+{
+    const StripCase &c = GetParam();
+    EXPECT_EQ(XmlUtilities::stripValueFromInfo(std::string(c.line), c.descriptor), c.value);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Lines, XmlStrip,
+    ::testing::Values(StripCase{R"(<Item frameCount="0" value="10"/>)", "value=\"", "10"},
+                      StripCase{R"(<Item frameCount="0" value="17"/>)", "value=", "17"},
+                      StripCase{R"(<Item frameCount="0" value="17"/>)", "value=\"", "17"},
+                      StripCase{R"(<Item name="" value="9"/>)", "name=", ""},
+                      // The first occurrence wins, even inside another attribute's name.
+                      StripCase{R"(<Item startvalue="5" value="6"/>)", "value=", "5"},
+                      StripCase{R"(<Item value=17/>)", "value=", std::nullopt},
+                      StripCase{R"(<Item value="17/>)", "value=", std::nullopt},
+                      StripCase{R"(<Item frameCount="0"/>)", "value=", std::nullopt}));
+
+TEST(XmlStrip, NoLineGivesNone)
+{
+    EXPECT_EQ(XmlUtilities::stripValueFromInfo(std::nullopt, "value="), std::nullopt);
+}
+
+namespace {
+
+const char *kMediaInfo = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                         "<MediaInfo><Header>h</Header><ClipInfo><Clip name=\"a\"/><Clip name=\"b\"/>"
+                         "</ClipInfo><Footer>f</Footer></MediaInfo>\n";
+
+} // namespace
+
+TEST(XmlRemove, WithoutHeaderKeepsTheOpeningElementAndRemovesEverythingAfterIt)
+{
+    TempDir dir;
+    writeFile(dir / "MEDIAINF.XML", kMediaInfo);
+    EXPECT_TRUE(XmlUtilities::removeXMLNode("ClipInfo", dir / "MEDIAINF.XML", false));
+    EXPECT_EQ(readFile(dir / "MEDIAINF.XML"), "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                                              "<MediaInfo><Header>h</Header><ClipInfo/></MediaInfo>\n");
+}
+
+TEST(XmlRemove, WithHeaderRemovesTheOpeningElementToo)
+{
+    TempDir dir;
+    writeFile(dir / "MEDIAINF.XML", kMediaInfo);
+    EXPECT_TRUE(XmlUtilities::removeXMLNode("ClipInfo", dir / "MEDIAINF.XML", true));
+    EXPECT_EQ(readFile(dir / "MEDIAINF.XML"), "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                                              "<MediaInfo><Header>h</Header></MediaInfo>\n");
+}
+
+TEST(XmlRemove, ElementWithAttributesIsNeverAnOpening)
+{
+    TempDir dir;
+    const std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                             "<M><ClipInfo v=\"1\"><Clip/></ClipInfo><Tail/></M>\n";
+    writeFile(dir / "a.xml", text);
+    EXPECT_TRUE(XmlUtilities::removeXMLNode("ClipInfo", dir / "a.xml", true));
+    EXPECT_EQ(readFile(dir / "a.xml"), text);
+}
+
+TEST(XmlRemove, UnparseableFileIsEmptiedAndMissingFileLeftAlone)
+{
+    TempDir dir;
+    writeFile(dir / "junk.xml", "this is not xml");
+    EXPECT_TRUE(XmlUtilities::removeXMLNode("ClipInfo", dir / "junk.xml", false));
+    EXPECT_TRUE(exists(dir / "junk.xml"));
+    EXPECT_EQ(readFile(dir / "junk.xml"), "");
+
+    EXPECT_TRUE(XmlUtilities::removeXMLNode("ClipInfo", dir / "missing.xml", false));
+    EXPECT_FALSE(exists(dir / "missing.xml"));
+}
+
+TEST(XmlRemove, NodesHeldBeforeARemovalStayUsable)
+{
+    auto document = XmlDocument::parseMemory(kMediaInfo);
+    ASSERT_TRUE(document);
+    auto clipInfo = XmlUtilities::childNodeWithName("ClipInfo", *document->rootElement());
+    ASSERT_TRUE(clipInfo);
+    XmlUtilities::removeXMLNode("ClipInfo", *document, true);
+    EXPECT_EQ(clipInfo->xmlString(), R"(<ClipInfo><Clip name="a"/><Clip name="b"/></ClipInfo>)");
+    EXPECT_EQ(XmlUtilities::findTagLine("<ClipInfo>", *document, std::nullopt), std::nullopt);
+}
+
+TEST(XmlNodes, ChildLookupIsDirectChildrenOnlyAndNodesOutliveTheFile)
+{
+    TempDir dir;
+    writeFile(dir / "clip.xml",
+              "<P2Main><ClipContent><ClipName>0001AB</ClipName><Relation><ClipName>x</ClipName>"
+              "</Relation><GlobalClipID>ID1</GlobalClipID></ClipContent></P2Main>");
+    auto content = XmlUtilities::nodeWithName("ClipContent", dir / "clip.xml");
+    ::unlink((dir / "clip.xml").c_str());
+    ASSERT_TRUE(content);
+    auto id = XmlUtilities::childNodeWithName("GlobalClipID", *content);
+    ASSERT_TRUE(id);
+    EXPECT_EQ(id->stringValue(), "ID1");
+    auto relation = XmlUtilities::childNodeWithName("Relation", *content);
+    ASSERT_TRUE(relation);
+    EXPECT_EQ(XmlUtilities::childNodeWithName("ClipName", *relation)->stringValue(), "x");
+    EXPECT_EQ(XmlUtilities::childNodeWithName("Missing", *content), std::nullopt);
+    EXPECT_EQ(XmlUtilities::childNodeWithName("ClipName", *id), std::nullopt);
+}
+
+TEST(XmlNodes, CreatedElementsTakeAttributesOnlyFromListsOfEqualLength)
+{
+    using Names = std::vector<std::string>;
+    auto element = XmlUtilities::createElementWithName("Clip", Names{"a", "", "b"}, Names{"1", "skip", "2"},
+                                                       std::string("x < y & z"));
+    ASSERT_TRUE(element);
+    EXPECT_EQ(element->xmlString(), R"(<Clip a="1" b="2">x &lt; y &amp; z</Clip>)");
+    EXPECT_EQ(element->stringValue(), "x < y & z");
+
+    auto uneven = XmlUtilities::createElementWithName("Clip", Names{"a", "b"}, Names{"1"}, std::nullopt);
+    ASSERT_TRUE(uneven);
+    EXPECT_EQ(uneven->xmlString(), "<Clip/>");
+    EXPECT_EQ(XmlUtilities::createElementWithName("", std::nullopt, std::nullopt, std::nullopt),
+              std::nullopt);
+}
+
+// A listening socket on the loopback that no one should ever connect to.
+class Listener {
+public:
+    Listener()
+    {
+        m_fd = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof address;
+        if (m_fd < 0 || ::bind(m_fd, reinterpret_cast<sockaddr *>(&address), length) != 0 ||
+            ::listen(m_fd, 4) != 0 ||
+            ::getsockname(m_fd, reinterpret_cast<sockaddr *>(&address), &length) != 0)
+            throw std::runtime_error("listener");
+        m_port = ntohs(address.sin_port);
+    }
+    ~Listener() { ::close(m_fd); }
+    int port() const { return m_port; }
+    bool connected() const
+    {
+        const int client = ::accept(m_fd, nullptr, nullptr);
+        if (client >= 0) ::close(client);
+        return client >= 0 || errno != EAGAIN;
+    }
+
+private:
+    int m_fd = -1;
+    int m_port = 0;
+};
+
+TEST(XmlSafety, ExternalEntitiesAndDtdsAreNeverFetched)
+{
+    TempDir dir;
+    writeFile(dir / "secret.txt", "SECRET-MARKER");
+    writeFile(dir / "param.ent", "<!ENTITY leak \"PARAM-MARKER\">");
+    Listener listener;
+    const std::string web = "http://127.0.0.1:" + std::to_string(listener.port());
+
+    const int watch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    ASSERT_GE(watch, 0);
+    ASSERT_GE(::inotify_add_watch(watch, dir.path().c_str(), IN_OPEN | IN_ACCESS), 0);
+
+    writeFile(dir / "evil.xml",
+              "<?xml version=\"1.0\"?>\n"
+              "<!DOCTYPE Clip SYSTEM \"" +
+                  web +
+                  "/clip.dtd\" [\n"
+                  "<!ENTITY secret SYSTEM \"file://" +
+                  dir / "secret.txt" +
+                  "\">\n"
+                  "<!ENTITY passwd SYSTEM \"file:///etc/passwd\">\n"
+                  "<!ENTITY remote SYSTEM \"" +
+                  web +
+                  "/remote.ent\">\n"
+                  "<!ENTITY % param SYSTEM \"file://" +
+                  dir / "param.ent" +
+                  "\">\n"
+                  "%param;\n"
+                  "]>\n"
+                  "<Clip><Name>&secret;</Name><Pw>&passwd;&remote;&leak;</Pw><Tc>01:00:00:00</Tc></Clip>\n");
+    // Reading events of our own write first, so only the parse is watched.
+    char events[4096];
+    while (::read(watch, events, sizeof events) > 0) {
+    }
+
+    auto document = XmlDocument::parseFile(dir / "evil.xml");
+    ASSERT_TRUE(document);
+    const std::string all = document->xmlData();
+    auto name = XmlUtilities::nodeWithName("Name", dir / "evil.xml");
+    auto pw = XmlUtilities::findXmlTagInfo("<Pw>", dir / "evil.xml");
+    EXPECT_EQ(XmlUtilities::findXmlTagInfo("<Tc>", dir / "evil.xml"), "01:00:00:00");
+
+    for (const std::string &text : {all, name ? name->stringValue() : "", pw.value_or("")}) {
+        EXPECT_EQ(text.find("SECRET-MARKER"), std::string::npos) << text;
+        EXPECT_EQ(text.find("PARAM-MARKER"), std::string::npos) << text;
+        EXPECT_EQ(text.find("root:"), std::string::npos) << text;
+    }
+
+    // Only evil.xml itself was opened in the folder, and nothing connected.
+    std::string opened;
+    for (ssize_t n; (n = ::read(watch, events, sizeof events)) > 0;) {
+        for (char *p = events; p < events + n;) {
+            auto *event = reinterpret_cast<inotify_event *>(p);
+            if (event->len) opened += std::string(event->name) + " ";
+            p += sizeof(inotify_event) + event->len;
+        }
+    }
+    EXPECT_EQ(opened.find("secret.txt"), std::string::npos) << opened;
+    EXPECT_EQ(opened.find("param.ent"), std::string::npos) << opened;
+    EXPECT_FALSE(listener.connected());
+    ::close(watch);
+}

@@ -1,0 +1,245 @@
+#include "media/FFmpegUtilities.h"
+#include "support/TestFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+using ferrydeck::FFmpegUtilities;
+using namespace ferrydeck::test;
+
+namespace {
+
+const char *kDescription =
+    "Input #0, mov,mp4,m4a,3gp,3g2,mj2, from 'clip.mov':\n"
+    "  Duration: 00:01:02.50, start: 0.000000, bitrate: 35000 kb/s\n"
+    "    Stream #0.0(eng): Video: h264, yuv420p, 1920x1080 [PAR 1:1 DAR 16:9], 29.97 fps\n"
+    "    Stream #0.1(eng): Audio: pcm_s16le, 48000 Hz, 2 channels, s16, 1536 kb/s\n";
+
+const char *kAudioOnly = "  Duration: 00:00:10.00, start: 0.000000\n"
+                         "    Stream #0.0(und): Audio: aac, 44100 Hz, stereo, s16\n";
+
+// A stand-in for ffmpeg: records its arguments one per NUL-terminated
+// record, prints the canned report on standard error, exits with the
+// canned status.
+class FakeFFmpeg : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        m_program = m_dir / "bin/ffmpeg";
+        writeFile(m_program, "#!/bin/sh\n"
+                             "for a in \"$@\"; do printf '%s\\0' \"$a\"; done > '" +
+                                 m_dir / "args" +
+                                 "'\n"
+                                 "cat '" +
+                                 m_dir / "report" +
+                                 "' >&2\n"
+                                 "exit $(cat '" +
+                                 m_dir / "status" + "')\n");
+        ASSERT_EQ(::chmod(m_program.c_str(), 0755), 0);
+        writeFile(m_dir / "report", "");
+        writeFile(m_dir / "status", "0");
+        ::setenv("FERRYDECK_FFMPEG", m_program.c_str(), 1);
+    }
+    void TearDown() override { ::unsetenv("FERRYDECK_FFMPEG"); }
+
+    std::vector<std::string> arguments() const
+    {
+        std::vector<std::string> result;
+        const std::string text = readFile(m_dir / "args");
+        size_t start = 0;
+        for (size_t end; (end = text.find('\0', start)) != std::string::npos; start = end + 1)
+            result.push_back(text.substr(start, end - start));
+        return result;
+    }
+
+    TempDir m_dir;
+    std::string m_program;
+};
+
+using Args = std::vector<std::string>;
+
+} // namespace
+
+TEST(FFmpegTables, EncodersAndExtensions)
+{
+    const char *encoders[] = {"mpeg4",   "mpeg4", "libx264", "mpeg4", "mpeg1video", "mpeg1video",
+                              "ffvhuff", "flv",   "dvvideo", "mjpeg", "wmv2"};
+    for (int id = 0; id <= 10; ++id)
+        EXPECT_EQ(FFmpegUtilities::findFFmpegCodecForCodec(id), encoders[id]) << id;
+    EXPECT_EQ(FFmpegUtilities::findFFmpegCodecForCodec(11), "mpeg4");
+    EXPECT_EQ(FFmpegUtilities::findFFmpegCodecForCodec(-1), "mpeg4");
+
+    EXPECT_EQ(FFmpegUtilities::findFileExtensionsForCodec(0), std::nullopt);
+    EXPECT_EQ(FFmpegUtilities::findFileExtensionsForCodec(11), std::nullopt);
+    EXPECT_EQ(FFmpegUtilities::findFileExtensionsForCodec(2), (Args{"mp4", "m4v", "mov"}));
+    EXPECT_EQ(FFmpegUtilities::findFileExtensionsForCodec(7), (Args{"flv", "f4v"}));
+    EXPECT_EQ(FFmpegUtilities::findFileExtensionsForCodec(9), (Args{"mov", "avi"}));
+    EXPECT_EQ(FFmpegUtilities::findFileExtensionsForCodec(10), (Args{"wmv"}));
+}
+
+TEST(FFmpegTables, DefaultLocationUnlessConfigured)
+{
+    ::unsetenv("FERRYDECK_FFMPEG");
+    EXPECT_EQ(FFmpegUtilities::ffmpegPath(), "/usr/local/bin/ffmpeg");
+    ::setenv("FERRYDECK_FFMPEG", "", 1);
+    EXPECT_EQ(FFmpegUtilities::ffmpegPath(), "/usr/local/bin/ffmpeg");
+    ::setenv("FERRYDECK_FFMPEG", "/opt/ff/ffmpeg", 1);
+    EXPECT_EQ(FFmpegUtilities::ffmpegPath(), "/opt/ff/ffmpeg");
+    ::unsetenv("FERRYDECK_FFMPEG");
+}
+
+TEST(FFmpegDescription, StreamFactsOfVideoAndAudio)
+{
+    EXPECT_EQ(FFmpegUtilities::findFFmpegVideoCodec(kDescription), "h264");
+    EXPECT_EQ(FFmpegUtilities::findFFmpegAudioCodec(kDescription), "pcm_s16le");
+    EXPECT_EQ(FFmpegUtilities::findFFmpegVideoDimensions(kDescription), "1920x1080 ");
+    EXPECT_EQ(FFmpegUtilities::findFFmpegAudioRate(kDescription), "48000");
+    EXPECT_EQ(FFmpegUtilities::findFFmpegAudioRate("Stream #0.1: Audio: mp3, 32000 HZ, mono\r\n"), "32000");
+}
+
+TEST(FFmpegDescription, MissingStreamsAndFieldsGiveNone)
+{
+    EXPECT_EQ(FFmpegUtilities::findFFmpegVideoCodec(kAudioOnly), std::nullopt);
+    EXPECT_EQ(FFmpegUtilities::findFFmpegVideoDimensions(kAudioOnly), std::nullopt);
+    EXPECT_EQ(FFmpegUtilities::findFFmpegAudioCodec(kAudioOnly), "aac");
+    EXPECT_EQ(
+        FFmpegUtilities::findFFmpegVideoDimensions("Stream #0.0: Video: mjpeg, yuvj422p, 640x480, 25 fps"),
+        std::nullopt);
+    EXPECT_EQ(FFmpegUtilities::findFFmpegVideoDimensions("Stream #0.0: Video: mjpeg, yuvj422p"),
+              std::nullopt);
+    EXPECT_EQ(FFmpegUtilities::findFFmpegAudioRate("Stream #0.1: Audio: pcm, 2 channels"), std::nullopt);
+    EXPECT_EQ(FFmpegUtilities::findFFmpegVideoCodec("Stream #0.0: Video:"), "");
+    EXPECT_EQ(FFmpegUtilities::findFFmpegVideoCodec(""), std::nullopt);
+}
+
+TEST_F(FakeFFmpeg, CreateMovieRunsTheCommandAsArguments)
+{
+    const auto command = FFmpegUtilities::createMovieCommand("/out/b.mov", "/in/a.mov", 1);
+    EXPECT_EQ(command.commandLine,
+              m_program + " -i \"/in/a.mov\" -vcodec mpeg4  -sameq -copyts -y \"/out/b.mov\"");
+    EXPECT_TRUE(FFmpegUtilities::createMovie("/out/b.mov", "/in/a.mov", 1));
+    EXPECT_EQ(arguments(),
+              (Args{"-i", "/in/a.mov", "-vcodec", "mpeg4", "-sameq", "-copyts", "-y", "/out/b.mov"}));
+
+    EXPECT_EQ(FFmpegUtilities::createMovieCommand("/o.mp4", "/i.mov", 2).commandLine,
+              m_program +
+                  " -i \"/i.mov\" -ab 96k -vcodec libx264 -vpre hq -crf 22 -threads 0 -copyts -y \"/o.mp4\"");
+    EXPECT_TRUE(FFmpegUtilities::createMovie("/o.mp4", "/i.mov", 2));
+    EXPECT_EQ(arguments(), (Args{"-i", "/i.mov", "-ab", "96k", "-vcodec", "libx264", "-vpre", "hq", "-crf",
+                                 "22", "-threads", "0", "-copyts", "-y", "/o.mp4"}));
+
+    writeFile(m_dir / "status", "1");
+    EXPECT_FALSE(FFmpegUtilities::createMovie("/o.mp4", "/i.mov", 4));
+    ::setenv("FERRYDECK_FFMPEG", (m_dir / "missing/ffmpeg").c_str(), 1);
+    EXPECT_FALSE(FFmpegUtilities::createMovie("/o.mp4", "/i.mov", 4));
+}
+
+TEST_F(FakeFFmpeg, HostileNamesReachTheProgramWholeAndRunNothing)
+{
+    ASSERT_EQ(::chdir(m_dir.path().c_str()), 0);
+    const std::string hostile = m_dir / "a\" ; touch PWNED1 ; \"$(touch PWNED2)`touch PWNED3` 'x'\n.mov";
+    EXPECT_TRUE(FFmpegUtilities::createMovie(hostile + ".out", hostile, 3));
+    EXPECT_EQ(arguments(),
+              (Args{"-i", hostile, "-vcodec", "mpeg4", "-sameq", "-copyts", "-y", hostile + ".out"}));
+    EXPECT_EQ(FFmpegUtilities::durationForVideoFileInMiliSeconds(hostile), 0);
+    EXPECT_EQ(arguments(), (Args{"-i", hostile}));
+    EXPECT_TRUE(FFmpegUtilities::convertMovieUsingFFmpeg(hostile, "-y", kDescription));
+    EXPECT_EQ(arguments().at(1), hostile);
+    EXPECT_EQ(arguments().back(), "-y");
+    for (const char *marker : {"PWNED1", "PWNED2", "PWNED3"}) EXPECT_FALSE(exists(m_dir / marker)) << marker;
+}
+
+struct ConvertCase {
+    const char *what;
+    FFmpegUtilities::Dimensions size;
+    const char *description;
+    const char *line; // after the program's path
+};
+
+void PrintTo(const ConvertCase &c, std::ostream *out)
+{
+    *out << c.what;
+}
+
+class FFmpegConvert : public FakeFFmpeg, public ::testing::WithParamInterface<ConvertCase> {};
+
+TEST_P(FFmpegConvert, ChoosesTheCommandForm)
+{
+    const ConvertCase &c = GetParam();
+    EXPECT_EQ(
+        FFmpegUtilities::convertMovieCommand("/in/a b.mov", "/tmp/t.mov", c.size, c.description).commandLine,
+        m_program + c.line);
+    EXPECT_TRUE(FFmpegUtilities::convertMovieUsingFFmpeg("/in/a b.mov", "/tmp/t.mov", c.size, c.description));
+    const Args args = arguments();
+    ASSERT_GE(args.size(), 4u);
+    EXPECT_EQ(args[1], "/in/a b.mov");
+    EXPECT_EQ(args.back(), "/tmp/t.mov");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Forms, FFmpegConvert,
+    ::testing::Values(
+        ConvertCase{"preview with sound",
+                    {0, 0},
+                    kDescription,
+                    " -i \"/in/a b.mov\" -f mov -acodec adpcm_ima_qt -pix_fmt rgb24 -vcodec mpeg4 "
+                    "-deinterlace -qscale "
+                    "1 -qmin 1 -trellis 1 -intra -s 320x180 -copyts -y \"/tmp/t.mov\""},
+        ConvertCase{
+            "silent preview",
+            {0, 0},
+            "Stream #0.0: Video: h264, yuv420p, 640x480 [PAR 1:1]",
+            " -i \"/in/a b.mov\" -f mov -pix_fmt rgb24 -vcodec mpeg4 -deinterlace -qscale 1 -qmin 1 -trellis "
+            "1 -intra -s 320x180 -copyts -y \"/tmp/t.mov\""},
+        ConvertCase{
+            "silent sized",
+            {960, 540},
+            "Stream #0.0: Video: h264, yuv420p, 640x480 [PAR 1:1]",
+            " -i \"/in/a b.mov\" -f mov -pix_fmt rgb24 -vcodec mpeg4 -deinterlace -qscale 1 -qmin 1 -trellis "
+            "1 -intra -s 960x540 -copyts -y \"/tmp/t.mov\""},
+        ConvertCase{"sized with sound",
+                    {960, 540},
+                    kDescription,
+                    " -i \"/in/a b.mov\" -f mov -acodec pcm_s16le -pix_fmt rgb24 -vcodec mpeg4 -deinterlace "
+                    "-qscale 1 "
+                    "-qmin 1 -trellis 1 -intra -s 960x540 -copyts -y \"/tmp/t.mov\""},
+        ConvertCase{"source size with sound",
+                    {1920, 1080},
+                    kDescription,
+                    " -i \"/in/a b.mov\" -f mov -acodec pcm_s16le -pix_fmt rgb24 -vcodec mpeg4 -deinterlace "
+                    "-qscale 1 "
+                    "-qmin 1 -trellis 1 -intra -copyts -y \"/tmp/t.mov\""}));
+
+TEST_F(FakeFFmpeg, FailedConversionAnswersFalse)
+{
+    writeFile(m_dir / "status", "1");
+    EXPECT_FALSE(FFmpegUtilities::convertMovieUsingFFmpeg("/in/a.mov", "/tmp/t.mov", kDescription));
+}
+
+TEST_F(FakeFFmpeg, DurationIsReadFromTheReport)
+{
+    const std::pair<const char *, int64_t> cases[] = {
+        {"  Duration: 00:01:02.50, start: 0.000000", 62500},
+        {"  Duration: 01:00:00.04, start: 0", 3600040},
+        {"  Duration: 00:00:01.2345, start: 0", 1234},
+        {"  Duration: 00:00:07, start: 0", 7000},
+        {"  Duration: N/A, start: 0", 0},
+        {"  Duration: 00:0x:01.00,", 0},
+        {"no duration here", 0},
+    };
+    writeFile(m_dir / "status", "1"); // ffmpeg -i without an output fails, and still reports
+    for (const auto &[report, milliseconds] : cases) {
+        writeFile(m_dir / "report", std::string("Input #0, mov, from 'x':\n") + report + "\n");
+        EXPECT_EQ(FFmpegUtilities::durationForVideoFileInMiliSeconds("/in/clip.mov"), milliseconds) << report;
+    }
+    EXPECT_EQ(arguments(), (Args{"-i", "/in/clip.mov"}));
+    EXPECT_EQ(FFmpegUtilities::describeMovieCommand("/in/clip.mov").commandLine,
+              m_program + " -i /in/clip.mov");
+
+    ::setenv("FERRYDECK_FFMPEG", (m_dir / "missing/ffmpeg").c_str(), 1);
+    EXPECT_EQ(FFmpegUtilities::durationForVideoFileInMiliSeconds("/in/clip.mov"), 0);
+}
