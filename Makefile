@@ -8,7 +8,7 @@ endif
 BUILD_TYPE ?= RelWithDebInfo
 JOBS ?= $(shell nproc)
 
-.PHONY: all deps configure build test run bench clean
+.PHONY: all deps configure build test run demo bench clean
 
 all: build
 
@@ -27,8 +27,12 @@ test: build
 run: build
 	@bash scripts/run.sh $(BUILD_DIR)
 
+demo: build
+	@bash scripts/demo.sh $(BUILD_DIR)
+
 bench: build
 	@bash bench/walk.sh $(BUILD_DIR)
+	@bash bench/copy.sh $(BUILD_DIR)
 
 clean:
 	@rm -rf build build-address build-thread

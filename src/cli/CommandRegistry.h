@@ -12,7 +12,6 @@ enum ExitCode : int {
     kExitOk = 0,
     kExitFailed = 1,  // the work ran and did not succeed (a job ended in Error, ...)
     kExitUsage = 2,   // bad arguments or missing input
-    kExitInterrupted = 130,
 };
 
 // Each sub-command lives in its own file and registers itself here, so that

@@ -132,8 +132,8 @@ int runCopy(const CopyOptions &options)
     } else {
         std::cout << job->interface()->logText() << std::endl;
     }
-    if (status == OffloadInstance::kCompleted) return kExitOk;
-    return g_interrupted ? kExitInterrupted : kExitFailed;
+    // An interrupted job ended Canceled, with its log written: a failure like any other.
+    return status == OffloadInstance::kCompleted ? kExitOk : kExitFailed;
 }
 
 const RegisterCommand registration([](CLI::App &app, int &exitCode) {

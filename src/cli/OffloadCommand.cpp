@@ -223,7 +223,7 @@ int runOffload(OffloadOptions &options)
                       << job->fullOffloadPath() << (log ? " (log " + *log + ")" : std::string()) << std::endl;
         }
     }
-    if (cancelled) return kExitInterrupted;
+    if (cancelled) return kExitFailed; // the jobs ended Canceled with their logs written
     return allCompleted ? kExitOk : kExitFailed;
 }
 

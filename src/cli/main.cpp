@@ -20,7 +20,7 @@ int main(int argc, char **argv)
     CLI::App app{"Ferrydeck offloads camera cards and folders to verified copies.", "ferrydeck-cli"};
     app.set_version_flag("--version", std::string("ferrydeck-cli ") + ferrydeck::kVersion);
     app.require_subcommand(0, 1);
-    app.footer("Exit status: 0 success, 1 the work failed, 2 bad arguments or input, 130 interrupted.");
+    app.footer("Exit status: 0 success, 1 the work failed or was interrupted, 2 bad arguments or input.");
 
     int exitCode = kExitOk;
     for (const CommandSetup &setup : commandRegistry()) setup(app, exitCode);
