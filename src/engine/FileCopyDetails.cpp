@@ -31,8 +31,7 @@ std::shared_ptr<FileCopyDetails> FileCopyDetails::detailsFromFile(const std::str
 
 std::string FileCopyDetails::filePath() const
 {
-    std::lock_guard lock(m_mutex);
-    return m_filePath;
+    return read(m_filePath);
 }
 
 void FileCopyDetails::setFilePath(const std::string &value)
@@ -44,62 +43,52 @@ void FileCopyDetails::setFilePath(const std::string &value)
 
 std::string FileCopyDetails::fileName() const
 {
-    std::lock_guard lock(m_mutex);
-    return m_fileName;
+    return read(m_fileName);
 }
 
 std::string FileCopyDetails::fileSize() const
 {
-    std::lock_guard lock(m_mutex);
-    return m_fileSize;
+    return read(m_fileSize);
 }
 
 std::string FileCopyDetails::bytesCopied() const
 {
-    std::lock_guard lock(m_mutex);
-    return m_bytesCopied;
+    return read(m_bytesCopied);
 }
 
 void FileCopyDetails::setBytesCopiedText(const std::string &value)
 {
-    std::lock_guard lock(m_mutex);
-    m_bytesCopied = value;
+    write(m_bytesCopied, value);
 }
 
 std::string FileCopyDetails::duration() const
 {
-    std::lock_guard lock(m_mutex);
-    return m_duration;
+    return read(m_duration);
 }
 
 void FileCopyDetails::setDuration(const std::string &value)
 {
-    std::lock_guard lock(m_mutex);
-    m_duration = value;
+    write(m_duration, value);
 }
 
 std::string FileCopyDetails::status() const
 {
-    std::lock_guard lock(m_mutex);
-    return m_status;
+    return read(m_status);
 }
 
 std::string FileCopyDetails::outputPath() const
 {
-    std::lock_guard lock(m_mutex);
-    return m_outputPath;
+    return read(m_outputPath);
 }
 
 void FileCopyDetails::setOutputPath(const std::string &value)
 {
-    std::lock_guard lock(m_mutex);
-    m_outputPath = value;
+    write(m_outputPath, value);
 }
 
 uint64_t FileCopyDetails::rawFileSize() const
 {
-    std::lock_guard lock(m_mutex);
-    return m_rawFileSize;
+    return read(m_rawFileSize);
 }
 
 void FileCopyDetails::setRawFileSize(uint64_t value)
@@ -111,8 +100,7 @@ void FileCopyDetails::setRawFileSize(uint64_t value)
 
 uint64_t FileCopyDetails::rawBytesCopied() const
 {
-    std::lock_guard lock(m_mutex);
-    return m_rawBytesCopied;
+    return read(m_rawBytesCopied);
 }
 
 void FileCopyDetails::setRawBytesCopied(uint64_t value)
@@ -124,8 +112,7 @@ void FileCopyDetails::setRawBytesCopied(uint64_t value)
 
 int32_t FileCopyDetails::rawStatus() const
 {
-    std::lock_guard lock(m_mutex);
-    return m_rawStatus;
+    return read(m_rawStatus);
 }
 
 void FileCopyDetails::setRawStatus(int32_t value)

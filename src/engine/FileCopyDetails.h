@@ -47,6 +47,17 @@ public:
     void setRawStatus(int32_t value);
 
 private:
+    template <typename T> T read(const T &member) const
+    {
+        std::lock_guard lock(m_mutex);
+        return member;
+    }
+    void write(std::string &member, const std::string &value)
+    {
+        std::lock_guard lock(m_mutex);
+        member = value;
+    }
+
     mutable std::mutex m_mutex;
     std::string m_filePath;
     std::string m_fileName;
