@@ -53,7 +53,7 @@ void AppController::processingOfInstanceCompleted(const Job &job)
             }
             job->setPostOffloadComplete(true);
         }
-        if (m_settings.playSound()) updateView([](ControllerView &view) { view.playOffloadCompleteSound(); });
+        if (m_settings.playSound()) playOffloadCompleteSound();
     }
     if (m_settings.autoSaveLogs()) autoSaveLogForInstance(job);
     redistributeThreadsFromInstance(job);
@@ -112,9 +112,5 @@ void AppController::redistributeThreadsFromInstance(const Job &job)
         target->pool().fireAllThreadsInThePool();
     }
 }
-
-void AppController::runPostOffloadDriveModificationsForInstance(const Job &) {}
-
-void AppController::refreshDriveLists() {}
 
 } // namespace ferrydeck
