@@ -30,9 +30,11 @@ run: build
 demo: build
 	@bash scripts/demo.sh $(BUILD_DIR)
 
-bench: build
-	@bash bench/walk.sh $(BUILD_DIR)
-	@bash bench/copy.sh $(BUILD_DIR)
+# Benchmarks want an optimised build of their own, without the tests.
+bench: deps
+	@cmake -S . -B build-release -G Ninja -DCMAKE_BUILD_TYPE=Release -DFERRYDECK_BUILD_TESTS=OFF >/dev/null
+	@cmake --build build-release -j $(JOBS) --target ferrydeck-cli bench-walk bench-uncache
+	@bash bench/run-all.sh build-release
 
 clean:
-	@rm -rf build build-address build-thread
+	@rm -rf build build-address build-thread build-release

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs every Debian 12 package that building, testing and running Ferrydeck
 # needs. Idempotent and quiet when everything is already present.
+# --bench adds the tools `make bench` measures Ferrydeck against.
 set -euo pipefail
 
 packages=(
@@ -17,6 +18,9 @@ packages=(
   # desktop's udisks2; without it eject falls back to umount)
   libglib2.0-bin
 )
+if [[ "${1:-}" == "--bench" ]]; then
+  packages+=(rsync rclone hyperfine)
+fi
 
 missing=()
 for p in "${packages[@]}"; do
