@@ -94,18 +94,19 @@ void OffloadInstance::offloadSourceFiles()
             record->setRawStatus(FileCopyDetails::kCopyError);
             if (!m_errorReported.exchange(true) && offloadStatus() != kCanceled) soundFileCopyFailureAlert();
         }
-        recordResult(record, failed);
+        recordResult(record, failed, details);
         // Asked for here, after the lock is released, rather than on a fresh
         // thread per file: the delegate only hands the refresh to the main loop.
         updateDelegateInterface();
     }
 }
 
-void OffloadInstance::recordResult(const Details &record, bool failed)
+void OffloadInstance::recordResult(const Details &record, bool failed, const std::vector<Details> &details)
 {
+    // The thread's own list, not a fresh copy of the job's: copying every
+    // record's pointer for every file made a card of many files quadratic.
     std::lock_guard lock(m_lockProcessing);
     try {
-        const std::vector<Details> details = fileDetails();
         if (!failed) {
             // A file finished after a cancel or an error no longer counts.
             if (offloadStatus() != kProcessing) return;

@@ -154,7 +154,8 @@ public:
 
 private:
     OffloadInstance(const std::string &source, const std::string &destination, std::shared_ptr<MainLoop> mainLoop);
-    void recordResult(const Details &record, bool failed);
+    // details: the job's list as the copy thread took it (it is fixed while threads run).
+    void recordResult(const Details &record, bool failed, const std::vector<Details> &details);
 
     std::shared_ptr<OffloadInterface> m_interface = std::make_shared<OffloadInterface>();
     std::shared_ptr<ThreadPool> m_pool = std::make_shared<ThreadPool>(1);
