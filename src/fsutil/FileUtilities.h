@@ -17,9 +17,10 @@ public:
     static constexpr const char *kShellSetB = " !#$%&*()=[]|;'\"<>?";
 
     static bool compareFileSize(const std::string &source, const std::string &destination);
-    // Byte-for-byte comparison by the external cmp, started without a shell.
+    // Byte-for-byte comparison with cmp's outcome and report (FileComparison),
+    // the destination read from the medium rather than from the page cache.
     static bool compareFileContents(const std::string &source, const std::string &destination);
-    // The command line a shell would have been given; diagnostics only.
+    // The cmp command line a shell would have been given; diagnostics only.
     static std::string compareCommandLine(const std::string &source, const std::string &destination);
     static uint64_t findSizeOfFile(const std::string &path);
     static bool unlockFile(const std::string &path);
