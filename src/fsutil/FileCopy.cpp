@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <memory>
 
@@ -88,93 +87,6 @@ bool copyContents(int in, int out, const FileCopy::Options &options, Result &res
     }
 }
 
-// Reads until the buffer is full or the file ends, so that every chunk but
-// the last keeps the destination's offsets aligned for direct writes.
-ssize_t readFully(int fd, char *buffer, size_t size)
-{
-    size_t filled = 0;
-    while (filled < size) {
-        const ssize_t n = ::read(fd, buffer + filled, size - filled);
-        if (n == 0) break;
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            return -1;
-        }
-        filled += static_cast<size_t>(n);
-    }
-    return static_cast<ssize_t>(filled);
-}
-
-bool setDirect(int fd, bool on)
-{
-    const int flags = ::fcntl(fd, F_GETFL);
-    if (flags < 0) return false;
-    return ::fcntl(fd, F_SETFL, on ? flags | O_DIRECT : flags & ~O_DIRECT) == 0;
-}
-
-struct FreeDeleter {
-    void operator()(void *p) const { std::free(p); }
-};
-
-// A large file is written past the page cache: on a machine whose processors
-// are the limit, handing whole blocks to the device costs about half the
-// processor time of filling the cache and writing it back (a copy of a card
-// already in memory is all copying). The caller opened `out` with O_DIRECT;
-// the unaligned tail, and everything if the device refuses the alignment, is
-// written through the cache, which the flush that follows covers.
-bool copyDirect(int in, int out, const FileCopy::Options &options, Result &result)
-{
-    constexpr size_t kAlign = 4096;
-    const size_t size = options.directBufferSize & ~(kAlign - 1);
-    void *memory = nullptr;
-    if (size == 0 || ::posix_memalign(&memory, kAlign, size) != 0) {
-        result = failure("copy", ENOMEM);
-        return false;
-    }
-    const std::unique_ptr<char, FreeDeleter> buffer(static_cast<char *>(memory));
-    bool direct = true;
-    for (;;) {
-        const ssize_t n = readFully(in, buffer.get(), size);
-        if (n == 0) return true;
-        if (n < 0) {
-            const uint64_t copied = result.bytesCopied;
-            result = failure("read");
-            result.bytesCopied = copied;
-            return false;
-        }
-        size_t done = 0;
-        while (done < static_cast<size_t>(n)) {
-            const size_t left = static_cast<size_t>(n) - done;
-            const size_t aligned = left & ~(kAlign - 1);
-            if (direct && aligned == 0) {
-                direct = false; // the tail
-                if (!setDirect(out, false)) break;
-            }
-            const ssize_t w = ::write(out, buffer.get() + done, direct ? aligned : left);
-            if (w < 0 && errno == EINTR) continue;
-            if (w < 0 && errno == EINVAL && direct) {
-                direct = false;
-                if (setDirect(out, false)) continue;
-            }
-            if (w <= 0) {
-                if (w == 0) errno = EIO;
-                const uint64_t copied = result.bytesCopied;
-                result = failure("write");
-                result.bytesCopied = copied;
-                return false;
-            }
-            done += static_cast<size_t>(w);
-            result.bytesCopied += static_cast<uint64_t>(w);
-        }
-        if (done < static_cast<size_t>(n)) {
-            const uint64_t copied = result.bytesCopied;
-            result = failure("write");
-            result.bytesCopied = copied;
-            return false;
-        }
-    }
-}
-
 Result copySymbolicLink(const std::string &source, const std::string &destination, const struct stat &info)
 {
     std::string target(static_cast<size_t>(info.st_size > 0 ? info.st_size : 255) + 1, '\0');
@@ -225,12 +137,7 @@ Result FileCopy::copyFile(const std::string &source, const std::string &destinat
     if (!out) return failure("create destination");
 
     Result result;
-    const bool direct = options.directFrom > 0 && static_cast<uint64_t>(info.st_size) >= options.directFrom &&
-                        setDirect(out.get(), true);
-    if (!(direct ? copyDirect(in.get(), out.get(), options, result)
-                 : copyContents(in.get(), out.get(), options, result))) {
-        return result;
-    }
+    if (!copyContents(in.get(), out.get(), options, result)) return result;
 
     const struct timespec times[2] = {info.st_atim, info.st_mtim};
     if (::fchmod(out.get(), info.st_mode & 07777) != 0) return failure("set permissions");
