@@ -188,6 +188,7 @@ void AppController::applicationWillTerminate()
             for (const Job &job : jobs) autoSaveLogForInstance(job);
         }
     }
+    saveDefaults();
     m_offloadPool.cancelAllThreadsInThePool();
 }
 

@@ -7,6 +7,8 @@
 #include "engine/ThreadPool.h"
 #include "engine/WorkerThread.h"
 #include "settings/FerrydeckSettings.h"
+#include "settings/DefaultsPersistence.h"
+#include "settings/PreferencesStore.h"
 
 #include <atomic>
 #include <chrono>
@@ -45,6 +47,9 @@ public:
         // when empty.
         std::function<int32_t(const std::string &)> cardTypeOfDrive;
         std::function<bool(const std::string &)> reformatDrive;
+        // Where settings and destinations persist; without one nothing is
+        // loaded or saved (the command line never writes the desktop's).
+        std::shared_ptr<PreferencesStore> preferences;
     };
 
     static constexpr const char *kSoundComplete = "complete";
@@ -110,6 +115,12 @@ public:
     void processInstance(const Job &job);
     void processingOfInstanceCompleted(const Job &job);
     void redistributeThreadsFromInstance(const Job &job);
+
+    // --- persistence (AppControllerDefaults.cpp) --------------------------------
+    // Settings and destinations from the preferences store, when there is one.
+    void loadDefaults();
+    // False when the store could not be written; true without a store.
+    bool saveDefaults(const std::optional<DefaultsPersistence::WindowTexts> &texts = std::nullopt);
 
     // --- automatic mode and volumes (AppControllerAutomatic.cpp) ---------------
     std::vector<std::shared_ptr<AttachedVolume>> listMountedMedia() const;
