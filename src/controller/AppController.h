@@ -44,7 +44,7 @@ public:
         // sound service when empty.
         std::function<void(const std::string &)> playSound;
         // The card type id of a drive and its reformat; the card registry
-        // when empty.
+        // when empty. Tests replace them to see a reformat fail.
         std::function<int32_t(const std::string &)> cardTypeOfDrive;
         std::function<bool(const std::string &)> reformatDrive;
         // Where settings and destinations persist; without one nothing is
