@@ -23,7 +23,7 @@ int runOffload(OffloadOptions &options)
     session.runUntil([&] { return !controller.hasActiveWorkers(); });
 
     const bool allCompleted = session.report(controller.listOffloadInstances());
-    if (session.cancelled()) return kExitFailed; // the jobs ended Canceled with their logs written
+    if (session.cancelled()) return kExitFailed; // the running jobs ended Canceled with their logs written
     return allCompleted && !dropped ? kExitOk : kExitFailed;
 }
 

@@ -110,6 +110,12 @@ public:
         return controls;
     }
     std::optional<std::string> renameCardText() const override { return m_options.rename; }
+    void offloadFinished(const std::shared_ptr<OffloadInstance> &job) override
+    {
+        if (onFinished) onFinished(job);
+    }
+
+    std::function<void(const std::shared_ptr<OffloadInstance> &)> onFinished;
     std::optional<std::string> chooseFolder(const std::string &, const std::string &) override { return std::nullopt; }
     std::optional<std::string> chooseSaveFile(const std::string &, const std::string &, const std::string &) override
     {
@@ -227,6 +233,7 @@ int OffloadSession::loadSaved()
     fill("--threads", m_options.threads, std::clamp(saved.amountOfCopyThreads(), 1, 10));
     fill("--rename", m_options.rename, saved.renameCard() ? saved.textRenameCard() : std::string());
     fill("--increment", m_options.increment, saved.incrementRenameTitle());
+    m_options.renameCounter = saved.renameCounter();
     fill("--eject", m_options.eject, saved.ejectCard());
     fill("--reformat", m_options.reformat, saved.formatCard());
     fill("--sound", m_options.sound, saved.playSound());
@@ -273,6 +280,7 @@ int OffloadSession::prepare(bool sourcesRequired)
     settings.setRenameCard(!m_options.rename.empty());
     settings.setTextRenameCard(m_options.rename);
     settings.setIncrementRenameTitle(m_options.increment);
+    settings.setRenameCounter(m_options.renameCounter);
     settings.setEjectCard(m_options.eject);
     settings.setFormatCard(m_options.reformat);
     settings.setPlaySound(m_options.sound);
@@ -293,7 +301,13 @@ bool OffloadSession::interrupted()
 {
     if (g_interrupted && !m_cancelled) {
         m_cancelled = true;
-        m_controller->cancelAllItemsInTheQueue();
+        // Only what still runs: cancelling a finished job would turn its
+        // Completed into Canceled.
+        std::vector<AppController::Job> running;
+        for (const auto &job : m_controller->listOffloadInstances()) {
+            if (!job->processingTaskIsOver()) running.push_back(job);
+        }
+        m_controller->cancelInstancesInList(running);
     }
     return m_cancelled;
 }
@@ -308,6 +322,11 @@ void OffloadSession::runUntil(const std::function<bool()> &done)
         },
         std::chrono::hours(24 * 365));
     m_loop->processEvents();
+}
+
+void OffloadSession::reportJobsAsTheyFinish()
+{
+    m_view->onFinished = [this](const std::shared_ptr<OffloadInstance> &job) { report({job}); };
 }
 
 bool OffloadSession::report(const std::vector<AppController::Job> &jobs)

@@ -34,6 +34,7 @@ struct OffloadOptions {
     // Card actions, used by `watch`.
     std::string rename;
     bool increment = false;
+    int renameCounter = 1;
     bool eject = false;
     bool reformat = false;
     bool sound = false;
@@ -69,6 +70,8 @@ public:
     void runUntil(const std::function<bool()> &done);
     // Prints one summary or JSON line per job; true when all are Completed.
     bool report(const std::vector<AppController::Job> &jobs);
+    // Reports each job as soon as it is finished instead of at the end.
+    void reportJobsAsTheyFinish();
 
 private:
     class View;

@@ -65,7 +65,10 @@ void AppController::processingOfInstanceCompleted(const Job &job)
             systemLog("could not refresh the drive lists: %s", error.what());
         }
     });
-    updateView([](ControllerView &view) { view.reloadQueueTable(); });
+    updateView([job](ControllerView &view) {
+        view.reloadQueueTable();
+        view.offloadFinished(job);
+    });
 }
 
 void AppController::redistributeThreadsFromInstance(const Job &job)

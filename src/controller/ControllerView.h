@@ -54,6 +54,8 @@ public:
     virtual void showNamingPreview(const std::string &) {}
     virtual void setNamingFieldsVisible(bool /*customName*/, bool /*stepper*/) {}
     virtual void setCommonLogFolderVisible(bool) {}
+    // A job is over and every step after it (card actions, log save) is done.
+    virtual void offloadFinished(const std::shared_ptr<OffloadInstance> &) {}
     // The removable and local drive tables.
     virtual void reloadDriveTables() {}
     // Shows or hides the controls that only matter in manual mode.
