@@ -1,0 +1,71 @@
+#include "gui/QtMainLoop.h"
+
+#include <QMetaObject>
+#include <QThread>
+#include <QTimer>
+
+#include <cmath>
+
+namespace ferrydeck {
+
+class QtMainLoop::Timer : public MainLoopTimer {
+public:
+    explicit Timer(Task task) : m_task(std::move(task)) {}
+    void cancel() override { m_active.store(false); }
+    bool isActive() const override { return m_active.load(); }
+    void fire()
+    {
+        // exchange: a timer cancelled from a worker meanwhile never runs.
+        if (m_active.exchange(false)) m_task();
+    }
+
+private:
+    Task m_task;
+    std::atomic<bool> m_active{true};
+};
+
+void QtMainLoop::ReceiverDeleter::operator()(QObject *receiver) const
+{
+    if (QThread::currentThread() == receiver->thread()) delete receiver;
+    else receiver->deleteLater();
+}
+
+QtMainLoop::QtMainLoop() : m_receiver(new QObject) {}
+
+QtMainLoop::~QtMainLoop() = default;
+
+void QtMainLoop::post(Task task)
+{
+    QMetaObject::invokeMethod(m_receiver.get(), [task = std::move(task)] { task(); }, Qt::QueuedConnection);
+}
+
+void QtMainLoop::invokeAndWait(Task task)
+{
+    if (isMainThread()) {
+        task();
+        return;
+    }
+    if (m_shutDown) return;
+    QMetaObject::invokeMethod(m_receiver.get(), [task = std::move(task)] { task(); }, Qt::BlockingQueuedConnection);
+}
+
+std::shared_ptr<MainLoopTimer> QtMainLoop::scheduleOnce(double seconds, Task task)
+{
+    auto timer = std::make_shared<Timer>(std::move(task));
+    const int milliseconds = seconds <= 0 ? 0 : static_cast<int>(std::lround(seconds * 1000.0));
+    QObject *receiver = m_receiver.get();
+    auto arm = [receiver, timer, milliseconds] {
+        QTimer::singleShot(milliseconds, Qt::PreciseTimer, receiver, [timer] { timer->fire(); });
+    };
+    // A QTimer belongs to the thread that starts it, so workers ask the GUI thread to start theirs.
+    if (isMainThread()) arm();
+    else post(arm);
+    return timer;
+}
+
+bool QtMainLoop::isMainThread() const
+{
+    return QThread::currentThread() == m_receiver->thread();
+}
+
+} // namespace ferrydeck
