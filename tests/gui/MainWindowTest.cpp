@@ -4,6 +4,7 @@
 #include "gui/DestinationTableModel.h"
 #include "gui/DriveTableModel.h"
 #include "gui/FerrydeckMainWindow.h"
+#include "gui/GuiText.h"
 #include "gui/LogPanel.h"
 #include "gui/OffloadProgressPanel.h"
 #include "gui/QtControllerView.h"
@@ -166,7 +167,7 @@ private slots:
 
         panel->buttonViewLog->click();
         QVERIFY(m_window->panelLog->isVisible());
-        QVERIFY(m_window->panelLog->viewLog->toPlainText().contains(QStringLiteral("clip2.mov")));
+        QVERIFY(m_window->panelLog->viewLog->toPlainText().contains(QStringLiteral("Total files copied:3")));
     }
 
     void deleteKeyRemovesAFinishedJobAfterAskingAboutItsLog_data()
