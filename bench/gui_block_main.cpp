@@ -1,7 +1,11 @@
 // Runs an offload of many small files through the real window (offscreen)
 // while a 10 ms timer on the GUI thread records how late it fires: the
 // largest gap is the longest time the window could not react.
-// Usage: bench-gui-block [FILES] [JOBS]
+// Each gap is split with the thread's scheduler figures into time spent
+// running, time spent waiting for a processor (the machine was busy) and the
+// rest, time the thread slept or was blocked: a long gap that is mostly
+// waiting for a processor is the machine's load, not the window's work.
+// Usage: bench-gui-block [FILES] [JOBS] [COPY_THREADS]
 #include "engine/FileCopyDetails.h"
 #include "engine/OffloadInstance.h"
 #include "gui/FerrydeckMainWindow.h"
@@ -27,6 +31,29 @@
 using namespace ferrydeck;
 
 namespace {
+
+struct SchedStat {
+    long long runNs = 0;
+    long long waitNs = 0;
+};
+
+// The calling thread's time on a processor and waiting in the run queue.
+SchedStat readSchedStat()
+{
+    SchedStat stat;
+    if (FILE *file = std::fopen("/proc/thread-self/schedstat", "r")) {
+        if (std::fscanf(file, "%lld %lld", &stat.runNs, &stat.waitNs) != 2) stat = {};
+        std::fclose(file);
+    }
+    return stat;
+}
+
+struct Gap {
+    qint64 ms = 0;
+    double runningMs = 0;
+    double waitingMs = 0;
+    double idleMs() const { return std::max(0.0, static_cast<double>(ms) - runningMs - waitingMs); }
+};
 
 void makeSource(const QString &root, int files)
 {
@@ -76,6 +103,7 @@ int main(int argc, char **argv)
     QApplication app(argc, argv);
     const int files = argc > 1 ? std::max(1, std::atoi(argv[1])) : 20000;
     const int jobs = argc > 2 ? std::max(1, std::atoi(argv[2])) : 4;
+    const int threads = argc > 3 ? std::max(1, std::atoi(argv[3])) : 10;
     QTemporaryDir scratch;
     if (!scratch.isValid()) return 1;
     const QString root = scratch.path();
@@ -99,16 +127,31 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "alert: %s\n", title.c_str());
         return 0;
     });
-    window.drawer->sliderThreadCount->setValue(window.drawer->sliderThreadCount->maximum());
+    window.drawer->sliderThreadCount->setValue(threads);
     window.show();
     AppController &controller = window.controller();
     controller.addDirectoriesToDestinationList({QFile::encodeName(root + "/backup").toStdString()});
 
     QElapsedTimer sinceTick, total;
     std::vector<qint64> gaps;
+    // Worst gap while the sources are listed, while copying, and at the jobs' ends.
+    qint64 worstByPhase[3] = {0, 0, 0};
+    int phase = 0;
+    Gap worst, mostIdle;
+    SchedStat last = readSchedStat();
     QTimer probe;
     probe.setInterval(10);
-    QObject::connect(&probe, &QTimer::timeout, [&] { gaps.push_back(sinceTick.restart()); });
+    probe.setTimerType(Qt::PreciseTimer);
+    QObject::connect(&probe, &QTimer::timeout, [&] {
+        const SchedStat now = readSchedStat();
+        Gap gap{sinceTick.restart(), static_cast<double>(now.runNs - last.runNs) / 1e6,
+                static_cast<double>(now.waitNs - last.waitNs) / 1e6};
+        last = now;
+        gaps.push_back(gap.ms);
+        worstByPhase[phase] = std::max(worstByPhase[phase], gap.ms);
+        if (gap.ms > worst.ms) worst = gap;
+        if (gap.idleMs() > mostIdle.idleMs()) mostIdle = gap;
+    });
     bool started = false;
     QTimer watch;
     watch.setInterval(50);
@@ -118,8 +161,12 @@ int main(int argc, char **argv)
                             std::all_of(queue.begin(), queue.end(), [](const auto &job) {
                                 return job->offloadStatus() == OffloadInstance::kInQueue;
                             });
+        const bool anyOver = std::any_of(queue.begin(), queue.end(),
+                                         [](const auto &job) { return job->processingTaskIsOver(); });
+        if (started && anyOver) phase = 2;
         if (!started && listed) {
             started = true;
+            phase = 1;
             controller.processAllItemsInTheQueue();
         }
         const bool over = started && std::all_of(queue.begin(), queue.end(),
@@ -134,15 +181,22 @@ int main(int argc, char **argv)
     QApplication::exec();
 
     std::sort(gaps.begin(), gaps.end());
-    const qint64 worst = gaps.empty() ? 0 : gaps.back();
+
     const qint64 p99 = gaps.empty() ? 0 : gaps[gaps.size() * 99 / 100];
     const auto over100 = std::count_if(gaps.begin(), gaps.end(), [](qint64 gap) { return gap > 100; });
+    std::printf("worst gap %lld ms: running %.1f ms, waiting for a processor %.1f ms, asleep or blocked %.1f ms\n",
+                static_cast<long long>(worst.ms), worst.runningMs, worst.waitingMs, worst.idleMs());
+    std::printf("longest asleep or blocked: %.1f ms (in a gap of %lld ms)\n", mostIdle.idleMs(),
+                static_cast<long long>(mostIdle.ms));
+    std::printf("worst gap while listing %lld ms, while copying %lld ms, once jobs end %lld ms\n",
+                static_cast<long long>(worstByPhase[0]), static_cast<long long>(worstByPhase[1]),
+                static_cast<long long>(worstByPhase[2]));
     int completed = 0;
     for (const auto &job : controller.listOffloadInstances())
         completed += job->offloadStatus() == OffloadInstance::kCompleted ? 1 : 0;
-    std::printf("%d files in %d jobs: %d completed in %.1f s\n", files, jobs, completed,
+    std::printf("%d files in %d jobs with %d copy threads: %d completed in %.1f s\n", files, jobs, threads, completed,
                 static_cast<double>(total.elapsed()) / 1000.0);
     std::printf("GUI thread: %zu probes of 10 ms, worst gap %lld ms, 99th percentile %lld ms, %ld gaps over 100 ms\n",
-                gaps.size(), static_cast<long long>(worst), static_cast<long long>(p99), static_cast<long>(over100));
+                gaps.size(), static_cast<long long>(worst.ms), static_cast<long long>(p99), static_cast<long>(over100));
     return completed == jobs ? 0 : 1;
 }

@@ -51,9 +51,8 @@ QVariant DriveTableModel::data(const QModelIndex &index, int role) const
 {
     const auto volume = volumeAt(index.row());
     if (!volume) return {};
-    if (role == Qt::DisplayRole || role == Qt::ToolTipRole) {
-        return index.column() == Name ? pathToQString(volume->volumeName()) : pathToQString(volume->volumePath());
-    }
+    if (role == Qt::DisplayRole) return pathToQString(volume->volumeName());
+    if (role == Qt::ToolTipRole) return pathToQString(volume->volumePath());
     if (role == Qt::DecorationRole && index.column() == Name) return iconForImage(volume->volumeImage());
     return {};
 }
@@ -62,7 +61,6 @@ QVariant DriveTableModel::headerData(int section, Qt::Orientation orientation, i
 {
     if (orientation != Qt::Horizontal || role != Qt::DisplayRole) return {};
     if (section == Name) return m_mountType == MountTypeRemovable ? QStringLiteral("Removable") : QStringLiteral("Local");
-    if (section == Path) return QStringLiteral("Path");
     return {};
 }
 

@@ -17,7 +17,8 @@ class DriveTableModel : public PathTableModel {
     Q_OBJECT
 public:
     using DragHandler = std::function<void(const std::vector<std::string> &)>;
-    enum Column { Name, Path, ColumnCount };
+    // The path is the tool tip: the name is what a person looks for.
+    enum Column { Name, ColumnCount };
 
     DriveTableModel(int32_t mountType, QObject *parent = nullptr);
 

@@ -79,7 +79,7 @@ void FerrydeckMainWindow::buildTables()
     tableLocalDrives = new QTableView;
     setUpTable(tableLocalDrives, localModel, QAbstractItemView::NoDragDrop);
     for (QTableView *drives : {tableRemovableDrives, tableLocalDrives}) {
-        drives->setColumnWidth(DriveTableModel::Name, 140);
+        drives->horizontalHeader()->hide();
         drives->setIconSize(QSize(20, 20));
     }
 
@@ -104,7 +104,7 @@ void FerrydeckMainWindow::buildTables()
     main->addWidget(work);
     main->setStretchFactor(0, 1);
     main->setStretchFactor(1, 3);
-    main->setSizes({300, 900});
+    main->setSizes({220, 980});
     setCentralWidget(main);
 }
 

@@ -125,6 +125,8 @@ int ScreenshotTour::run(const QString &directory)
     waitFor([&] { return first->itemsProcessed() * 5 >= static_cast<int>(first->totalFilesAtSource()) * 2; }, 60000);
     waitFor([] { return false; }, FerrydeckMainWindow::kRefreshMs * 2);
     window.tableProcessingQueue->selectRow(0);
+    // Both pictures show the same moment.
+    window.panelProgress->updateDetailsWindow(first);
     window.panelProgress->resize(860, 600);
     bool saved = save(&window, directory, "main-window.png");
     saved = save(window.panelProgress, directory, "details-panel.png") && saved;
@@ -140,8 +142,6 @@ int ScreenshotTour::run(const QString &directory)
     window.panelLog->resize(860, 560);
     waitFor([] { return false; }, 300);
     saved = save(window.panelLog, directory, "log-panel.png") && saved;
-    window.panelLog->close();
-    saved = save(window.panelProgress, directory, "details-completed.png") && saved;
     return saved ? 0 : 1;
 }
 
