@@ -7,7 +7,8 @@
 
 namespace ferrydeck {
 
-BrightwaterTableView::BrightwaterTableView(QWidget *parent) : QTableView(parent)
+BrightwaterTableView::BrightwaterTableView(QWidget *parent)
+    : QTableView(parent)
 {
     setSelectionBehavior(QAbstractItemView::SelectRows);
     setAlternatingRowColors(true);
@@ -20,7 +21,8 @@ std::vector<int> BrightwaterTableView::selectedRowNumbers() const
 {
     std::vector<int> rows;
     if (!selectionModel()) return rows;
-    for (const QModelIndex &index : selectionModel()->selectedRows()) rows.push_back(index.row());
+    for (const QModelIndex &index : selectionModel()->selectedRows())
+        rows.push_back(index.row());
     std::sort(rows.begin(), rows.end());
     return rows;
 }

@@ -19,7 +19,11 @@ QIcon iconForImage(const std::string &image)
 }
 } // namespace
 
-DriveTableModel::DriveTableModel(int32_t mountType, QObject *parent) : PathTableModel(parent), m_mountType(mountType) {}
+DriveTableModel::DriveTableModel(int32_t mountType, QObject *parent)
+    : PathTableModel(parent)
+    , m_mountType(mountType)
+{
+}
 
 void DriveTableModel::setVolumes(const std::vector<std::shared_ptr<AttachedVolume>> &allVolumes)
 {
@@ -60,7 +64,8 @@ QVariant DriveTableModel::data(const QModelIndex &index, int role) const
 QVariant DriveTableModel::headerData(int section, Qt::Orientation orientation, int role) const
 {
     if (orientation != Qt::Horizontal || role != Qt::DisplayRole) return {};
-    if (section == Name) return m_mountType == MountTypeRemovable ? QStringLiteral("Removable") : QStringLiteral("Local");
+    if (section == Name)
+        return m_mountType == MountTypeRemovable ? QStringLiteral("Removable") : QStringLiteral("Local");
     return {};
 }
 
@@ -80,7 +85,8 @@ QMimeData *DriveTableModel::mimeData(const QModelIndexList &indexes) const
 {
     if (!m_dragHandler) return nullptr;
     std::set<int> rows;
-    for (const QModelIndex &index : indexes) rows.insert(index.row());
+    for (const QModelIndex &index : indexes)
+        rows.insert(index.row());
     std::vector<std::string> paths;
     for (const int row : rows) {
         if (const auto volume = volumeAt(row)) paths.push_back(volume->volumePath());

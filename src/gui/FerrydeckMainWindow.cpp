@@ -25,9 +25,10 @@
 namespace ferrydeck {
 
 FerrydeckMainWindow::FerrydeckMainWindow(Options options, QWidget *parent)
-    : QMainWindow(parent), m_loop(std::make_shared<QtMainLoop>()),
-      m_view(std::make_shared<QtControllerView>(this)),
-      m_store(options.preferencesPath.empty() ? PreferencesStore::defaultFilePath() : options.preferencesPath)
+    : QMainWindow(parent)
+    , m_loop(std::make_shared<QtMainLoop>())
+    , m_view(std::make_shared<QtControllerView>(this))
+    , m_store(options.preferencesPath.empty() ? PreferencesStore::defaultFilePath() : options.preferencesPath)
 {
     setWindowTitle(QString::fromLatin1(kApplicationName));
     setWindowIcon(QIcon(QStringLiteral(":/icons/ferrydeck.png")));
@@ -191,8 +192,9 @@ void FerrydeckMainWindow::showConsecutiveNumber(const std::string &text)
 {
     drawer->textStepperCount->setText(QString::fromStdString(text));
     const QSignalBlocker blocker(drawer->stepperConsecutiveNumber);
-    drawer->stepperConsecutiveNumber->setValue(m_controller ? m_controller->ferrydeckSettings().valueConsecutiveNumbering()
-                                                            : drawer->stepperConsecutiveNumber->value());
+    drawer->stepperConsecutiveNumber->setValue(m_controller
+                                                   ? m_controller->ferrydeckSettings().valueConsecutiveNumbering()
+                                                   : drawer->stepperConsecutiveNumber->value());
 }
 
 void FerrydeckMainWindow::showNamingPreview(const std::string &text)

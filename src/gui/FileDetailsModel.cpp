@@ -34,21 +34,32 @@ QVariant FileDetailsModel::data(const QModelIndex &index, int role) const
     const FileCopyDetails &record = *m_details[static_cast<size_t>(index.row())];
     if (role == Qt::DisplayRole || role == Qt::ToolTipRole) {
         switch (index.column()) {
-        case File: return pathToQString(record.fileName());
-        case Size: return toQString(record.fileSize());
-        case Copied: return toQString(record.bytesCopied());
-        case Duration: return toQString(record.duration());
-        case Status: return toQString(record.status());
-        case Output: return pathToQString(record.outputPath());
-        default: return {};
+        case File:
+            return pathToQString(record.fileName());
+        case Size:
+            return toQString(record.fileSize());
+        case Copied:
+            return toQString(record.bytesCopied());
+        case Duration:
+            return toQString(record.duration());
+        case Status:
+            return toQString(record.status());
+        case Output:
+            return pathToQString(record.outputPath());
+        default:
+            return {};
         }
     }
     if (role == Qt::ForegroundRole && index.column() == Status) {
         switch (record.rawStatus()) {
-        case FileCopyDetails::kCopyVerified: return qtColor(DisplayColor::Green);
-        case FileCopyDetails::kCopyError: return qtColor(DisplayColor::Red);
-        case FileCopyDetails::kInProcess: return qtColor(DisplayColor::Blue);
-        default: return {};
+        case FileCopyDetails::kCopyVerified:
+            return qtColor(DisplayColor::Green);
+        case FileCopyDetails::kCopyError:
+            return qtColor(DisplayColor::Red);
+        case FileCopyDetails::kInProcess:
+            return qtColor(DisplayColor::Blue);
+        default:
+            return {};
         }
     }
     if (role == Qt::TextAlignmentRole && (index.column() == Size || index.column() == Copied))

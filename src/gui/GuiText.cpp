@@ -19,12 +19,18 @@ std::string pathFromQString(const QString &path)
 QColor qtColor(DisplayColor color)
 {
     switch (color) {
-    case DisplayColor::Black: return QColor(0x20, 0x20, 0x20);
-    case DisplayColor::Blue: return QColor(0x1f, 0x5f, 0xbf);
-    case DisplayColor::Red: return QColor(0xc6, 0x28, 0x28);
-    case DisplayColor::Green: return QColor(0x2e, 0x7d, 0x32);
-    case DisplayColor::White: return QColor(Qt::white);
-    case DisplayColor::Default: break;
+    case DisplayColor::Black:
+        return QColor(0x20, 0x20, 0x20);
+    case DisplayColor::Blue:
+        return QColor(0x1f, 0x5f, 0xbf);
+    case DisplayColor::Red:
+        return QColor(0xc6, 0x28, 0x28);
+    case DisplayColor::Green:
+        return QColor(0x2e, 0x7d, 0x32);
+    case DisplayColor::White:
+        return QColor(Qt::white);
+    case DisplayColor::Default:
+        break;
     }
     return QColor();
 }

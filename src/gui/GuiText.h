@@ -13,7 +13,10 @@ namespace ferrydeck {
 // Paths are bytes on Linux: Qt's file-name codec keeps them intact both ways.
 QString pathToQString(const std::string &path);
 std::string pathFromQString(const QString &path);
-inline QString toQString(const std::string &text) { return QString::fromStdString(text); }
+inline QString toQString(const std::string &text)
+{
+    return QString::fromStdString(text);
+}
 
 // The colour a model's named colour stands for; invalid for the view's own.
 QColor qtColor(DisplayColor color);

@@ -12,7 +12,8 @@
 
 namespace ferrydeck {
 
-LogPanel::LogPanel(QWidget *parent) : QWidget(parent, Qt::Window)
+LogPanel::LogPanel(QWidget *parent)
+    : QWidget(parent, Qt::Window)
 {
     setWindowTitle(QStringLiteral("Offload Log"));
     viewLog = new QTextEdit(this);

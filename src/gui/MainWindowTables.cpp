@@ -117,9 +117,8 @@ void FerrydeckMainWindow::connectTables()
         [this](const QMimeData &data) { return acceptDrop(data, DropTarget::RemovableDrives); });
     removableModel->setDragHandler([this](const std::vector<std::string> &paths) { writeRowsToDrag(paths); });
 
-    tableProcessingQueue->setMySel([this] {
-        m_controller->removeRowFromProcessingQueue(tableProcessingQueue->selectedRowNumbers());
-    });
+    tableProcessingQueue->setMySel(
+        [this] { m_controller->removeRowFromProcessingQueue(tableProcessingQueue->selectedRowNumbers()); });
     connect(tableProcessingQueue, &QTableView::doubleClicked, this, [this] { showOffloadDetails(); });
     connect(tableRemovableDrives, &QTableView::doubleClicked, this,
             [this] { addMountedDriveToQueue(tableRemovableDrives); });

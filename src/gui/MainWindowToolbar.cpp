@@ -80,7 +80,8 @@ void FerrydeckMainWindow::openAbout()
         auto *name = new QLabel(QString::fromLatin1(kApplicationName), panelAbout);
         name->setStyleSheet(QStringLiteral("font-size: 18pt; font-weight: bold"));
         name->setAlignment(Qt::AlignCenter);
-        auto *labelAboutVersionNumber = new QLabel(QStringLiteral("Version %1").arg(QString::fromLatin1(kVersion)), panelAbout);
+        auto *labelAboutVersionNumber =
+            new QLabel(QStringLiteral("Version %1").arg(QString::fromLatin1(kVersion)), panelAbout);
         labelAboutVersionNumber->setObjectName(QStringLiteral("labelAboutVersionNumber"));
         labelAboutVersionNumber->setAlignment(Qt::AlignCenter);
         auto *site = new QLabel(QString::fromLatin1(kMakerWebAddress), panelAbout);

@@ -42,7 +42,8 @@ void setPathText(QLabel *label, const std::string &path)
 }
 } // namespace
 
-OffloadProgressPanel::OffloadProgressPanel(QWidget *parent) : QWidget(parent, Qt::Window)
+OffloadProgressPanel::OffloadProgressPanel(QWidget *parent)
+    : QWidget(parent, Qt::Window)
 {
     setWindowTitle(QStringLiteral("Offload Details"));
     auto *grid = new QGridLayout;

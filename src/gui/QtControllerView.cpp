@@ -8,7 +8,10 @@
 
 namespace ferrydeck {
 
-QtControllerView::QtControllerView(FerrydeckMainWindow *window) : m_window(window) {}
+QtControllerView::QtControllerView(FerrydeckMainWindow *window)
+    : m_window(window)
+{
+}
 
 void QtControllerView::detach()
 {
@@ -60,7 +63,8 @@ int QtControllerView::messageBox(QWidget *parent, const std::string &title, cons
     box.setText(QString::fromStdString(title));
     box.setInformativeText(QString::fromStdString(message));
     std::vector<QAbstractButton *> added;
-    for (const std::string &label : buttons) added.push_back(box.addButton(QString::fromStdString(label), QMessageBox::AcceptRole));
+    for (const std::string &label : buttons)
+        added.push_back(box.addButton(QString::fromStdString(label), QMessageBox::AcceptRole));
     if (added.empty()) added.push_back(box.addButton(QMessageBox::Ok));
     box.setDefaultButton(qobject_cast<QPushButton *>(added.front()));
     box.exec();

@@ -10,7 +10,10 @@ namespace ferrydeck {
 
 class QtMainLoop::Timer : public MainLoopTimer {
 public:
-    explicit Timer(Task task) : m_task(std::move(task)) {}
+    explicit Timer(Task task)
+        : m_task(std::move(task))
+    {
+    }
     void cancel() override { m_active.store(false); }
     bool isActive() const override { return m_active.load(); }
     void fire()
@@ -30,13 +33,17 @@ void QtMainLoop::ReceiverDeleter::operator()(QObject *receiver) const
     else receiver->deleteLater();
 }
 
-QtMainLoop::QtMainLoop() : m_receiver(new QObject) {}
+QtMainLoop::QtMainLoop()
+    : m_receiver(new QObject)
+{
+}
 
 QtMainLoop::~QtMainLoop() = default;
 
 void QtMainLoop::post(Task task)
 {
-    QMetaObject::invokeMethod(m_receiver.get(), [task = std::move(task)] { task(); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        m_receiver.get(), [task = std::move(task)] { task(); }, Qt::QueuedConnection);
 }
 
 void QtMainLoop::invokeAndWait(Task task)
@@ -46,7 +53,8 @@ void QtMainLoop::invokeAndWait(Task task)
         return;
     }
     if (m_shutDown) return;
-    QMetaObject::invokeMethod(m_receiver.get(), [task = std::move(task)] { task(); }, Qt::BlockingQueuedConnection);
+    QMetaObject::invokeMethod(
+        m_receiver.get(), [task = std::move(task)] { task(); }, Qt::BlockingQueuedConnection);
 }
 
 std::shared_ptr<MainLoopTimer> QtMainLoop::scheduleOnce(double seconds, Task task)

@@ -45,15 +45,20 @@ QVariant QueueTableModel::data(const QModelIndex &index, int role) const
     const auto &shown = job->interface();
     if (role == Qt::DisplayRole || role == Qt::ToolTipRole) {
         switch (index.column()) {
-        case Source: return pathToQString(job->sourceDirectory());
+        case Source:
+            return pathToQString(job->sourceDirectory());
         case Destination: {
             const std::string full = job->fullOffloadPath();
             return pathToQString(full.empty() ? job->offloadDirectory() : full);
         }
-        case Size: return toQString(shown->sourceSize());
-        case Files: return QStringLiteral("%1 / %2").arg(job->itemsProcessed()).arg(job->totalFilesAtSource());
-        case Status: return toQString(shown->currentStatus());
-        default: return {};
+        case Size:
+            return toQString(shown->sourceSize());
+        case Files:
+            return QStringLiteral("%1 / %2").arg(job->itemsProcessed()).arg(job->totalFilesAtSource());
+        case Status:
+            return toQString(shown->currentStatus());
+        default:
+            return {};
         }
     }
     if (index.column() == Status) {

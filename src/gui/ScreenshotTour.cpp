@@ -49,7 +49,8 @@ void writeFiles(const QString &folder, const QString &pattern, int count, int si
 {
     QDir().mkpath(folder);
     QByteArray bytes(size, '\0');
-    for (int i = 0; i < size; ++i) bytes[i] = static_cast<char>((i * 131 + count) & 0xff);
+    for (int i = 0; i < size; ++i)
+        bytes[i] = static_cast<char>((i * 131 + count) & 0xff);
     for (int i = 1; i <= count; ++i) {
         QFile file(folder + "/" + pattern.arg(i, 4, 10, QLatin1Char('0')));
         if (file.open(QIODevice::WriteOnly)) file.write(bytes);
@@ -105,7 +106,8 @@ int ScreenshotTour::run(const QString &directory)
     controller.addDirectoriesToDestinationList(
         {pathFromQString(root + "/Backup/Shoot-1"), pathFromQString(root + "/Archive")});
     window.removableModel->setVolumes(controller.listMountedMedia());
-    controller.addDirectoriesToOffloadList({pathFromQString(media + "/CARD_A001"), pathFromQString(media + "/EOS_DIGITAL")});
+    controller.addDirectoriesToOffloadList(
+        {pathFromQString(media + "/CARD_A001"), pathFromQString(media + "/EOS_DIGITAL")});
     const auto listed = [&] {
         const auto jobs = controller.listOffloadInstances();
         for (const auto &job : jobs) {
@@ -119,7 +121,8 @@ int ScreenshotTour::run(const QString &directory)
     }
     // Slowed down so that the pictures catch the offload half-way.
     for (const auto &job : controller.listOffloadInstances())
-        job->setCopyObserver([](const FileCopyDetails &) { std::this_thread::sleep_for(std::chrono::milliseconds(25)); });
+        job->setCopyObserver(
+            [](const FileCopyDetails &) { std::this_thread::sleep_for(std::chrono::milliseconds(25)); });
     controller.processAllItemsInTheQueue();
     const auto first = controller.listOffloadInstances().front();
     waitFor([&] { return first->itemsProcessed() * 5 >= static_cast<int>(first->totalFilesAtSource()) * 2; }, 60000);
@@ -131,12 +134,14 @@ int ScreenshotTour::run(const QString &directory)
     bool saved = save(&window, directory, "main-window.png");
     saved = save(window.panelProgress, directory, "details-panel.png") && saved;
 
-    waitFor([&] {
-        for (const auto &job : controller.listOffloadInstances()) {
-            if (!job->processingTaskIsOver()) return false;
-        }
-        return true;
-    }, 120000);
+    waitFor(
+        [&] {
+            for (const auto &job : controller.listOffloadInstances()) {
+                if (!job->processingTaskIsOver()) return false;
+            }
+            return true;
+        },
+        120000);
     window.showDetails(first);
     controller.viewLog();
     window.panelLog->resize(860, 560);

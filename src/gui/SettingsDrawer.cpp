@@ -38,7 +38,8 @@ QCheckBox *check(const char *title, QLayout *layout)
 }
 } // namespace
 
-SettingsDrawer::SettingsDrawer(QWidget *parent) : QWidget(parent)
+SettingsDrawer::SettingsDrawer(QWidget *parent)
+    : QWidget(parent)
 {
     auto *layout = new QVBoxLayout(this);
     QGroupBox *modeBox = group("Offload Mode", this);

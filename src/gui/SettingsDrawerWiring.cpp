@@ -42,7 +42,8 @@ void SettingsDrawer::attach(AppController &controller, QtControllerView &view)
         for (const std::string &title : controller.listNamingSchemeOptions())
             popupNamingSchemes->addItem(QString::fromStdString(title));
     }
-    for (const std::string &title : controller.listMediaTitles()) popupMediaType->addItem(QString::fromStdString(title));
+    for (const std::string &title : controller.listMediaTitles())
+        popupMediaType->addItem(QString::fromStdString(title));
     stepperConsecutiveNumber->setRange(AppController::kStepperMinimum, AppController::kStepperMaximum);
     sliderThreadCount->setRange(settings.minimumThreads(), settings.maximumThreads());
     connectNaming();
@@ -133,7 +134,8 @@ void SettingsDrawer::showLoadedSettings()
         textPrefix->setText(QString::fromStdString(texts.prefix));
         textSuffix->setText(QString::fromStdString(texts.suffix));
         textCommonLogFolder->setText(QString::fromStdString(texts.logDirectory));
-        popupNamingSchemes->setCurrentIndex(std::clamp(settings.namingConventionIndex(), 0, popupNamingSchemes->count() - 1));
+        popupNamingSchemes->setCurrentIndex(
+            std::clamp(settings.namingConventionIndex(), 0, popupNamingSchemes->count() - 1));
         checkButton(m_verifyGroup, settings.verificationOption());
         checkButton(m_detailGroup, settings.selectedLogOption());
         checkButton(m_logGroup, settings.logOptionIndex() == 0 ? 0 : 1);
@@ -182,7 +184,8 @@ void SettingsDrawer::publishControls()
 void SettingsDrawer::controlTextDidEndEditing()
 {
     for (QLineEdit *field : {textRenameCard, textCustomNameScheme, textPrefix, textSuffix}) {
-        const std::string cleaned = DirectoryUtilities::removeInvalidPathCharactersFromString(field->text().toStdString());
+        const std::string cleaned =
+            DirectoryUtilities::removeInvalidPathCharactersFromString(field->text().toStdString());
         if (field->text().toStdString() != cleaned) field->setText(QString::fromStdString(cleaned));
     }
     textDidEndEditing();

@@ -102,7 +102,8 @@ class MainWindowTest : public QObject {
     {
         QMimeData data;
         QList<QUrl> urls;
-        for (const QString &path : paths) urls << QUrl::fromLocalFile(path);
+        for (const QString &path : paths)
+            urls << QUrl::fromLocalFile(path);
         data.setUrls(urls);
         QVERIFY(model->dropMimeData(&data, Qt::CopyAction, -1, -1, QModelIndex()));
     }
@@ -189,7 +190,8 @@ private slots:
         QCOMPARE(m_alerts.front().buttons, (std::vector<std::string>{"YES", "NO"}));
         QCOMPARE(m_window->queueModel->rowCount(), 0);
         QVERIFY(!m_window->panelProgress->isVisible());
-        const QString log = folder("logs") + "/" + QString::fromStdString(job->fullOffloadPath()).section('/', -1) + ".txt";
+        const QString log =
+            folder("logs") + "/" + QString::fromStdString(job->fullOffloadPath()).section('/', -1) + ".txt";
         QCOMPARE(QFile::exists(log), answer == "YES");
         QFile::remove(log);
     }
@@ -267,7 +269,8 @@ private slots:
         drawer->textPrefix->setText("A/B_");
         drawer->controlTextDidEndEditing();
         QVERIFY(!drawer->textPrefix->text().contains('/'));
-        QCOMPARE(QString::fromStdString(m_window->controller().ferrydeckSettings().textPrefix()), drawer->textPrefix->text());
+        QCOMPARE(QString::fromStdString(m_window->controller().ferrydeckSettings().textPrefix()),
+                 drawer->textPrefix->text());
     }
 
     void draggedRemovableVolumesQueueInRowOrderAndFilesAreRefused()
@@ -310,6 +313,23 @@ private slots:
         QCOMPARE(m_window->controller().offloadPool().poolSize(), 3);
         QCOMPARE(m_window->drawer->textPrefix->text(), QStringLiteral("Day1_"));
         QCOMPARE(m_window->view().verificationControls().verification, Verification::Contents);
+    }
+
+    void closingWhileOffloadingAsksAndNoKeepsTheWindow()
+    {
+        auto job = OffloadInstance::create(folder("src").toStdString(), folder("dst").toStdString());
+        job->setOffloadStatus(OffloadInstance::kProcessing);
+        m_window->controller().setListOffloadInstances({job});
+        m_window->show();
+        m_answers = {"NO"};
+        QVERIFY(!m_window->close());
+        QVERIFY(m_window->isVisible());
+        m_answers = {"YES"};
+        QVERIFY(m_window->close());
+        QCOMPARE(m_alerts.size(), size_t(2));
+        QCOMPARE(m_alerts.back().title, std::string("Active Processing"));
+        QCOMPARE(m_alerts.back().buttons, (std::vector<std::string>{"NO", "YES"}));
+        job->setOffloadStatus(OffloadInstance::kCanceled);
     }
 
     void mainLoopRunsWorkersTasksOnTheGuiThread()
