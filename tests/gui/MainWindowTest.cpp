@@ -27,6 +27,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTextEdit>
+#include <QTableView>
 #include <QUrl>
 
 #include <atomic>
@@ -295,6 +296,47 @@ private slots:
         QVERIFY(m_alerts.empty());
         QDir(cardA).removeRecursively();
         QDir(cardB).removeRecursively();
+    }
+
+    void untickedDestinationsRefuseSourcesAndRemoveTakesTheSelectedRow()
+    {
+        drop(m_window->destinationModel, {folder("one"), folder("two"), m_root.path() + "/missing"});
+        QTRY_COMPARE(m_window->destinationModel->rowCount(), 2);
+        DestinationTableModel *model = m_window->destinationModel;
+        for (int row = 0; row < 2; ++row)
+            QVERIFY(model->setData(model->index(row, DestinationTableModel::InUse), Qt::Unchecked, Qt::CheckStateRole));
+        m_window->controller().addDirectoriesToOffloadList({folder("card").toStdString()});
+        QCOMPARE(m_alerts.size(), size_t(1));
+        QCOMPARE(m_alerts.front().title, std::string("Error"));
+        QCOMPARE(m_window->queueModel->rowCount(), 0);
+
+        m_window->tableOffloadDestinations->selectRow(1);
+        m_window->buttonRemoveDestination->click();
+        QCOMPARE(model->rowCount(), 1);
+        QCOMPARE(model->data(model->index(0, DestinationTableModel::Path), Qt::DisplayRole).toString(), folder("one"));
+    }
+
+    void drawerSwitchesModesLogFolderAndThreads()
+    {
+        SettingsDrawer *drawer = m_window->drawer;
+        AppController &controller = m_window->controller();
+        drawer->buttonAutoOffload->setChecked(true);
+        QVERIFY(controller.activeTimer());
+        QVERIFY(!m_window->itemProcess->isVisible() && !m_window->itemBrowse->isVisible());
+        drawer->buttonManualOffload->setChecked(true);
+        QVERIFY(!controller.activeTimer());
+        QVERIFY(m_window->itemProcess->isVisible());
+
+        drawer->buttonLogToCommonFolder->setChecked(true);
+        QVERIFY(!drawer->textCommonLogFolder->isHidden());
+        QCOMPARE(controller.ferrydeckSettings().logOptionIndex(), 0);
+        drawer->buttonLogToOffloadFolder->setChecked(true);
+        QVERIFY(drawer->textCommonLogFolder->isHidden() && drawer->buttonCommonLogBrowse->isHidden());
+
+        drawer->sliderThreadCount->setValue(99);
+        QCOMPARE(drawer->textNumberOfThreads->text(), QStringLiteral("10"));
+        QCOMPARE(controller.offloadPool().poolSize(), 10);
+        QCOMPARE(controller.ferrydeckSettings().amountOfCopyThreads(), 10);
     }
 
     void settingsAndDestinationsSurviveARestart()
