@@ -15,6 +15,8 @@
 #include <QSlider>
 #include <QSpinBox>
 
+#include <algorithm>
+
 namespace ferrydeck {
 
 namespace {
