@@ -5,6 +5,8 @@
 #include <QTimer>
 
 #include <cmath>
+#include <condition_variable>
+#include <mutex>
 
 namespace ferrydeck {
 
@@ -53,8 +55,38 @@ void QtMainLoop::invokeAndWait(Task task)
         return;
     }
     if (m_shutDown) return;
+    // A blocking queued call, with the wait on standard primitives that the
+    // thread sanitizer can see: the caller is released when the posted call
+    // is destroyed, which is after it ran or, when the receiver went first,
+    // without running.
+    struct Waiter {
+        std::mutex mutex;
+        std::condition_variable cv;
+        bool done = false;
+    };
+    struct Release {
+        explicit Release(std::shared_ptr<Waiter> w)
+            : waiter(std::move(w))
+        {
+        }
+        Release(const Release &) = delete;
+        Release &operator=(const Release &) = delete;
+        std::shared_ptr<Waiter> waiter;
+        ~Release()
+        {
+            {
+                std::lock_guard lock(waiter->mutex);
+                waiter->done = true;
+            }
+            waiter->cv.notify_all();
+        }
+    };
+    auto waiter = std::make_shared<Waiter>();
     QMetaObject::invokeMethod(
-        m_receiver.get(), [task = std::move(task)] { task(); }, Qt::BlockingQueuedConnection);
+        m_receiver.get(), [task = std::move(task), release = std::make_shared<Release>(waiter)] { task(); },
+        Qt::QueuedConnection);
+    std::unique_lock lock(waiter->mutex);
+    waiter->cv.wait(lock, [&] { return waiter->done; });
 }
 
 std::shared_ptr<MainLoopTimer> QtMainLoop::scheduleOnce(double seconds, Task task)

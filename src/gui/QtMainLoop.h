@@ -13,7 +13,7 @@ namespace ferrydeck {
 // made at construction, which must be the GUI thread. Workers may hold the
 // loop after the window is gone, so the loop itself is no QObject: its
 // receiver is deleted on the GUI thread, and what was posted to it is dropped
-// with it (threads blocked in invokeAndWait are released then).
+// with it (threads waiting in invokeAndWait are released then).
 class QtMainLoop : public MainLoop {
 public:
     QtMainLoop();
