@@ -8,7 +8,7 @@ endif
 BUILD_TYPE ?= RelWithDebInfo
 JOBS ?= $(shell nproc)
 
-.PHONY: all deps configure build test run demo bench clean
+.PHONY: all deps configure build test run demo bench install clean
 
 all: build
 
@@ -33,6 +33,11 @@ demo: build
 bench: build
 	@bash bench/walk.sh $(BUILD_DIR)
 	@bash bench/copy.sh $(BUILD_DIR)
+	@bash bench/gui.sh $(BUILD_DIR)
+
+# PREFIX=/usr/local by default; the desktop's menu finds share/applications there.
+install: build
+	@cmake --install $(BUILD_DIR) $(if $(PREFIX),--prefix $(PREFIX))
 
 clean:
 	@rm -rf build build-address build-thread
