@@ -119,8 +119,8 @@ public:
     // --- persistence (AppControllerDefaults.cpp) --------------------------------
     // Settings and destinations from the preferences store, when there is one.
     void loadDefaults();
-    // False when the store could not be written; true without a store.
-    bool saveDefaults(const std::optional<DefaultsPersistence::WindowTexts> &texts = std::nullopt);
+    // With the window's texts. False when the store could not be written; true without a store.
+    bool saveDefaults();
 
     // --- automatic mode and volumes (AppControllerAutomatic.cpp) ---------------
     std::vector<std::shared_ptr<AttachedVolume>> listMountedMedia() const;

@@ -12,10 +12,11 @@ void AppController::loadDefaults()
     updateView([](ControllerView &view) { view.reloadDestinationTable(); });
 }
 
-bool AppController::saveDefaults(const std::optional<DefaultsPersistence::WindowTexts> &texts)
+bool AppController::saveDefaults()
 {
     if (!m_options.preferences) return true;
-    return DefaultsPersistence::saveDefaults(*m_options.preferences, m_settings, listOffloadDestinations(), texts);
+    return DefaultsPersistence::saveDefaults(*m_options.preferences, m_settings, listOffloadDestinations(),
+                                             m_view->windowTexts());
 }
 
 } // namespace ferrydeck

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "settings/DefaultsPersistence.h"
+
 #include <memory>
 #include <optional>
 #include <string>
@@ -60,6 +62,8 @@ public:
     virtual void reloadDriveTables() {}
     // Shows or hides the controls that only matter in manual mode.
     virtual void makeManualItemsVisible(bool) {}
+    // The window's five text fields, saved with the settings; none keeps the settings' own.
+    virtual std::optional<DefaultsPersistence::WindowTexts> windowTexts() const { return std::nullopt; }
     // The rename text typed in the window; none leaves the saved setting.
     virtual std::optional<std::string> renameCardText() const { return std::nullopt; }
 };

@@ -28,7 +28,6 @@ FerrydeckMainWindow::FerrydeckMainWindow(Options options, QWidget *parent)
     : QMainWindow(parent)
     , m_loop(std::make_shared<QtMainLoop>())
     , m_view(std::make_shared<QtControllerView>(this))
-    , m_store(options.preferencesPath.empty() ? PreferencesStore::defaultFilePath() : options.preferencesPath)
 {
     setWindowTitle(QString::fromLatin1(kApplicationName));
     setWindowIcon(QIcon(QStringLiteral(":/icons/ferrydeck.png")));
@@ -36,6 +35,8 @@ FerrydeckMainWindow::FerrydeckMainWindow(Options options, QWidget *parent)
     buildTables();
     drawer = new SettingsDrawer;
     buildPanels();
+    options.controller.preferences = std::make_shared<PreferencesStore>(
+        options.preferencesPath.empty() ? PreferencesStore::defaultFilePath() : options.preferencesPath);
     m_controller = std::make_unique<AppController>(m_view, m_loop, std::move(options.controller));
     drawer->attach(*m_controller, *m_view);
     connectTables();
@@ -81,10 +82,8 @@ void FerrydeckMainWindow::buildPanels()
 
 void FerrydeckMainWindow::loadDefaults()
 {
-    m_store.load();
-    FerrydeckSettings &settings = m_controller->ferrydeckSettings();
-    m_controller->setListOffloadDestinations(
-        DefaultsPersistence::loadDefaults(m_store, settings, m_controller->listOffloadDestinations()));
+    m_controller->loadDefaults();
+    const FerrydeckSettings &settings = m_controller->ferrydeckSettings();
     m_controller->refreshDriveLists();
     drawer->showLoadedSettings();
     dockDrawer->setVisible(settings.settingsPanelOpen());
@@ -92,13 +91,6 @@ void FerrydeckMainWindow::loadDefaults()
     if (auto *scroller = qobject_cast<QScrollArea *>(dockDrawer->widget())) scroller->verticalScrollBar()->setValue(0);
 }
 
-void FerrydeckMainWindow::saveDefaults()
-{
-    FerrydeckSettings &settings = m_controller->ferrydeckSettings();
-    settings.setSettingsPanelOpen(dockDrawer->isVisible());
-    DefaultsPersistence::saveDefaults(m_store, settings, m_controller->listOffloadDestinations(),
-                                      drawer->windowTexts());
-}
 
 bool FerrydeckMainWindow::applicationShouldTerminate()
 {
@@ -109,8 +101,9 @@ void FerrydeckMainWindow::applicationWillTerminate()
 {
     if (m_terminated) return;
     m_terminated = true;
+    m_controller->ferrydeckSettings().setSettingsPanelOpen(dockDrawer->isVisible());
+    // Asks about unsaved logs, then saves settings and destinations with the window's texts.
     m_controller->applicationWillTerminate();
-    saveDefaults();
 }
 
 void FerrydeckMainWindow::closeEvent(QCloseEvent *event)

@@ -119,13 +119,11 @@ private:
     void buildToolbar();
     void buildPanels();
     void loadDefaults();
-    void saveDefaults();
     void flushRefresh();
 
     std::shared_ptr<QtMainLoop> m_loop;
     std::shared_ptr<QtControllerView> m_view;
     std::unique_ptr<AppController> m_controller;
-    PreferencesStore m_store;
     std::vector<std::string> m_listDroppedUrls;
     QTimer m_refreshTimer;
     bool m_terminated = false;

@@ -1,6 +1,7 @@
 #include "gui/QtControllerView.h"
 
 #include "gui/FerrydeckMainWindow.h"
+#include "gui/SettingsDrawer.h"
 
 #include <QFileDialog>
 #include <QMessageBox>
@@ -46,6 +47,12 @@ VerificationControls QtControllerView::verificationControls() const
 {
     std::lock_guard lock(m_mutex);
     return m_verification;
+}
+
+std::optional<DefaultsPersistence::WindowTexts> QtControllerView::windowTexts() const
+{
+    if (!m_window || !m_window->drawer) return std::nullopt;
+    return m_window->drawer->windowTexts();
 }
 
 std::optional<std::string> QtControllerView::renameCardText() const

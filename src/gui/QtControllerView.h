@@ -45,6 +45,7 @@ public:
     std::optional<std::string> chooseSaveFile(const std::string &message, const std::string &directory,
                                               const std::string &proposedName) override;
     std::optional<std::string> renameCardText() const override;
+    std::optional<DefaultsPersistence::WindowTexts> windowTexts() const override;
 
     void reloadQueueTable() override;
     void reloadDestinationTable() override;
