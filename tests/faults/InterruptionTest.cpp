@@ -21,35 +21,52 @@ std::vector<std::string> entries(const std::string &folder)
     return names;
 }
 
+// A slowed-down offload of eight files, stopped by `signal` once two of them
+// have reached the copy.
+struct Stopped {
+    CliRun::Result result;
+    size_t copiedBeforeStop = 0;
+};
+
+Stopped stopHalfWay(const TempDir &dir, const std::vector<std::string> &arguments, int signal)
+{
+    CliRun::Options slow;
+    slow.environment = faultEnvironment("slow", dir / "dest/*");
+    slow.environment.push_back("FERRYDECK_FAULT_DELAY_MS=40");
+    CliRun run(arguments, slow);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (entries(dir / "dest/card/CLIP").size() < 2 && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    run.kill(signal);
+    Stopped stopped;
+    stopped.result = run.wait(std::chrono::seconds(30));
+    stopped.copiedBeforeStop = entries(dir / "dest/card/CLIP").size();
+    return stopped;
+}
+
+std::vector<std::string> offloadArguments(const TempDir &dir)
+{
+    for (unsigned i = 0; i < 8; ++i)
+        writeSizedFile(dir / ("card/CLIP/" + std::to_string(i) + ".MOV"), 256 * 1024, i + 1);
+    makeDirectory(dir / "dest");
+    makeDirectory(dir / "logs");
+    return {"offload",   dir / "card", "--dest",    dir / "dest", "--verify",     "contents",
+            "--log-dir", dir / "logs", "--threads", "1",          "--log-detail", "verbose"};
+}
+
 } // namespace
 
 TEST(Interruption, KilledOffloadSaysNothingVerifiedAndARerunMakesAFreshCompleteCopy)
 {
     TempDir dir;
-    for (int i = 0; i < 8; ++i)
-        writeSizedFile(dir / ("card/CLIP/" + std::to_string(i) + ".MOV"), 256 * 1024, i + 1);
-    makeDirectory(dir / "dest");
-    makeDirectory(dir / "logs");
+    const std::vector<std::string> arguments = offloadArguments(dir);
     const TreeSnapshot before = snapshotTree(dir / "card");
-    const std::vector<std::string> arguments = {"offload",   dir / "card", "--dest",       dir / "dest",
-                                                "--verify",  "contents",   "--log-dir",    dir / "logs",
-                                                "--threads", "1",          "--log-detail", "verbose"};
 
-    // Slowed down so that the kill lands between the first and the last file.
-    CliRun::Options slow;
-    slow.environment = faultEnvironment("slow", dir / "dest/*");
-    slow.environment.push_back("FERRYDECK_FAULT_DELAY_MS=40");
-    CliRun killed(arguments, slow);
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (entries(dir / "dest/card/CLIP").size() < 2 && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    killed.kill(SIGKILL);
-    const CliRun::Result first = killed.wait(std::chrono::seconds(30));
-    ASSERT_EQ(first.signal, SIGKILL) << first.err;
-    const size_t copiedBeforeKill = entries(dir / "dest/card/CLIP").size();
-    EXPECT_GE(copiedBeforeKill, 2u);
-    EXPECT_LT(copiedBeforeKill, 8u);
+    const Stopped killed = stopHalfWay(dir, arguments, SIGKILL);
+    ASSERT_EQ(killed.result.signal, SIGKILL) << killed.result.err;
+    EXPECT_GE(killed.copiedBeforeStop, 2u);
+    EXPECT_LT(killed.copiedBeforeStop, 8u);
     // The log is written when a job ends, so a killed job has none that could
     // say "Verified".
     EXPECT_TRUE(entries(dir / "logs").empty());
@@ -68,6 +85,26 @@ TEST(Interruption, KilledOffloadSaysNothingVerifiedAndARerunMakesAFreshCompleteC
     EXPECT_NE(log.find("Offload Verified"), std::string::npos);
     EXPECT_EQ(expectVerifiedCopiesIdentical(log), 8u);
     // The half-made copy is left as it was for the person to inspect.
-    EXPECT_EQ(entries(dir / "dest/card/CLIP").size(), copiedBeforeKill);
+    EXPECT_EQ(entries(dir / "dest/card/CLIP").size(), killed.copiedBeforeStop);
+    EXPECT_EQ(snapshotTree(dir / "card"), before);
+}
+
+TEST(Interruption, InterruptedOffloadEndsCanceledWithItsLogAndExitsOne)
+{
+    TempDir dir;
+    std::vector<std::string> arguments = offloadArguments(dir);
+    arguments.push_back("--json");
+    const TreeSnapshot before = snapshotTree(dir / "card");
+
+    const Stopped interrupted = stopHalfWay(dir, arguments, SIGINT);
+    ASSERT_EQ(interrupted.result.signal, 0) << interrupted.result.err;
+    EXPECT_EQ(interrupted.result.exitCode, 1);
+    const auto job = nlohmann::json::parse(interrupted.result.out);
+    EXPECT_EQ(job["status"], "Canceled");
+    EXPECT_LT(job["files"].get<int>(), 8);
+    const std::string log = readFile(job["log"].get<std::string>());
+    EXPECT_NE(log.find("Verification Status:Offload Canceled"), std::string::npos) << log;
+    EXPECT_EQ(log.find("Offload Verified"), std::string::npos);
+    expectVerifiedCopiesIdentical(log);
     EXPECT_EQ(snapshotTree(dir / "card"), before);
 }

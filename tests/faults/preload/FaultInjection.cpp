@@ -176,12 +176,15 @@ size_t allowance(const Tracked &slot, size_t wanted)
 int openTracked(int dirfd, const char *path, int flags, mode_t mode, bool at)
 {
     char absolute[4096];
-    const bool fault = resolve(dirfd, path, absolute, sizeof absolute) && wantsFault(absolute, flags);
+    const bool fault = g_ready && g_config.fault != Fault::None && resolve(dirfd, path, absolute, sizeof absolute) &&
+                       wantsFault(absolute, flags);
     if (fault && g_config.fault == Fault::OpenDenied) {
         errno = EACCES;
         return -1;
     }
-    const int fd = at ? real<OpenatFn>("openat")(dirfd, path, flags, mode) : real<OpenFn>("open")(path, flags, mode);
+    static const auto nextOpenat = real<OpenatFn>("openat");
+    static const auto nextOpen = real<OpenFn>("open");
+    const int fd = at ? nextOpenat(dirfd, path, flags, mode) : nextOpen(path, flags, mode);
     if (fault) track(fd, absolute);
     return fd;
 }
@@ -235,7 +238,8 @@ int openat64(int dirfd, const char *path, int flags, ...)
 int close(int fd)
 {
     if (fd >= 0 && fd < kMaxFd) g_fds[fd].active = false;
-    return real<CloseFn>("close")(fd);
+    static const auto next = real<CloseFn>("close");
+    return next(fd);
 }
 
 ssize_t read(int fd, void *buffer, size_t size)
