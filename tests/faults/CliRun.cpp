@@ -106,6 +106,8 @@ CliRun::Result CliRun::wait(std::chrono::milliseconds limit)
             result.timedOut = true;
             kill(SIGKILL);
         }
+        // A program it started may still hold the pipes; it gets a few seconds.
+        if (left.count() < -5000) break;
         pollfd fds[2] = {{m_out, POLLIN, 0}, {m_err, POLLIN, 0}};
         const int ready = ::poll(fds, 2, result.timedOut ? 1000 : static_cast<int>(left.count()));
         if (ready < 0 && errno != EINTR) break;
