@@ -1,5 +1,6 @@
 #include "controller/AppController.h"
 
+#include "cards/HDUtilities.h"
 #include "fsutil/HardwareUtilities.h"
 #include "fsutil/SystemLog.h"
 
@@ -54,6 +55,12 @@ AppController::AppController(std::shared_ptr<ControllerView> view, std::shared_p
       m_detailsDelegate(std::make_shared<DetailsDelegate>(m_view, m_mainLoop)), m_settings(processorsOf(m_options)),
       m_offloadPool(4 * processorsOf(m_options))
 {
+    if (!m_options.playSound) m_options.playSound = &AppController::playSystemSound;
+    if (!m_options.cardTypeOfDrive) m_options.cardTypeOfDrive = &HDUtilities::volumeTypeFromDrivePath;
+    if (!m_options.reformatDrive) m_options.reformatDrive = &HDUtilities::reformatDrive;
+    // Volumes mounted at start are never taken for new cards by the tick.
+    setDrivesMountedLastTick(refreshRemovableMedia());
+    populateMediaTitles();
     populateNamingSchemeOptions();
     configureStepper(m_settings.valueConsecutiveNumbering());
 }
@@ -73,6 +80,8 @@ AppController::~AppController()
         }
         workers = m_workers;
     }
+    m_activeTimer = false;
+    if (m_autoModeTimer) m_autoModeTimer->cancel();
     const std::vector<Job> jobs = listOffloadInstances();
     for (const Job &job : jobs) {
         if (!job->processingTaskIsOver()) job->cancelOffloadingTasks();
@@ -182,6 +191,7 @@ void AppController::applicationWillTerminate()
             for (const Job &job : jobs) autoSaveLogForInstance(job);
         }
     }
+    saveDefaults();
     m_offloadPool.cancelAllThreadsInThePool();
 }
 
@@ -196,19 +206,24 @@ bool AppController::hasActiveWorkers() const
 
 int AppController::alert(const std::string &title, const std::string &message, const std::vector<std::string> &buttons)
 {
-    if (m_mainLoop->isMainThread()) return m_view->showAlert(title, message, buttons);
+    return waitForMainThread([view = m_view, title, message, buttons] { return view->showAlert(title, message, buttons); });
+}
+
+int AppController::waitForMainThread(std::function<int()> work)
+{
+    if (m_mainLoop->isMainThread()) return work();
     auto pending = std::make_shared<PendingAnswer>();
     {
         std::lock_guard lock(m_workersMutex);
         if (m_shuttingDown) return 0;
         m_pendingAnswers.push_back(pending);
     }
-    m_mainLoop->post([pending, view = m_view, title, message, buttons] {
+    m_mainLoop->post([pending, work = std::move(work)] {
         {
             std::lock_guard lock(pending->mutex);
             if (pending->abandoned) return;
         }
-        const int answer = view->showAlert(title, message, buttons);
+        const int answer = work();
         {
             std::lock_guard lock(pending->mutex);
             pending->answer = answer;

@@ -7,6 +7,8 @@
 #include "engine/ThreadPool.h"
 #include "engine/WorkerThread.h"
 #include "settings/FerrydeckSettings.h"
+#include "settings/DefaultsPersistence.h"
+#include "settings/PreferencesStore.h"
 
 #include <atomic>
 #include <chrono>
@@ -38,8 +40,21 @@ public:
         std::chrono::milliseconds refreshInterval = std::chrono::seconds(5);
         // Free bytes of the file system holding a folder; statvfs when empty.
         std::function<uint64_t(const std::string &)> freeSpace;
+        // Plays a named sound: kSoundComplete or kSoundFailure. The system's
+        // sound service when empty.
+        std::function<void(const std::string &)> playSound;
+        // The card type id of a drive and its reformat; the card registry
+        // when empty. Tests replace them to see a reformat fail.
+        std::function<int32_t(const std::string &)> cardTypeOfDrive;
+        std::function<bool(const std::string &)> reformatDrive;
+        // Where settings and destinations persist; without one nothing is
+        // loaded or saved (the command line never writes the desktop's).
+        std::shared_ptr<PreferencesStore> preferences;
     };
 
+    static constexpr const char *kSoundComplete = "complete";
+    static constexpr const char *kSoundFailure = "carHorn";
+    static constexpr int32_t kUndefinedCardType = 11;
     static constexpr int32_t kStepperMinimum = 1;
     static constexpr int32_t kStepperMaximum = 9999;
 
@@ -100,11 +115,40 @@ public:
     void processInstance(const Job &job);
     void processingOfInstanceCompleted(const Job &job);
     void redistributeThreadsFromInstance(const Job &job);
-    // Card reformat, rename and eject after a card's last job: not built yet,
-    // so a finished card is left as it is.
-    virtual void runPostOffloadDriveModificationsForInstance(const Job &job);
-    // The mounted-volume lists: not built yet, so nothing is refreshed.
+
+    // --- persistence (AppControllerDefaults.cpp) --------------------------------
+    // Settings and destinations from the preferences store, when there is one.
+    void loadDefaults();
+    // False when the store could not be written; true without a store.
+    bool saveDefaults(const std::optional<DefaultsPersistence::WindowTexts> &texts = std::nullopt);
+
+    // --- automatic mode and volumes (AppControllerAutomatic.cpp) ---------------
+    std::vector<std::shared_ptr<AttachedVolume>> listMountedMedia() const;
+    void setListMountedMedia(std::vector<std::shared_ptr<AttachedVolume>> volumes);
+    std::vector<std::shared_ptr<AttachedVolume>> drivesMountedLastTick() const;
+    void setDrivesMountedLastTick(std::vector<std::shared_ptr<AttachedVolume>> volumes);
+    std::vector<std::string> listMediaTitles() const;
+    std::mutex &lockAutoTimer() { return m_lockAutoTimer; }
+    bool activeTimer() const { return m_activeTimer; }
+    void toggleOffloadMode();
+    void automaticallyProcessRemovableMedia();
+    std::vector<std::shared_ptr<AttachedVolume>> refreshRemovableMedia() const;
+    std::vector<std::shared_ptr<AttachedVolume>> refreshMountedMedia() const;
     virtual void refreshDriveLists();
+    bool isDirectoryARemovableDrive(const std::string &path) const;
+    void populateMediaTitles();
+    // Refreshes the drive lists and queues nothing, as designed.
+    void addAllRemovableMediaToQueue();
+
+    // --- card actions (AppControllerCardActions.cpp) ---------------------------
+    // Reformat, rename and eject after a card's last job; runs on the job's
+    // thread under lockPostOffload.
+    virtual void runPostOffloadDriveModificationsForInstance(const Job &job);
+    bool attemptToFormatDrive(const std::string &path);
+    void playOffloadCompleteSound();
+    void playOffloadFailureSound();
+    // The desktop's own sounds; what Options::playSound does when not given.
+    static void playSystemSound(const std::string &name);
 
     // --- naming (AppControllerNaming.cpp) --------------------------------------
     void populateNamingSchemeOptions();
@@ -144,6 +188,9 @@ protected:
     // holding any controller lock. Answers the default button when the
     // controller is shutting down.
     int alert(const std::string &title, const std::string &message, const std::vector<std::string> &buttons);
+    // Runs `work` on the main thread and waits for its answer without holding
+    // any controller lock; answers 0 when the controller is shutting down.
+    int waitForMainThread(std::function<int()> work);
     // Runs `change` on the main thread later; it never touches the controller.
     void updateView(std::function<void(ControllerView &)> change);
     // Starts `body` on a thread the destructor waits for.
@@ -155,6 +202,7 @@ private:
     struct PendingAnswer;
     class DetailsDelegate;
 
+    void playNamedSound(const std::string &name) const;
     std::string logFolderForInstance(const Job &job) const;
     void noteSavedLog(const Job &job, const std::string &path);
     std::vector<Job> collectJobsWithStatus(int32_t status);
@@ -179,6 +227,13 @@ private:
 
     FerrydeckSettings m_settings;
     ThreadPool m_offloadPool;
+    std::vector<std::shared_ptr<AttachedVolume>> m_listMountedMedia;
+    std::vector<std::shared_ptr<AttachedVolume>> m_drivesMountedLastTick;
+    std::vector<std::string> m_listMediaTitles;
+    std::mutex m_lockAutoTimer;
+    std::atomic<bool> m_activeTimer{false};
+    std::shared_ptr<MainLoopTimer> m_autoModeTimer;
+
     mutable std::mutex m_overflowMutex;
     std::vector<ThreadPool::Thread> m_overflowPool;
 

@@ -53,7 +53,7 @@ void AppController::processingOfInstanceCompleted(const Job &job)
             }
             job->setPostOffloadComplete(true);
         }
-        if (m_settings.playSound()) updateView([](ControllerView &view) { view.playOffloadCompleteSound(); });
+        if (m_settings.playSound()) playOffloadCompleteSound();
     }
     if (m_settings.autoSaveLogs()) autoSaveLogForInstance(job);
     redistributeThreadsFromInstance(job);
@@ -65,7 +65,10 @@ void AppController::processingOfInstanceCompleted(const Job &job)
             systemLog("could not refresh the drive lists: %s", error.what());
         }
     });
-    updateView([](ControllerView &view) { view.reloadQueueTable(); });
+    updateView([job](ControllerView &view) {
+        view.reloadQueueTable();
+        view.offloadFinished(job);
+    });
 }
 
 void AppController::redistributeThreadsFromInstance(const Job &job)
@@ -112,9 +115,5 @@ void AppController::redistributeThreadsFromInstance(const Job &job)
         target->pool().fireAllThreadsInThePool();
     }
 }
-
-void AppController::runPostOffloadDriveModificationsForInstance(const Job &) {}
-
-void AppController::refreshDriveLists() {}
 
 } // namespace ferrydeck

@@ -33,6 +33,8 @@ void AppController::addDirectoriesToOffloadList(const std::vector<std::string> &
                 for (const Destination &destination : destinations) {
                     if (!destination->inUse()) continue;
                     Job job = OffloadInstance::create(source, destination->destinationPath(), m_mainLoop);
+                    // Copy threads may outlive the controller: the hook holds the player, not `this`.
+                    job->setFailureSound([play = m_options.playSound] { play(kSoundFailure); });
                     queue.push_back(job);
                     added.push_back(job);
                 }

@@ -54,7 +54,14 @@ public:
     virtual void showNamingPreview(const std::string &) {}
     virtual void setNamingFieldsVisible(bool /*customName*/, bool /*stepper*/) {}
     virtual void setCommonLogFolderVisible(bool) {}
-    virtual void playOffloadCompleteSound() {}
+    // A job is over and every step after it (card actions, log save) is done.
+    virtual void offloadFinished(const std::shared_ptr<OffloadInstance> &) {}
+    // The removable and local drive tables.
+    virtual void reloadDriveTables() {}
+    // Shows or hides the controls that only matter in manual mode.
+    virtual void makeManualItemsVisible(bool) {}
+    // The rename text typed in the window; none leaves the saved setting.
+    virtual std::optional<std::string> renameCardText() const { return std::nullopt; }
 };
 
 } // namespace ferrydeck
