@@ -88,23 +88,3 @@ TEST(Interruption, KilledOffloadSaysNothingVerifiedAndARerunMakesAFreshCompleteC
     EXPECT_EQ(entries(dir / "dest/card/CLIP").size(), killed.copiedBeforeStop);
     EXPECT_EQ(snapshotTree(dir / "card"), before);
 }
-
-TEST(Interruption, InterruptedOffloadEndsCanceledWithItsLogAndExitsOne)
-{
-    TempDir dir;
-    std::vector<std::string> arguments = offloadArguments(dir);
-    arguments.push_back("--json");
-    const TreeSnapshot before = snapshotTree(dir / "card");
-
-    const Stopped interrupted = stopHalfWay(dir, arguments, SIGINT);
-    ASSERT_EQ(interrupted.result.signal, 0) << interrupted.result.err;
-    EXPECT_EQ(interrupted.result.exitCode, 1);
-    const auto job = nlohmann::json::parse(interrupted.result.out);
-    EXPECT_EQ(job["status"], "Canceled");
-    EXPECT_LT(job["files"].get<int>(), 8);
-    const std::string log = readFile(job["log"].get<std::string>());
-    EXPECT_NE(log.find("Verification Status:Offload Canceled"), std::string::npos) << log;
-    EXPECT_EQ(log.find("Offload Verified"), std::string::npos);
-    expectVerifiedCopiesIdentical(log);
-    EXPECT_EQ(snapshotTree(dir / "card"), before);
-}
