@@ -7,8 +7,10 @@ BUILD_DIR ?= build-$(SANITIZE)
 endif
 BUILD_TYPE ?= RelWithDebInfo
 JOBS ?= $(shell nproc)
+FUZZ_SECONDS ?= 600
+FUZZ_SMOKE_SECONDS ?= 25
 
-.PHONY: all deps configure build test run demo bench install clean
+.PHONY: all deps configure build test test-sanitizers fuzz fuzz-smoke run demo bench install clean
 
 all: build
 
@@ -23,6 +25,18 @@ build: configure
 
 test: build
 	@cd $(BUILD_DIR) && ctest --output-on-failure -j $(JOBS) --timeout 300
+
+# The whole suite again under address+undefined, then under thread.
+test-sanitizers: deps
+	@$(MAKE) --no-print-directory test SANITIZE=address BUILD_DIR=build-address
+	@$(MAKE) --no-print-directory test SANITIZE=thread BUILD_DIR=build-thread
+
+# Every fuzz target for FUZZ_SECONDS each (fuzz/README.md); fuzz-smoke is CI's short run.
+fuzz: deps
+	@JOBS=$(JOBS) bash scripts/fuzz.sh $(FUZZ_SECONDS)
+
+fuzz-smoke: deps
+	@JOBS=$(JOBS) bash scripts/fuzz.sh $(FUZZ_SMOKE_SECONDS)
 
 run: build
 	@bash scripts/run.sh $(BUILD_DIR)
@@ -40,4 +54,4 @@ install: build
 	@cmake --install $(BUILD_DIR) $(if $(PREFIX),--prefix $(PREFIX))
 
 clean:
-	@rm -rf build build-address build-thread
+	@rm -rf build build-address build-thread build-fuzz
