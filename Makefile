@@ -7,8 +7,10 @@ BUILD_DIR ?= build-$(SANITIZE)
 endif
 BUILD_TYPE ?= RelWithDebInfo
 JOBS ?= $(shell nproc)
+FUZZ_SECONDS ?= 600
+FUZZ_SMOKE_SECONDS ?= 25
 
-.PHONY: all deps configure build test run demo bench clean
+.PHONY: all deps configure build test test-sanitizers fuzz fuzz-smoke run demo bench install clean
 
 all: build
 
@@ -24,6 +26,18 @@ build: configure
 test: build
 	@cd $(BUILD_DIR) && ctest --output-on-failure -j $(JOBS) --timeout 300
 
+# The whole suite again under address+undefined, then under thread.
+test-sanitizers: deps
+	@$(MAKE) --no-print-directory test SANITIZE=address BUILD_DIR=build-address
+	@$(MAKE) --no-print-directory test SANITIZE=thread BUILD_DIR=build-thread
+
+# Every fuzz target for FUZZ_SECONDS each (fuzz/README.md); fuzz-smoke is CI's short run.
+fuzz: deps
+	@JOBS=$(JOBS) bash scripts/fuzz.sh $(FUZZ_SECONDS)
+
+fuzz-smoke: deps
+	@JOBS=$(JOBS) bash scripts/fuzz.sh $(FUZZ_SMOKE_SECONDS)
+
 run: build
 	@bash scripts/run.sh $(BUILD_DIR)
 
@@ -33,8 +47,13 @@ demo: build
 # Benchmarks want an optimised build of their own, without the tests.
 bench: deps
 	@cmake -S . -B build-release -G Ninja -DCMAKE_BUILD_TYPE=Release -DFERRYDECK_BUILD_TESTS=OFF >/dev/null
-	@cmake --build build-release -j $(JOBS) --target ferrydeck-cli bench-walk bench-uncache
+	@cmake --build build-release -j $(JOBS) --target ferrydeck-cli bench-walk bench-uncache bench-gui-block
 	@bash bench/run-all.sh build-release
+	@bash bench/gui.sh build-release
+
+# PREFIX=/usr/local by default; the desktop's menu finds share/applications there.
+install: build
+	@cmake --install $(BUILD_DIR) $(if $(PREFIX),--prefix $(PREFIX))
 
 clean:
-	@rm -rf build build-address build-thread build-release
+	@rm -rf build build-address build-thread build-fuzz build-release

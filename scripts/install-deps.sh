@@ -11,7 +11,11 @@ packages=(
   libxml2-dev nlohmann-json3-dev libcli11-dev qt6-base-dev libcanberra-dev
   # tests and benchmarks
   libgtest-dev libgmock-dev googletest
+  # the window's screenshots under a virtual display, with a font to draw text
+  xvfb xauth fonts-dejavu-core
   diffutils findutils coreutils time
+  # fuzzing (make fuzz, make fuzz-smoke): clang with the libFuzzer runtime
+  clang libclang-rt-14-dev
   # card rename tools and the test images they work on
   dosfstools exfatprogs e2fsprogs mtools
   # gdbus, to relabel cards through udisks2 (udisksctl comes with the

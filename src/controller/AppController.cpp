@@ -1,5 +1,6 @@
 #include "controller/AppController.h"
 
+#include "cards/HDUtilities.h"
 #include "fsutil/HardwareUtilities.h"
 #include "fsutil/SystemLog.h"
 
@@ -55,6 +56,8 @@ AppController::AppController(std::shared_ptr<ControllerView> view, std::shared_p
       m_offloadPool(4 * processorsOf(m_options))
 {
     if (!m_options.playSound) m_options.playSound = &AppController::playSystemSound;
+    if (!m_options.cardTypeOfDrive) m_options.cardTypeOfDrive = &HDUtilities::volumeTypeFromDrivePath;
+    if (!m_options.reformatDrive) m_options.reformatDrive = &HDUtilities::reformatDrive;
     // Volumes mounted at start are never taken for new cards by the tick.
     setDrivesMountedLastTick(refreshRemovableMedia());
     populateMediaTitles();
@@ -188,6 +191,7 @@ void AppController::applicationWillTerminate()
             for (const Job &job : jobs) autoSaveLogForInstance(job);
         }
     }
+    saveDefaults();
     m_offloadPool.cancelAllThreadsInThePool();
 }
 

@@ -7,6 +7,8 @@
 #include "engine/ThreadPool.h"
 #include "engine/WorkerThread.h"
 #include "settings/FerrydeckSettings.h"
+#include "settings/DefaultsPersistence.h"
+#include "settings/PreferencesStore.h"
 
 #include <atomic>
 #include <chrono>
@@ -42,9 +44,12 @@ public:
         // sound service when empty.
         std::function<void(const std::string &)> playSound;
         // The card type id of a drive and its reformat; the card registry
-        // when empty.
+        // when empty. Tests replace them to see a reformat fail.
         std::function<int32_t(const std::string &)> cardTypeOfDrive;
         std::function<bool(const std::string &)> reformatDrive;
+        // Where settings and destinations persist; without one nothing is
+        // loaded or saved (the command line never writes the desktop's).
+        std::shared_ptr<PreferencesStore> preferences;
     };
 
     static constexpr const char *kSoundComplete = "complete";
@@ -110,6 +115,12 @@ public:
     void processInstance(const Job &job);
     void processingOfInstanceCompleted(const Job &job);
     void redistributeThreadsFromInstance(const Job &job);
+
+    // --- persistence (AppControllerDefaults.cpp) --------------------------------
+    // Settings and destinations from the preferences store, when there is one.
+    void loadDefaults();
+    // With the window's texts. False when the store could not be written; true without a store.
+    bool saveDefaults();
 
     // --- automatic mode and volumes (AppControllerAutomatic.cpp) ---------------
     std::vector<std::shared_ptr<AttachedVolume>> listMountedMedia() const;

@@ -1,5 +1,13 @@
 #include "controller/AppController.h"
 
+#include "cards/Canon5DUtilities.h"
+#include "cards/CanonAVCHDUtilities.h"
+#include "cards/JVCMP4Utilities.h"
+#include "cards/JVCQTUtilities.h"
+#include "cards/PanasonicAVCHDUtilities.h"
+#include "cards/PanasonicP2Utilities.h"
+#include "cards/REDUtilities.h"
+#include "cards/SonyXDCAMExUtilities.h"
 #include "fsutil/AttachedVolume.h"
 #include "fsutil/DirectoryUtilities.h"
 #include "fsutil/SystemLog.h"
@@ -142,7 +150,17 @@ bool AppController::isDirectoryARemovableDrive(const std::string &path) const
 
 void AppController::populateMediaTitles()
 {
-    std::vector<std::string> titles{"Any Volume"};
+    const std::vector<std::string> titles{
+        "Any Volume",
+        CanonAVCHDUtilities::utility()->volumeTitle(),
+        Canon5DUtilities::utility()->volumeTitle(),
+        JVCMP4Utilities::utility()->volumeTitle(),
+        JVCQTUtilities::utility()->volumeTitle(),
+        PanasonicAVCHDUtilities::utility()->volumeTitle(),
+        PanasonicP2Utilities::utility()->volumeTitle(),
+        REDUtilities::utility()->volumeTitle(),
+        SonyXDCAMExUtilities::utility()->volumeTitle(),
+    };
     std::lock_guard lock(m_lists);
     m_listMediaTitles = std::move(titles);
 }

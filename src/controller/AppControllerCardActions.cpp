@@ -3,6 +3,7 @@
 #include "fsutil/AttachedVolume.h"
 #include "fsutil/DirectoryUtilities.h"
 #include "fsutil/FileUtilities.h"
+#include "fsutil/Resources.h"
 #include "fsutil/SystemLog.h"
 #include "fsutil/SystemSound.h"
 
@@ -87,8 +88,11 @@ bool AppController::attemptToFormatDrive(const std::string &path)
 {
     if (!DirectoryUtilities::driveIsRemovable(path)) return false;
     if (!DirectoryUtilities::unlockDirectory(path)) return false;
-    if (!m_options.cardTypeOfDrive || !m_options.reformatDrive) return false;
-    if (m_options.cardTypeOfDrive(path) == kUndefinedCardType) return false;
+    if (m_options.cardTypeOfDrive(path) == kUndefinedCardType) {
+        // Deliberately no alert: an unknown card is simply left alone.
+        systemLog("Drive \"%s\" did not match any known drive formats & could not be reformatted", path.c_str());
+        return false;
+    }
 
     std::string failure;
     if (m_settings.warnBeforeFormatting() &&
@@ -125,7 +129,11 @@ void AppController::playNamedSound(const std::string &name) const
 
 void AppController::playSystemSound(const std::string &name)
 {
-    if (name == kSoundComplete) SystemSound::playEvent(name);
+    if (name == kSoundComplete) {
+        SystemSound::playEvent(name);
+    } else if (const auto file = resourcePath(name + ".wav")) {
+        SystemSound::playFile(*file);
+    }
 }
 
 } // namespace ferrydeck

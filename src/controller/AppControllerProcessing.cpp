@@ -35,7 +35,11 @@ void AppController::processInstance(const Job &job)
                                job->offloadDirectory().c_str()),
               {"OK"});
     };
-    hooks.refresh = [this, &job] { updateView([job](ControllerView &view) { view.refreshDetails(job); }); };
+    hooks.refresh = [this, &job] {
+        updateView([weak = std::weak_ptr(job)](ControllerView &view) {
+            if (const Job held = weak.lock()) view.refreshDetails(held);
+        });
+    };
     OffloadDriver::drive(job, hooks);
     processingOfInstanceCompleted(job);
 }
@@ -65,7 +69,12 @@ void AppController::processingOfInstanceCompleted(const Job &job)
             systemLog("could not refresh the drive lists: %s", error.what());
         }
     });
-    updateView([](ControllerView &view) { view.reloadQueueTable(); });
+    // Weak: the job holds the main loop, so a posted call that held the job and
+    // never ran (the loop stopped first) would keep both alive.
+    updateView([weak = std::weak_ptr(job)](ControllerView &view) {
+        view.reloadQueueTable();
+        if (const Job held = weak.lock()) view.offloadFinished(held);
+    });
 }
 
 void AppController::redistributeThreadsFromInstance(const Job &job)

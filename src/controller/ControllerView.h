@@ -1,5 +1,7 @@
 #pragma once
 
+#include "settings/DefaultsPersistence.h"
+
 #include <memory>
 #include <optional>
 #include <string>
@@ -54,10 +56,14 @@ public:
     virtual void showNamingPreview(const std::string &) {}
     virtual void setNamingFieldsVisible(bool /*customName*/, bool /*stepper*/) {}
     virtual void setCommonLogFolderVisible(bool) {}
+    // A job is over and every step after it (card actions, log save) is done.
+    virtual void offloadFinished(const std::shared_ptr<OffloadInstance> &) {}
     // The removable and local drive tables.
     virtual void reloadDriveTables() {}
     // Shows or hides the controls that only matter in manual mode.
     virtual void makeManualItemsVisible(bool) {}
+    // The window's five text fields, saved with the settings; none keeps the settings' own.
+    virtual std::optional<DefaultsPersistence::WindowTexts> windowTexts() const { return std::nullopt; }
     // The rename text typed in the window; none leaves the saved setting.
     virtual std::optional<std::string> renameCardText() const { return std::nullopt; }
 };

@@ -14,6 +14,46 @@ std::string number(uint64_t value)
     return std::to_string(value);
 }
 
+// File names are bytes, the log is UTF-8: a byte that does not belong to a
+// well-formed sequence becomes U+FFFD, so the log stays readable and still
+// names the file.
+std::string readable(const std::string &name)
+{
+    std::string text;
+    text.reserve(name.size());
+    const auto byte = [&](size_t i) { return static_cast<unsigned char>(name[i]); };
+    for (size_t i = 0; i < name.size();) {
+        const unsigned char lead = byte(i);
+        size_t length = 0;
+        unsigned char low = 0x80, high = 0xBF; // bounds of the second byte
+        if (lead < 0x80) length = 1;
+        else if (lead >= 0xC2 && lead <= 0xDF) length = 2;
+        else if (lead >= 0xE0 && lead <= 0xEF) {
+            length = 3;
+            if (lead == 0xE0) low = 0xA0;  // overlong
+            if (lead == 0xED) high = 0x9F; // surrogates
+        } else if (lead >= 0xF0 && lead <= 0xF4) {
+            length = 4;
+            if (lead == 0xF0) low = 0x90;
+            if (lead == 0xF4) high = 0x8F; // above U+10FFFF
+        }
+        size_t k = 1;
+        while (length > 0 && k < length && i + k < name.size()) {
+            const unsigned char c = byte(i + k);
+            if (k == 1 ? (c < low || c > high) : (c < 0x80 || c > 0xBF)) break;
+            ++k;
+        }
+        if (length > 0 && k == length) {
+            text.append(name, i, length);
+        } else {
+            // A sequence broken off is one replacement, as decoders count it.
+            text += "\xEF\xBF\xBD";
+        }
+        i += k;
+    }
+    return text;
+}
+
 } // namespace
 
 void OffloadInstance::createInitialLogEntry()
@@ -22,7 +62,7 @@ void OffloadInstance::createInitialLogEntry()
     std::string text = std::string("Ferrydeck by Brightwater (") + kMakerWebAddress + ")\n";
     // The display model's start time is still the job's creation time here.
     text += "Offload Began at " + dateText(m_interface->startTime()) + "\n";
-    text += "Offloading files from " + sourceDirectory() + " to " + fullOffloadPath() + "\n";
+    text += "Offloading files from " + readable(sourceDirectory()) + " to " + readable(fullOffloadPath()) + "\n";
     text += "Total files at source:" + number(totalFilesAtSource()) + "\n";
     text += "Total bytes at source:" + number(bytesAtSource()) + "\n\n\n\n";
     m_interface->addLogEntryToLogDetails({text, DisplayColor::Default});
@@ -35,8 +75,8 @@ void OffloadInstance::createLogEntriesForCopies(const std::vector<Details> &copi
     std::lock_guard lock(m_lockCopyDetails);
     const bool contents = byteComparison();
     for (const Details &record : copies) {
-        const std::string from = record->filePath();
-        const std::string to = record->outputPath();
+        const std::string from = readable(record->filePath());
+        const std::string to = readable(record->outputPath());
         // The missing quotation mark after the second path is part of the text.
         std::string text = "\nComparing \"" + from + "\" to \"" + to + ":\n";
         DisplayColor color = DisplayColor::Black;

@@ -14,6 +14,7 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 
 namespace ferrydeck {
 
@@ -29,8 +30,27 @@ std::string FileUtilities::compareCommandLine(const std::string &source, const s
     return "cmp " + escapeCharachters(source) + " " + escapeCharachters(destination);
 }
 
+namespace {
+
+std::optional<std::string> linkTarget(const std::string &path)
+{
+    char target[PATH_MAX];
+    const ssize_t n = ::readlink(path.c_str(), target, sizeof target);
+    if (n < 0 || static_cast<size_t>(n) >= sizeof target) return std::nullopt;
+    return std::string(target, static_cast<size_t>(n));
+}
+
+} // namespace
+
 bool FileUtilities::compareFileContents(const std::string &source, const std::string &destination)
 {
+    // A link is copied as a link, so what it holds is its target text; cmp
+    // would follow it instead, and fail on a loop or a folder.
+    struct stat info {};
+    if (::lstat(source.c_str(), &info) == 0 && S_ISLNK(info.st_mode)) {
+        const auto target = linkTarget(source);
+        return target && linkTarget(destination) == target;
+    }
     // Without this the comparison could read the copy back from memory and
     // never see what actually reached the medium.
     if (UniqueFd fd(::open(destination.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)); fd) {

@@ -16,6 +16,13 @@ class FerrydeckSettings : public BrightwaterSettings {
 public:
     // Asks the machine for its processor count once, for the initial thread count.
     FerrydeckSettings();
+    // The window's choices as stored in verificationOption and selectedLogOption.
+    static constexpr int32_t kVerifyBySize = 0;
+    static constexpr int32_t kVerifyByContents = 1;
+    static constexpr int32_t kVerifyNone = 2;
+    static constexpr int32_t kLogVerbose = 0;
+    static constexpr int32_t kLogMinimal = 1;
+
     explicit FerrydeckSettings(int32_t processorCount);
 
     std::optional<std::vector<std::string>> findMemberKeys() const override;

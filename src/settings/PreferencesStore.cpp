@@ -76,6 +76,16 @@ PreferencesStore::PreferencesStore(std::string filePath)
 
 bool PreferencesStore::load()
 {
+    return loadFile(true);
+}
+
+bool PreferencesStore::loadWithoutRepair()
+{
+    return loadFile(false);
+}
+
+bool PreferencesStore::loadFile(bool repair)
+{
     std::string text;
     int error = 0;
     if (!readAll(m_filePath, text, error)) {
@@ -94,6 +104,12 @@ bool PreferencesStore::load()
         return true;
     }
 
+    if (!repair) {
+        systemLog("preferences: %s is not a preferences file; starting with defaults", m_filePath.c_str());
+        std::lock_guard lock(m_mutex);
+        m_values = Dictionary::object();
+        return false;
+    }
     // Keep the damaged file for the user to look at, and out of the way of
     // the next save.
     const std::string aside = m_filePath + ".bad";

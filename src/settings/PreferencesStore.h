@@ -29,6 +29,9 @@ public:
     // on standard error, and the store starts empty; false then, and when the
     // file cannot be read.
     bool load();
+    // As load, but a damaged file is left where it is: for readers that must
+    // never change the desktop application's preferences.
+    bool loadWithoutRepair();
     // Writes every value, creating the folder when needed. On failure the old
     // file stays as it was, the reason goes to standard error, and the values
     // in memory are kept for another try.
@@ -40,6 +43,7 @@ public:
     void removeObject(const std::string &key);
 
 private:
+    bool loadFile(bool repair);
     std::string m_filePath;
     mutable std::mutex m_mutex;
     Dictionary m_values = Dictionary::object();

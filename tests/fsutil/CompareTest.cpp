@@ -84,3 +84,16 @@ TEST(Process, RunsWithoutAShellAndReportsExitCodes)
     EXPECT_EQ(echoed.output, "$(whoami)\n");
     EXPECT_EQ(Process::displayCommand({"cmp", "it's"}), "'cmp' 'it'\\''s'");
 }
+
+TEST(Compare, LinksCompareByTheirTargetsWithoutFollowingThem)
+{
+    TempDir dir;
+    ASSERT_EQ(::symlink("loop", (dir / "loop").c_str()), 0);
+    ASSERT_EQ(::symlink("loop", (dir / "copy").c_str()), 0);
+    ASSERT_EQ(::symlink("..", (dir / "up").c_str()), 0);
+    writeFile(dir / "file", "loop");
+    EXPECT_TRUE(FileUtilities::compareFileContents(dir / "loop", dir / "copy"));
+    EXPECT_FALSE(FileUtilities::compareFileContents(dir / "loop", dir / "up"));
+    EXPECT_FALSE(FileUtilities::compareFileContents(dir / "loop", dir / "file"));
+    EXPECT_FALSE(FileUtilities::compareFileContents(dir / "loop", dir / "missing"));
+}

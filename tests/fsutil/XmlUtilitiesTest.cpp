@@ -330,3 +330,28 @@ TEST(XmlSafety, ExternalEntitiesAndDtdsAreNeverFetched)
     EXPECT_FALSE(listener.connected());
     ::close(watch);
 }
+
+TEST(XmlSafety, EntityBombsAndDeepNestingAreReadInBoundedTimeAndMemory)
+{
+    TempDir dir;
+    std::string bomb = "<?xml version=\"1.0\"?>\n<!DOCTYPE Clip [\n<!ENTITY a0 \"lollollollollollollollollollol\">\n";
+    for (int i = 1; i < 10; ++i) {
+        bomb += "<!ENTITY a" + std::to_string(i) + " \"";
+        for (int k = 0; k < 10; ++k) bomb += "&a" + std::to_string(i - 1) + ";";
+        bomb += "\">\n";
+    }
+    bomb += "]>\n<Clip><Name>&a9;</Name><Tc>01:00:00:00</Tc></Clip>\n";
+    writeFile(dir / "bomb.xml", bomb);
+    // A billion copies would be gigabytes: whether the parser gives up on the
+    // file or leaves the entity unexpanded, what comes back stays small.
+    for (const char *tag : {"<Name>", "<Tc>"}) {
+        EXPECT_LT(XmlUtilities::findXmlTagInfo(tag, dir / "bomb.xml").value_or("").size(), 100u) << tag;
+    }
+    const auto document = XmlDocument::parseFile(dir / "bomb.xml");
+    EXPECT_LT(document ? document->xmlData().size() : 0, 100000u);
+
+    std::string deep;
+    for (int i = 0; i < 100000; ++i) deep += "<a>";
+    writeFile(dir / "deep.xml", "<Clip><Tc>02:00:00:00</Tc>" + deep);
+    EXPECT_EQ(XmlUtilities::findXmlTagInfo("<Tc>", dir / "deep.xml"), "02:00:00:00");
+}

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "cards/BrightwaterQTUtilities.h"
+
+namespace ferrydeck {
+
+// Canon EOS cameras: QuickTime clips below DCIM, camera settings in MISC.
+class Canon5DUtilities : public BrightwaterQTUtilities {
+public:
+    static constexpr int32_t kVolumeType = 8;
+    static std::shared_ptr<const Canon5DUtilities> utility();
+
+    int32_t volumeType() const override;
+    std::string volumeTitle() const override;
+    bool filePathMatchesVolumeStructure(const std::string &path) const override;
+    bool drivePathMatchesVolumeStructure(const std::string &drivePath) const override;
+    // Deletes every file below DCIM; the folders, MISC and everything else
+    // stay.
+    bool reformatDrivePath(const std::string &drivePath) const override;
+};
+
+} // namespace ferrydeck

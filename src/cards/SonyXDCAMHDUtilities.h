@@ -1,0 +1,18 @@
+#pragma once
+
+#include "cards/SonyXDCAMUtilities.h"
+
+namespace ferrydeck {
+
+// Sony XDCAM HD: MXF clips in a "Clip" folder. Recognised by its files only.
+class SonyXDCAMHDUtilities : public SonyXDCAMUtilities {
+public:
+    static constexpr int32_t kVolumeType = 5;
+    static std::shared_ptr<const SonyXDCAMHDUtilities> utility();
+
+    int32_t volumeType() const override;
+    std::string volumeTitle() const override;
+    bool filePathMatchesVolumeStructure(const std::string &path) const override;
+};
+
+} // namespace ferrydeck

@@ -1,0 +1,360 @@
+#include "cli/OffloadSession.h"
+
+#include "cli/CliPaths.h"
+#include "controller/OffloadNamingScheme.h"
+#include "fsutil/FileUtilities.h"
+#include "settings/DefaultsPersistence.h"
+
+#include <nlohmann/json.hpp>
+
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <iostream>
+#include <map>
+
+namespace ferrydeck::cli {
+
+namespace {
+
+std::atomic<bool> g_interrupted{false};
+
+void onInterrupt(int)
+{
+    g_interrupted = true;
+}
+
+const std::map<std::string, int32_t> kSchemes{
+    {"custom", OffloadNamingScheme::kCustomVolumeName}, {"number", OffloadNamingScheme::kConsecutiveNumbering},
+    {"card", OffloadNamingScheme::kCardName},           {"created", OffloadNamingScheme::kDateVolumeCreated},
+    {"modified", OffloadNamingScheme::kDateVolumeModified}, {"today", OffloadNamingScheme::kTodaysDate},
+    {"none", OffloadNamingScheme::kNone},
+};
+
+int usage(const std::string &message)
+{
+    std::fprintf(stderr, "ferrydeck-cli: %s\n", message.c_str());
+    return kExitUsage;
+}
+
+} // namespace
+
+void addOffloadOptions(CLI::App &command, OffloadOptions &options)
+{
+    command.add_option("--dest", options.destinations, "Destination folder (repeat for several)");
+    command.add_option("--verify", options.verify, "Verification: size, contents (byte for byte) or none")
+        ->check(CLI::IsMember({"size", "contents", "none"}))
+        ->capture_default_str();
+    command.add_option("--log-detail", options.logDetail, "Log detail: minimal or verbose")
+        ->check(CLI::IsMember({"minimal", "verbose"}))
+        ->capture_default_str();
+    command.add_flag("--verbose-log", options.verboseLog, "Same as --log-detail verbose");
+    command.add_option("--scheme", options.scheme, "Naming: custom, number, card, created, modified, today or none")
+        ->check(CLI::IsMember({"custom", "number", "card", "created", "modified", "today", "none"}))
+        ->capture_default_str();
+    command.add_option("--name", options.name, "Folder name for --scheme custom");
+    command.add_option("--number", options.number, "First consecutive number for --scheme number")
+        ->check(CLI::Range(AppController::kStepperMinimum, AppController::kStepperMaximum));
+    command.add_option("--prefix", options.prefix, "Text before the scheme's part of the name");
+    command.add_option("--suffix", options.suffix, "Text after the scheme's part of the name");
+    command.add_option("--threads", options.threads, "Copy threads shared by all jobs (default 4 per processor)")
+        ->check(CLI::Range(1, 256));
+    auto *logDir = command.add_option("--log-dir", options.logDir, "Save each log into this folder");
+    auto *logInCopy =
+        command.add_flag("--log-in-copy,--log-to-offload-folder", options.logInCopy, "Save each log into its copy");
+    logDir->excludes(logInCopy);
+    command.add_flag("--saved", options.saved,
+                     "Take destinations and options from the desktop application's saved preferences (read only)");
+    command.add_flag("--yes", options.yes, "Answer YES where the window would ask");
+    command.add_flag("--json", options.json, "One JSON object per job on standard output");
+    command.add_flag("--quiet", options.quiet, "No progress lines and no summary");
+}
+
+void noteGivenOptions(const CLI::App &command, OffloadOptions &options)
+{
+    for (const CLI::Option *option : command.get_options()) {
+        if (option->count() > 0) options.given.insert(option->get_name());
+    }
+}
+
+// The window as flags and standard error: alerts are printed, a YES/NO
+// question takes YES only when --yes was given, otherwise the default button.
+class OffloadSession::View : public ControllerView {
+public:
+    explicit View(const OffloadOptions &options) : m_options(options) {}
+
+    int showAlert(const std::string &title, const std::string &message,
+                  const std::vector<std::string> &buttons) override
+    {
+        std::fprintf(stderr, "%s: %s\n", title.c_str(), message.c_str());
+        if (m_options.yes) {
+            for (size_t i = 0; i < buttons.size(); ++i) {
+                if (buttons[i] == "YES") return static_cast<int>(i);
+            }
+        }
+        return 0;
+    }
+    NamingControls namingControls() const override
+    {
+        return {OffloadNamingScheme::titleForScheme(kSchemes.at(m_options.scheme)), m_options.name, m_options.prefix,
+                m_options.suffix};
+    }
+    VerificationControls verificationControls() const override
+    {
+        VerificationControls controls;
+        if (m_options.verify == "contents") controls.verification = Verification::Contents;
+        if (m_options.verify == "none") controls.verification = Verification::None;
+        controls.verboseLogging = m_options.verboseLog || m_options.logDetail == "verbose";
+        return controls;
+    }
+    std::optional<std::string> renameCardText() const override { return m_options.rename; }
+    void offloadFinished(const std::shared_ptr<OffloadInstance> &job) override
+    {
+        if (onFinished) onFinished(job);
+    }
+
+    std::function<void(const std::shared_ptr<OffloadInstance> &)> onFinished;
+    std::optional<std::string> chooseFolder(const std::string &, const std::string &) override { return std::nullopt; }
+    std::optional<std::string> chooseSaveFile(const std::string &, const std::string &, const std::string &) override
+    {
+        return std::nullopt;
+    }
+
+private:
+    const OffloadOptions &m_options;
+};
+
+// One line per running job: redrawn in place on a terminal, printed every
+// two seconds otherwise.
+class OffloadSession::Progress {
+public:
+    explicit Progress(bool quiet) : m_quiet(quiet), m_terminal(::isatty(STDERR_FILENO) == 1) {}
+
+    void draw(const std::vector<AppController::Job> &jobs)
+    {
+        if (m_quiet) return;
+        const auto now = std::chrono::steady_clock::now();
+        if (now - m_last < (m_terminal ? std::chrono::milliseconds(250) : std::chrono::seconds(2))) return;
+        m_last = now;
+        std::vector<std::string> lines;
+        for (const auto &job : jobs) {
+            const int32_t status = job->offloadStatus();
+            if (!m_terminal && status != OffloadInstance::kProcessing) continue;
+            lines.push_back(lineFor(*job));
+        }
+        if (m_terminal) {
+            // Back to the first line of the previous drawing, then over it.
+            if (m_drawn > 0) std::fprintf(stderr, "\033[%zuA", m_drawn);
+            for (const std::string &line : lines) std::fprintf(stderr, "\r\033[K%s\n", line.c_str());
+            for (size_t extra = lines.size(); extra < m_drawn; ++extra) std::fputs("\r\033[K\n", stderr);
+            m_drawn = std::max(m_drawn, lines.size());
+        } else {
+            for (const std::string &line : lines) std::fprintf(stderr, "%s\n", line.c_str());
+        }
+        std::fflush(stderr);
+    }
+
+private:
+    static std::string lineFor(const OffloadInstance &job)
+    {
+        const auto shown = job.interface();
+        char text[512];
+        std::snprintf(text, sizeof text, "%-10s %s -> %s: %d/%llu files, %.1f/%.1f MB, left %s",
+                      OffloadInstance::statusText(job.offloadStatus()),
+                      path::lastComponent(job.sourceDirectory()).c_str(), job.fullOffloadPath().c_str(),
+                      job.itemsProcessed(), static_cast<unsigned long long>(job.totalFilesAtSource()),
+                      static_cast<double>(job.bytesCopied()) / 1e6, static_cast<double>(job.bytesAtSource()) / 1e6,
+                      shown->estimatedTimeRemaining().c_str());
+        return text;
+    }
+
+    bool m_quiet;
+    bool m_terminal;
+    size_t m_drawn = 0;
+    std::chrono::steady_clock::time_point m_last{};
+};
+
+OffloadSession::OffloadSession(OffloadOptions &options)
+    : m_options(options), m_loop(std::make_shared<StdMainLoop>()), m_view(std::make_shared<View>(options)),
+      m_progress(std::make_unique<Progress>(options.quiet || options.json))
+{
+    g_interrupted = false;
+    std::signal(SIGINT, onInterrupt);
+    std::signal(SIGTERM, onInterrupt);
+}
+
+OffloadSession::~OffloadSession()
+{
+    m_controller.reset();
+    std::signal(SIGINT, SIG_DFL);
+    std::signal(SIGTERM, SIG_DFL);
+}
+
+// Saved settings fill every option that was not given on the command line;
+// the preferences file is only read.
+int OffloadSession::loadSaved()
+{
+    PreferencesStore store;
+    store.loadWithoutRepair();
+    FerrydeckSettings saved(1);
+    std::vector<std::string> ticked;
+    for (const auto &destination : DefaultsPersistence::loadDefaults(store, saved, {})) {
+        if (destination->inUse()) ticked.push_back(destination->destinationPath());
+    }
+    // The saved destinations come first, as the window would list them.
+    m_options.destinations.insert(m_options.destinations.begin(), ticked.begin(), ticked.end());
+    auto fill = [&](const char *flag, auto &field, auto value) {
+        if (!m_options.given.count(flag)) field = value;
+    };
+    static const int32_t kPopupOrder[] = {1, 2, 3, 7, 4, 5, 6};
+    const int32_t index = saved.namingConventionIndex();
+    const int32_t scheme = index >= 0 && index < 7 ? kPopupOrder[index] : OffloadNamingScheme::kNone;
+    for (const auto &[key, id] : kSchemes) {
+        if (id == scheme) fill("--scheme", m_options.scheme, key);
+    }
+    fill("--name", m_options.name, saved.textCustomName());
+    fill("--prefix", m_options.prefix, saved.addPrefix() ? saved.textPrefix() : std::string());
+    fill("--suffix", m_options.suffix, saved.addSuffix() ? saved.textSuffix() : std::string());
+    fill("--number", m_options.number, saved.valueConsecutiveNumbering());
+    static const char *const kVerify[] = {"size", "contents", "none"};
+    const int32_t verify = saved.verificationOption();
+    fill("--verify", m_options.verify, std::string(kVerify[verify >= 0 && verify < 3 ? verify : 0]));
+    if (!m_options.given.count("--verbose-log"))
+        fill("--log-detail", m_options.logDetail,
+             std::string(saved.selectedLogOption() == FerrydeckSettings::kLogVerbose ? "verbose" : "minimal"));
+    if (!m_options.given.count("--log-dir") && !m_options.given.count("--log-in-copy") && saved.autoSaveLogs()) {
+        if (saved.logOptionIndex() == 0)
+            m_options.logDir = saved.textLogDirectory();
+        else
+            m_options.logInCopy = true;
+    }
+    fill("--threads", m_options.threads, std::clamp(saved.amountOfCopyThreads(), 1, 10));
+    fill("--rename", m_options.rename, saved.renameCard() ? saved.textRenameCard() : std::string());
+    fill("--increment", m_options.increment, saved.incrementRenameTitle());
+    m_options.renameCounter = saved.renameCounter();
+    fill("--eject", m_options.eject, saved.ejectCard());
+    fill("--reformat", m_options.reformat, saved.formatCard());
+    fill("--sound", m_options.sound, saved.playSound());
+    return kExitOk;
+}
+
+int OffloadSession::prepare(bool sourcesRequired)
+{
+    if (m_options.saved) loadSaved();
+    if (m_options.destinations.empty()) return usage("no destination given (--dest DIR)");
+    if (sourcesRequired && m_options.sources.empty()) return usage("no source given");
+    for (std::string &source : m_options.sources) {
+        source = absolutePath(source);
+        if (!path::exists(source)) return usage("source " + source + " does not exist");
+        if (!path::isDirectory(source)) return usage("source " + source + " is not a folder");
+    }
+    for (std::string &destination : m_options.destinations) {
+        destination = absolutePath(destination);
+        if (!path::isDirectory(destination)) return usage("destination " + destination + " is not an existing folder");
+        for (const std::string &source : m_options.sources) {
+            if (isInside(destination, source)) return usage("destination " + destination + " lies inside a source");
+        }
+    }
+    if (!m_options.logDir.empty()) {
+        m_options.logDir = absolutePath(m_options.logDir);
+        if (!path::isDirectory(m_options.logDir))
+            return usage("log folder " + m_options.logDir + " is not an existing folder");
+    }
+    if (m_options.scheme == "custom" && m_options.name.empty()) return usage("--scheme custom needs --name TEXT");
+
+    AppController::Options controllerOptions;
+    const bool sound = m_options.sound;
+    controllerOptions.playSound = [sound](const std::string &name) {
+        if (sound) AppController::playSystemSound(name);
+    };
+    m_controller = std::make_unique<AppController>(m_view, m_loop, controllerOptions);
+    FerrydeckSettings &settings = m_controller->ferrydeckSettings();
+    settings.setAlertWhenLogsNotSaved(false);
+    settings.setAddPrefix(!m_options.prefix.empty());
+    settings.setAddSuffix(!m_options.suffix.empty());
+    settings.setAutoSaveLogs(m_options.logInCopy || !m_options.logDir.empty());
+    settings.setLogOptionIndex(m_options.logInCopy ? 1 : 0);
+    settings.setTextLogDirectory(m_options.logDir);
+    settings.setRenameCard(!m_options.rename.empty());
+    settings.setTextRenameCard(m_options.rename);
+    settings.setIncrementRenameTitle(m_options.increment);
+    settings.setRenameCounter(m_options.renameCounter);
+    settings.setEjectCard(m_options.eject);
+    settings.setFormatCard(m_options.reformat);
+    settings.setPlaySound(m_options.sound);
+    // A reformat asks first unless --yes; its failure is always told.
+    settings.setWarnBeforeFormatting(true);
+    settings.setAlertOnFailedFormat(true);
+    if (m_options.threads > 0) {
+        std::lock_guard lock(m_controller->offloadPool().poolLock());
+        m_controller->offloadPool().setPoolSize(m_options.threads);
+    }
+    m_controller->configureStepper(m_options.number);
+    m_controller->addDirectoriesToDestinationList(m_options.destinations);
+    if (m_controller->numberOfSelectedOffloadDestinations() == 0) return kExitUsage;
+    return kExitOk;
+}
+
+bool OffloadSession::interrupted()
+{
+    if (g_interrupted && !m_cancelled) {
+        m_cancelled = true;
+        // Only what still runs: cancelling a finished job would turn its
+        // Completed into Canceled.
+        std::vector<AppController::Job> running;
+        for (const auto &job : m_controller->listOffloadInstances()) {
+            if (!job->processingTaskIsOver()) running.push_back(job);
+        }
+        m_controller->cancelInstancesInList(running);
+    }
+    return m_cancelled;
+}
+
+void OffloadSession::runUntil(const std::function<bool()> &done)
+{
+    m_loop->runUntil(
+        [&] {
+            m_progress->draw(m_controller->listOffloadInstances());
+            if (interrupted()) return !m_controller->hasActiveWorkers();
+            return done();
+        },
+        std::chrono::hours(24 * 365));
+    m_loop->processEvents();
+}
+
+void OffloadSession::reportJobsAsTheyFinish()
+{
+    m_view->onFinished = [this](const std::shared_ptr<OffloadInstance> &job) { report({job}); };
+}
+
+bool OffloadSession::report(const std::vector<AppController::Job> &jobs)
+{
+    bool allCompleted = true;
+    for (const auto &job : jobs) {
+        const int32_t status = job->offloadStatus();
+        if (status != OffloadInstance::kCompleted) allCompleted = false;
+        const std::optional<std::string> log = m_controller->savedLogPath(job);
+        if (m_options.json) {
+            nlohmann::json result = {
+                {"source", job->sourceDirectory()},
+                {"destination", job->fullOffloadPath()},
+                {"status", OffloadInstance::statusText(status)},
+                {"files", job->itemsProcessed()},
+                {"filesAtSource", job->totalFilesAtSource()},
+                {"bytes", job->bytesCopied()},
+                {"bytesAtSource", job->bytesAtSource()},
+                {"log", log ? nlohmann::json(*log) : nlohmann::json(nullptr)},
+            };
+            // Names that are not UTF-8 are written with replacement characters.
+            std::cout << result.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << std::endl;
+        } else if (!m_options.quiet) {
+            std::cout << OffloadInstance::statusText(status) << ": " << job->sourceDirectory() << " -> "
+                      << job->fullOffloadPath() << (log ? " (log " + *log + ")" : std::string()) << std::endl;
+        }
+    }
+    return allCompleted;
+}
+
+} // namespace ferrydeck::cli

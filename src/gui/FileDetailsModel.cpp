@@ -1,0 +1,77 @@
+#include "gui/FileDetailsModel.h"
+
+#include "engine/FileCopyDetails.h"
+#include "gui/GuiText.h"
+
+namespace ferrydeck {
+
+void FileDetailsModel::setDetails(std::vector<std::shared_ptr<FileCopyDetails>> details)
+{
+    beginResetModel();
+    m_details = std::move(details);
+    endResetModel();
+}
+
+void FileDetailsModel::refresh()
+{
+    if (m_details.empty()) return;
+    emit dataChanged(index(0, 0), index(rowCount() - 1, ColumnCount - 1), {Qt::DisplayRole, Qt::ForegroundRole});
+}
+
+int FileDetailsModel::rowCount(const QModelIndex &parent) const
+{
+    return parent.isValid() ? 0 : static_cast<int>(m_details.size());
+}
+
+int FileDetailsModel::columnCount(const QModelIndex &parent) const
+{
+    return parent.isValid() ? 0 : ColumnCount;
+}
+
+QVariant FileDetailsModel::data(const QModelIndex &index, int role) const
+{
+    if (!index.isValid() || static_cast<size_t>(index.row()) >= m_details.size()) return {};
+    const FileCopyDetails &record = *m_details[static_cast<size_t>(index.row())];
+    if (role == Qt::DisplayRole || role == Qt::ToolTipRole) {
+        switch (index.column()) {
+        case File:
+            return pathToQString(record.fileName());
+        case Size:
+            return toQString(record.fileSize());
+        case Copied:
+            return toQString(record.bytesCopied());
+        case Duration:
+            return toQString(record.duration());
+        case Status:
+            return toQString(record.status());
+        case Output:
+            return pathToQString(record.outputPath());
+        default:
+            return {};
+        }
+    }
+    if (role == Qt::ForegroundRole && index.column() == Status) {
+        switch (record.rawStatus()) {
+        case FileCopyDetails::kCopyVerified:
+            return qtColor(DisplayColor::Green);
+        case FileCopyDetails::kCopyError:
+            return qtColor(DisplayColor::Red);
+        case FileCopyDetails::kInProcess:
+            return qtColor(DisplayColor::Blue);
+        default:
+            return {};
+        }
+    }
+    if (role == Qt::TextAlignmentRole && (index.column() == Size || index.column() == Copied))
+        return int(Qt::AlignRight | Qt::AlignVCenter);
+    return {};
+}
+
+QVariant FileDetailsModel::headerData(int section, Qt::Orientation orientation, int role) const
+{
+    if (orientation != Qt::Horizontal || role != Qt::DisplayRole) return {};
+    static const char *const titles[] = {"File", "Size", "Copied", "Duration", "Status", "Copy"};
+    return section >= 0 && section < ColumnCount ? QString::fromLatin1(titles[section]) : QVariant();
+}
+
+} // namespace ferrydeck

@@ -1,0 +1,27 @@
+#pragma once
+
+#include "engine/OffloadInterface.h"
+
+#include <QColor>
+#include <QString>
+
+#include <cstdint>
+#include <string>
+
+namespace ferrydeck {
+
+// Paths are bytes on Linux: Qt's file-name codec keeps them intact both ways.
+QString pathToQString(const std::string &path);
+std::string pathFromQString(const QString &path);
+inline QString toQString(const std::string &text)
+{
+    return QString::fromStdString(text);
+}
+
+// The colour a model's named colour stands for; invalid for the view's own.
+QColor qtColor(DisplayColor color);
+// The details panel's colour of a status: green done, red failed or
+// canceled, blue for everything in between.
+QColor detailsStatusColor(int32_t status);
+
+} // namespace ferrydeck

@@ -1,0 +1,161 @@
+#include "cards/AVCHDUtilities.h"
+#include "cards/HDUtilities.h"
+#include "cards/SonyXDCAMUtilities.h"
+#include "support/CardFixtures.h"
+#include "support/TestFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+using namespace ferrydeck;
+using namespace ferrydeck::test;
+
+TEST(HDUtilities, RegistryListsTitlesAndIdsInItsOwnOrder)
+{
+    const std::vector<std::pair<int32_t, std::string>> expected = {
+        {1, "Panasonic P2"},     {3, "RED"},           {6, "JVC-MP4"},
+        {7, "JVC-QuickTime"},    {4, "Sony XDCAM EX"}, {5, "Sony XDCAM HD"},
+        {2, "Panasonic AVCHD"},  {9, "Canon AVCHD"},   {8, "Canon EOS"},
+        {10, "Apple QuickTime"}, {12, "GoPro"},        {13, "Sony NXCAM AVCHD"}};
+    const auto all = HDUtilities::allUtilities();
+    ASSERT_EQ(all.size(), expected.size());
+    for (size_t i = 0; i < all.size(); ++i) {
+        EXPECT_EQ(all[i]->volumeType(), expected[i].first);
+        EXPECT_EQ(all[i]->volumeTitle(), expected[i].second);
+        EXPECT_EQ(HDUtilities::volumeTypeFromTitle(expected[i].second), expected[i].first);
+        EXPECT_EQ(HDUtilities::volumeTitleForType(expected[i].first), expected[i].second);
+    }
+}
+
+TEST(HDUtilities, UnknownIdsAndTitlesAreTheUndefinedType)
+{
+    for (int32_t type : {11, 0, 99, -1})
+        EXPECT_EQ(HDUtilities::utilityForType(type)->volumeTitle(), "Volume");
+    EXPECT_EQ(HDUtilities::volumeTypeFromTitle("panasonic p2"), 11);
+    EXPECT_EQ(HDUtilities::volumeTypeFromTitle("Volume"), 11);
+    EXPECT_EQ(HDUtilities::volumeTypeFromTitle("AVCHD"), 11);
+    // The family classes are not registered and answer the undefined id.
+    EXPECT_EQ(AVCHDUtilities::utility()->volumeType(), 11);
+    EXPECT_EQ(SonyXDCAMUtilities::utility()->volumeType(), 11);
+}
+
+TEST(HDUtilities, SpanningAndConversionCapabilitiesPerType)
+{
+    const std::vector<int32_t> spanning = {1, 4, 6, 7};
+    const std::vector<int32_t> converting = {2, 4, 5, 6, 9, 13};
+    for (int32_t type = 0; type <= 14; ++type) {
+        const bool spans = std::find(spanning.begin(), spanning.end(), type) != spanning.end();
+        const bool converts = std::find(converting.begin(), converting.end(), type) != converting.end();
+        EXPECT_EQ(HDUtilities::doesVolumeTypeDoSpannedClips(type), spans) << type;
+        EXPECT_EQ(HDUtilities::utilityForType(type)->requiresFFmpegToConvert(), converts) << type;
+    }
+}
+
+namespace {
+
+struct KindCase {
+    CardKind kind;
+    int32_t driveType;      // on a removable volume
+    int32_t fileType;       // of its first clip
+    std::string cardFolder; // parentFolderPathForVideoFile of that clip; "*" for the card's own name
+};
+
+void PrintTo(const KindCase &c, std::ostream *out)
+{
+    *out << cardKindName(c.kind);
+}
+
+class CardKinds : public ::testing::TestWithParam<KindCase> {};
+
+} // namespace
+
+TEST_P(CardKinds, DriveAndClipAreRecognisedOnlyOnARemovableVolume)
+{
+    const KindCase &c = GetParam();
+    TempDir media;
+    TempDir fixed;
+    ScopedMediaRoot reader(media.path());
+    const BuiltCard card = buildCard(c.kind, media / "CARD_A");
+    const BuiltCard copy = buildCard(c.kind, fixed / "CARD_A");
+
+    EXPECT_EQ(HDUtilities::volumeTypeFromDrivePath(card.root), c.driveType);
+    EXPECT_EQ(HDUtilities::volumeTypeFromDrivePath(copy.root), 11) << "a fixed-disk folder is never a card";
+    EXPECT_EQ(HDUtilities::volumeTypeFromDrivePath(card.root + "/"), 11);
+
+    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(card.clips.front()), c.fileType);
+    EXPECT_TRUE(HDUtilities::filePathMatchesVolumeType(copy.clips.front(), c.fileType));
+    EXPECT_EQ(HDUtilities::parentFolderPathForVideoFile(card.clips.front()),
+              c.cardFolder == "*" ? "CARD_A" : c.cardFolder);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    AllKinds, CardKinds,
+    ::testing::Values(KindCase{CardKind::P2, 1, 1, "*"}, KindCase{CardKind::XdcamEx, 4, 4, "*"},
+                      KindCase{CardKind::XdcamHd, 11, 5, "Clip"}, KindCase{CardKind::JvcMp4, 6, 6, "JVC"},
+                      KindCase{CardKind::JvcQuickTime, 7, 7, "JVC"}, KindCase{CardKind::CanonEos, 8, 8, "100CANON"},
+                      KindCase{CardKind::Red, 3, 3, "A001_C001_0101AB.RDC"},
+                      KindCase{CardKind::PanasonicAvchd, 11, 2, "*"}, KindCase{CardKind::CanonAvchd, 11, 9, "*"},
+                      KindCase{CardKind::SonyAvchd, 11, 13, "*"},
+                      // DCIM and MISC are all the Canon EOS drive rule asks for.
+                      KindCase{CardKind::GoPro, 8, 12, "*"}, KindCase{CardKind::QuickTime, 11, 10, "Movies"}),
+    [](const ::testing::TestParamInfo<KindCase> &info) { return std::string(cardKindName(info.param.kind)); });
+
+TEST(HDUtilities, AvchdMakersAreToldApartByFolderAndNameCase)
+{
+    TempDir dir;
+    const std::string sony = dir / "X/AVCHD/BDMV/STREAM/00000.MTS";
+    const std::string underPrivate = dir / "Y/PRIVATE/AVCHD/BDMV/STREAM/00000.MTS";
+    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(sony), 13);
+    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(underPrivate), 2);
+    makeDirectory(dir / "Y/PRIVATE/AVCHD/CANON");
+    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(underPrivate), 9);
+    // The name is matched in its own case inside the upper-cased path.
+    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(dir / "X/AVCHD/BDMV/STREAM/00000.mts"), 11);
+    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(dir / "X/AVCHD/BDMV/STREAM/clip0.MTS"), 11);
+    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(dir / "Y/private/avchd/BDMV/STREAM/00000.MTS"), 13);
+}
+
+TEST(HDUtilities, QuickTimeMoviesAreRefinedToTheCameraThatWroteThem)
+{
+    TempDir dir;
+    const std::string red = dir / "X/A001.RDM/A001_C001.RDC";
+    writeFile(red + "/clip.mov", "not even a movie");
+    writeFile(red + "/clip.R3D", "raw");
+    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(red + "/clip.mov"), 3);
+    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(red + "/clip.R3D"), 11);
+
+    const std::string gopro = dir / "X/DCIM/100GOPRO";
+    writeFile(gopro + "/GOPR0001.MP4", movieBytes(1000, 100));
+    writeFile(gopro + "/GOPR0002.MP4", movieBytes(1000, 99));
+    writeFile(gopro + "/GOPR0003.MP4", movieBytes(1000, 5000, false));
+    writeFile(gopro + "/gopr0004.MP4", movieBytes(1000, 5000));
+    writeFile(dir / "X/DCIM/GOPR0005.MP4", movieBytes(1000, 5000));
+    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(gopro + "/GOPR0001.MP4"), 12);
+    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(gopro + "/GOPR0002.MP4"), 11) << "too short to be a movie";
+    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(gopro + "/GOPR0003.MP4"), 11) << "no video track";
+    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(gopro + "/gopr0004.MP4"), 10);
+    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(dir / "X/DCIM/GOPR0005.MP4"), 10);
+
+    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(dir / "X/DCIM/100CANON/MVI_0001.mov"), 8);
+    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(dir / "X/PRIVATE/JVC/CQAV/CLIP/CLIP0001.MOV"), 7);
+    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(dir / "X/Movies/CLIP0001.MOV"), 10);
+}
+
+TEST(HDUtilities, RedDriveNeedsItsReelOneFolderBelowTheTop)
+{
+    TempDir media;
+    ScopedMediaRoot reader(media.path());
+    writeFile(media / "TOP/A001.RDM/A001_C001.RDC/A001_C001_001.R3D", "raw");
+    writeFile(media / "LOWER/MAG/A001.RDM/A001_C001.RDC/A001_C001_001.r3d", "raw");
+    EXPECT_EQ(HDUtilities::volumeTypeFromDrivePath(media / "TOP"), 11);
+    EXPECT_EQ(HDUtilities::volumeTypeFromDrivePath(media / "LOWER"), 11) << "suffixes are case-sensitive";
+    writeFile(media / "LOWER/MAG/A001.RDM/A001_C001.RDC/A001_C001_002.R3D", "raw");
+    EXPECT_EQ(HDUtilities::volumeTypeFromDrivePath(media / "LOWER"), 3);
+}
+
+TEST(HDUtilities, CardFolderFallsBackToTheFilesOwnFolder)
+{
+    EXPECT_EQ(HDUtilities::parentFolderPathForVideoFile("/Volumes/X/CARD_A/CONTENTS/VIDEO/0001AB.MXF"), "CARD_A");
+    EXPECT_EQ(HDUtilities::parentFolderPathForVideoFile("/Volumes/X/Footage/notes.txt"), "Footage");
+}

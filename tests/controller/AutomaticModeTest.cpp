@@ -1,0 +1,129 @@
+#include "ControllerFixture.h"
+
+#include "fsutil/AttachedVolume.h"
+#include "support/CardFixtures.h"
+
+#include <cstdio>
+
+namespace ferrydeck::test {
+
+namespace {
+
+// Cards are sub-folders of a media root: inserting one is making its folder.
+class AutomaticModeTest : public ControllerTest {
+protected:
+    void SetUp() override
+    {
+        ControllerTest::SetUp();
+        makeDirectory(dir / "media");
+        m_media = std::make_unique<ScopedMediaRoot>(dir / "media");
+    }
+    std::string insert(const std::string &name) { return makeCard("media/" + name, 2); }
+    void automatic()
+    {
+        controller->ferrydeckSettings().setOffloadModeIndex(1);
+        controller->toggleOffloadMode();
+    }
+    std::vector<std::string> queuedSources() const
+    {
+        std::vector<std::string> sources;
+        for (const auto &job : controller->listOffloadInstances()) sources.push_back(job->sourceDirectory());
+        return sources;
+    }
+
+private:
+    std::unique_ptr<ScopedMediaRoot> m_media;
+};
+
+} // namespace
+
+TEST_F(AutomaticModeTest, OnlyCardsThatArriveAfterTheSwitchAreTakenInAscendingOrder)
+{
+    const std::string early = insert("EARLY");
+    make();
+    addDestination("dest");
+    automatic();
+    EXPECT_TRUE(controller->activeTimer());
+
+    const std::string b = insert("B_CARD");
+    const std::string a = insert("A_CARD");
+    controller->automaticallyProcessRemovableMedia();
+    EXPECT_EQ(queuedSources(), (std::vector<std::string>{a, b}));
+    settle();
+    controller->automaticallyProcessRemovableMedia(); // starts what the listing queued
+    settle();
+    for (const auto &job : controller->listOffloadInstances()) {
+        EXPECT_EQ(job->offloadStatus(), OffloadInstance::kCompleted);
+    }
+    EXPECT_FALSE(exists(dir / "dest/EARLY"));
+
+    // Out and back in between two ticks: the same path, not new.
+    ASSERT_EQ(std::rename(a.c_str(), (dir / "A_OUT").c_str()), 0);
+    ASSERT_EQ(std::rename((dir / "A_OUT").c_str(), a.c_str()), 0);
+    controller->automaticallyProcessRemovableMedia();
+    EXPECT_EQ(queuedSources().size(), 2u);
+    EXPECT_EQ(early, dir / "media/EARLY");
+}
+
+TEST_F(AutomaticModeTest, TheTimerChainTicksUntilManualModeAndCardsAlreadyQueuedWaitingAreDropped)
+{
+    make();
+    addDestination("dest");
+    controller->addDirectoriesToOffloadList({makeCard("folder")});
+    settle();
+    ASSERT_EQ(controller->listOffloadInstances().size(), 1u);
+    automatic(); // only new cards from here on
+    EXPECT_TRUE(controller->listOffloadInstances().empty());
+
+    insert("CARD");
+    ASSERT_TRUE(pumpUntil([&] {
+        const auto jobs = controller->listOffloadInstances();
+        return !jobs.empty() && jobs.front()->processingTaskIsOver();
+    }));
+    EXPECT_EQ(controller->listOffloadInstances().front()->offloadStatus(), OffloadInstance::kCompleted);
+
+    controller->ferrydeckSettings().setOffloadModeIndex(0);
+    controller->toggleOffloadMode();
+    EXPECT_FALSE(controller->activeTimer());
+    insert("LATE");
+    pumpUntil([] { return false; }, std::chrono::milliseconds(2500));
+    EXPECT_EQ(controller->listOffloadInstances().size(), 1u);
+}
+
+TEST_F(AutomaticModeTest, EveryNewCardWithoutATickedDestinationIsTold)
+{
+    make();
+    automatic();
+    insert("ONE");
+    controller->automaticallyProcessRemovableMedia();
+    controller->automaticallyProcessRemovableMedia(); // nothing new: no alert
+    insert("TWO");
+    controller->automaticallyProcessRemovableMedia();
+    EXPECT_EQ(view->titles(), (std::vector<std::string>{"Error", "Error"}));
+    EXPECT_NE(view->alerts().front().message.find("No offload destinations"), std::string::npos);
+    EXPECT_TRUE(controller->listOffloadInstances().empty());
+}
+
+TEST_F(AutomaticModeTest, DriveListsHoldRemovableCardsThenLocalVolumesAndTheMediaTitles)
+{
+    insert("ZED");
+    insert("ALPHA");
+    make();
+    controller->refreshDriveLists();
+    const auto volumes = controller->listMountedMedia();
+    ASSERT_GE(volumes.size(), 2u);
+    EXPECT_EQ(volumes[0]->volumePath(), dir / "media/ALPHA");
+    EXPECT_EQ(volumes[1]->volumePath(), dir / "media/ZED");
+    EXPECT_EQ(volumes[0]->mountType(), MountTypeRemovable);
+    for (size_t i = 2; i < volumes.size(); ++i) {
+        EXPECT_EQ(volumes[i]->mountType(), MountTypeLocal);
+        EXPECT_NE(volumes[i]->volumePath(), "/");
+    }
+    EXPECT_TRUE(controller->isDirectoryARemovableDrive(dir / "media/ZED"));
+    EXPECT_FALSE(controller->isDirectoryARemovableDrive(dir / "media/ZED/CLIP"));
+    const auto titles = controller->listMediaTitles();
+    ASSERT_EQ(titles.size(), 9u);
+    EXPECT_EQ(titles.front(), "Any Volume");
+}
+
+} // namespace ferrydeck::test

@@ -1,0 +1,206 @@
+#include "ControllerFixture.h"
+
+#include "fsutil/AttachedVolume.h"
+#include "fsutil/MediaRootVolumeService.h"
+#include "fsutil/VolumeService.h"
+#include "support/CardFixtures.h"
+
+#include <sys/stat.h>
+
+namespace ferrydeck::test {
+
+namespace {
+
+// The simulated card reader, counting what the card actions asked of it.
+class CountingVolumes : public MediaRootVolumeService {
+public:
+    using MediaRootVolumeService::MediaRootVolumeService;
+    bool renameVolume(const std::string &newName, const std::string &oldName) override
+    {
+        renames.push_back(oldName + ">" + newName);
+        return MediaRootVolumeService::renameVolume(newName, oldName);
+    }
+    bool ejectVolume(const std::string &name) override
+    {
+        ejects.push_back(name);
+        return MediaRootVolumeService::ejectVolume(name);
+    }
+    std::vector<std::string> renames;
+    std::vector<std::string> ejects;
+};
+
+class CardActionsTest : public ControllerTest {
+protected:
+    void SetUp() override
+    {
+        ControllerTest::SetUp();
+        makeDirectory(dir / "media");
+        volumes = std::make_shared<CountingVolumes>(dir / "media");
+        VolumeService::setCurrent(volumes);
+    }
+    void TearDown() override { VolumeService::setCurrent(nullptr); }
+    FerrydeckSettings &settings() { return controller->ferrydeckSettings(); }
+    std::string card() { return buildCard(CardKind::CanonEos, dir / "media/DAY_ONE").root; }
+
+    std::shared_ptr<CountingVolumes> volumes;
+};
+
+} // namespace
+
+TEST_F(CardActionsTest, OnlyTheLastOfThreeJobsRenamesAndEjectsTheCard)
+{
+    const std::string source = card();
+    make();
+    for (const char *name : {"one", "two", "three"}) addDestination(name);
+    settings().setRenameCard(true);
+    settings().setTextRenameCard("DAY");
+    settings().setEjectCard(true);
+    offload({source});
+    for (const auto &job : controller->listOffloadInstances()) {
+        EXPECT_EQ(job->offloadStatus(), OffloadInstance::kCompleted);
+        EXPECT_TRUE(job->postOffloadComplete());
+    }
+    EXPECT_EQ(volumes->renames, (std::vector<std::string>{"DAY_ONE>DAY"}));
+    EXPECT_EQ(volumes->ejects, (std::vector<std::string>{"DAY"}));
+    EXPECT_TRUE(exists(dir / "media/.ejected/DAY"));
+    EXPECT_TRUE(view->alerts().empty());
+}
+
+TEST_F(CardActionsTest, TheRenameCounterAdvancesAndTheEjectLooksForThePlainText)
+{
+    const std::string source = card();
+    make();
+    addDestination("dest");
+    settings().setRenameCard(true);
+    settings().setTextRenameCard("DAY");
+    settings().setIncrementRenameTitle(true);
+    settings().setRenameCounter(4);
+    settings().setEjectCard(true);
+    offload({source});
+    EXPECT_EQ(volumes->renames, (std::vector<std::string>{"DAY_ONE>DAY-4"}));
+    EXPECT_EQ(settings().renameCounter(), 5);
+    EXPECT_EQ(volumes->ejects, (std::vector<std::string>{"DAY"})); // as designed: no card of that name
+    EXPECT_TRUE(exists(dir / "media/DAY-4"));
+    // The renamed card is known to the tick by its bare name.
+    const auto last = controller->drivesMountedLastTick();
+    ASSERT_FALSE(last.empty());
+    EXPECT_EQ(last.back()->volumePath(), "DAY-4");
+}
+
+TEST_F(CardActionsTest, AFailedRenameIsToldAndStillUsesUpItsNumber)
+{
+    const std::string source = card();
+    make();
+    addDestination("dest");
+    settings().setRenameCard(true);
+    settings().setTextRenameCard("bad;name");
+    settings().setIncrementRenameTitle(true);
+    offload({source});
+    ASSERT_EQ(view->titles(), (std::vector<std::string>{"Rename Card Failure:\nbad;name-1 could not be renamed"}));
+    EXPECT_EQ(view->alerts().front().message, "Check for illegal characters in the new name");
+    EXPECT_EQ(settings().renameCounter(), 2);
+    EXPECT_TRUE(exists(source));
+}
+
+TEST_F(CardActionsTest, AFolderOnAFixedDiskGetsNoCardAction)
+{
+    const std::string folder = buildCard(CardKind::CanonEos, dir / "fixed/DAY_ONE").root;
+    const auto before = listTree(folder);
+    make();
+    addDestination("dest");
+    settings().setRenameCard(true);
+    settings().setEjectCard(true);
+    settings().setFormatCard(true);
+    offload({folder});
+    EXPECT_EQ(controller->listOffloadInstances().front()->offloadStatus(), OffloadInstance::kCompleted);
+    EXPECT_TRUE(volumes->renames.empty());
+    EXPECT_TRUE(volumes->ejects.empty());
+    EXPECT_EQ(listTree(folder), before);
+    EXPECT_TRUE(view->alerts().empty());
+}
+
+TEST_F(CardActionsTest, ReformatAsksFirstAndNoKeepsTheCard)
+{
+    const std::string source = card();
+    const auto before = listTree(source);
+    make();
+    addDestination("dest");
+    settings().setFormatCard(true);
+    view->answers = {"NO"};
+    offload({source});
+    EXPECT_EQ(view->titles(), (std::vector<std::string>{"Reformat Warning", "Error"}));
+    EXPECT_EQ(view->alerts()[0].message, "Ferrydeck will attempt to reformat drive \"" + source + "\"\nProceed?");
+    EXPECT_EQ(view->alerts()[1].message, "Reformat attempt was aborted");
+    EXPECT_EQ(listTree(source), before);
+}
+
+TEST_F(CardActionsTest, YesReformatsTheCardAsItsTypeExpectsAndAFailureIsTold)
+{
+    const BuiltCard built = buildCard(CardKind::CanonEos, dir / "media/DAY_ONE");
+    make();
+    addDestination("dest");
+    settings().setFormatCard(true);
+    view->answers = {"YES"};
+    offload({built.root});
+    EXPECT_EQ(view->titles(), (std::vector<std::string>{"Reformat Warning"}));
+    for (const std::string &clip : built.clips) EXPECT_FALSE(exists(clip)) << clip;
+    EXPECT_TRUE(exists(built.root + "/DCIM"));
+    EXPECT_TRUE(exists(built.root + "/MISC"));
+
+    const std::string second = buildCard(CardKind::CanonEos, dir / "media/DAY_TWO").root;
+    options.reformatDrive = [](const std::string &) { return false; };
+    make();
+    addDestination("dest2");
+    settings().setFormatCard(true);
+    settings().setWarnBeforeFormatting(false);
+    offload({second});
+    EXPECT_EQ(view->titles().back(), "Error");
+    EXPECT_EQ(view->alerts().back().message, "Ferrydeck's attempt to format drive \"" + second + "\" has failed");
+}
+
+TEST_F(CardActionsTest, ACardOfUnknownStructureOrAFailedOffloadIsNeverReformatted)
+{
+    const std::string unknown = makeCard("media/PLAIN");
+    const auto unknownBefore = listTree(unknown);
+    const BuiltCard failing = buildCard(CardKind::CanonEos, dir / "media/DAY_ONE");
+    std::vector<std::string> clipsBefore;
+    for (const std::string &clip : failing.clips) clipsBefore.push_back(readFile(clip));
+    // A FIFO cannot be copied, so the card's offload ends in Error.
+    ASSERT_EQ(::mkfifo((failing.root + "/DCIM/PIPE.MOV").c_str(), 0644), 0);
+    make();
+    addDestination("dest");
+    settings().setFormatCard(true);
+    settings().setWarnBeforeFormatting(false);
+    offload({unknown, failing.root});
+    const auto jobs = controller->listOffloadInstances();
+    ASSERT_EQ(jobs.size(), 2u);
+    EXPECT_EQ(jobs[0]->offloadStatus(), OffloadInstance::kCompleted);
+    EXPECT_EQ(jobs[1]->offloadStatus(), OffloadInstance::kError);
+    EXPECT_EQ(listTree(unknown), unknownBefore);
+    for (size_t i = 0; i < failing.clips.size(); ++i) EXPECT_EQ(readFile(failing.clips[i]), clipsBefore[i]);
+    EXPECT_TRUE(exists(failing.root + "/DCIM/PIPE.MOV"));
+    EXPECT_TRUE(view->alerts().empty());
+}
+
+TEST_F(CardActionsTest, SoundsFollowTheSettingAndACopyErrorSoundsOnce)
+{
+    std::vector<std::string> played;
+    std::mutex playedMutex;
+    options.playSound = [&](const std::string &name) {
+        std::lock_guard lock(playedMutex);
+        played.push_back(name);
+    };
+    const std::string good = makeCard("good");
+    const std::string bad = makeCard("bad");
+    ASSERT_EQ(::mkfifo((bad + "/A.MOV").c_str(), 0644), 0);
+    ASSERT_EQ(::mkfifo((bad + "/B.MOV").c_str(), 0644), 0);
+    make();
+    addDestination("dest");
+    settings().setPlaySound(true);
+    offload({good, bad});
+    std::lock_guard lock(playedMutex);
+    EXPECT_EQ(std::count(played.begin(), played.end(), AppController::kSoundComplete), 1);
+    EXPECT_EQ(std::count(played.begin(), played.end(), AppController::kSoundFailure), 1);
+}
+
+} // namespace ferrydeck::test

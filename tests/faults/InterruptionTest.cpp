@@ -1,0 +1,90 @@
+#include "CliRun.h"
+#include "FaultChecks.h"
+#include "fsutil/FileUtilities.h"
+#include "support/TestFiles.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <signal.h>
+
+#include <thread>
+
+using namespace ferrydeck::test;
+
+namespace {
+
+std::vector<std::string> entries(const std::string &folder)
+{
+    std::vector<std::string> names;
+    ferrydeck::path::listDirectory(folder, names);
+    return names;
+}
+
+// A slowed-down offload of eight files, stopped by `signal` once two of them
+// have reached the copy.
+struct Stopped {
+    CliRun::Result result;
+    size_t copiedBeforeStop = 0;
+};
+
+Stopped stopHalfWay(const TempDir &dir, const std::vector<std::string> &arguments, int signal)
+{
+    CliRun::Options slow;
+    slow.environment = faultEnvironment("slow", dir / "dest/*");
+    slow.environment.push_back("FERRYDECK_FAULT_DELAY_MS=40");
+    CliRun run(arguments, slow);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (entries(dir / "dest/card/CLIP").size() < 2 && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    run.kill(signal);
+    Stopped stopped;
+    stopped.result = run.wait(std::chrono::seconds(30));
+    stopped.copiedBeforeStop = entries(dir / "dest/card/CLIP").size();
+    return stopped;
+}
+
+std::vector<std::string> offloadArguments(const TempDir &dir)
+{
+    for (unsigned i = 0; i < 8; ++i)
+        writeSizedFile(dir / ("card/CLIP/" + std::to_string(i) + ".MOV"), 256 * 1024, i + 1);
+    makeDirectory(dir / "dest");
+    makeDirectory(dir / "logs");
+    return {"offload",   dir / "card", "--dest",    dir / "dest", "--verify",     "contents",
+            "--log-dir", dir / "logs", "--threads", "1",          "--log-detail", "verbose"};
+}
+
+} // namespace
+
+TEST(Interruption, KilledOffloadSaysNothingVerifiedAndARerunMakesAFreshCompleteCopy)
+{
+    TempDir dir;
+    const std::vector<std::string> arguments = offloadArguments(dir);
+    const TreeSnapshot before = snapshotTree(dir / "card");
+
+    const Stopped killed = stopHalfWay(dir, arguments, SIGKILL);
+    ASSERT_EQ(killed.result.signal, SIGKILL) << killed.result.err;
+    EXPECT_GE(killed.copiedBeforeStop, 2u);
+    EXPECT_LT(killed.copiedBeforeStop, 8u);
+    // The log is written when a job ends, so a killed job has none that could
+    // say "Verified".
+    EXPECT_TRUE(entries(dir / "logs").empty());
+    EXPECT_FALSE(exists(dir / "dest/card/card.txt"));
+
+    std::vector<std::string> again = arguments;
+    again.push_back("--json");
+    const CliRun::Result second = runCli(again);
+    ASSERT_EQ(second.exitCode, 0) << second.err;
+    const auto job = nlohmann::json::parse(second.out);
+    EXPECT_EQ(job["status"], "Completed");
+    EXPECT_EQ(job["destination"], dir / "dest/card-2");
+    EXPECT_EQ(job["files"], 8);
+    EXPECT_EQ(entries(dir / "logs"), std::vector<std::string>{"card-2.txt"});
+    const std::string log = readFile(dir / "logs/card-2.txt");
+    EXPECT_NE(log.find("Offload Verified"), std::string::npos);
+    EXPECT_EQ(expectVerifiedCopiesIdentical(log), 8u);
+    // The half-made copy is left as it was for the person to inspect.
+    EXPECT_EQ(entries(dir / "dest/card/CLIP").size(), killed.copiedBeforeStop);
+    EXPECT_EQ(snapshotTree(dir / "card"), before);
+}

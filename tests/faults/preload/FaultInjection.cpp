@@ -1,0 +1,358 @@
+// LD_PRELOAD library that makes the copy of chosen files go wrong the way
+// failing media do, for the end-to-end fault tests of ferrydeck-cli.
+//
+// Configured by the environment of the process it is loaded into:
+//   FERRYDECK_FAULT          write-enospc | write-eio | read-eio | open-eacces |
+//                            truncate-source | flip-byte | slow
+//   FERRYDECK_FAULT_PATH     fnmatch pattern ("*" crosses "/") for the paths hit
+//   FERRYDECK_FAULT_AFTER    bytes that go through before the fault (default 0)
+//   FERRYDECK_FAULT_DELAY_MS pause per chunk for "slow" (default 20)
+//   FERRYDECK_FAULT_NO_COPY_RANGE  "1": copy_file_range answers ENOSYS, so the
+//                            read/write fallback of the copy is the one tested
+//   FERRYDECK_FAULT_PROCESS  program name the faults apply to (default
+//                            ferrydeck-cli), so the cmp it starts for content
+//                            verification reads the real bytes
+//
+// Source faults (read-eio, open-eacces, truncate-source) hit descriptors opened
+// read-only on a matching path, destination faults (write-*, flip-byte, slow)
+// those opened for writing, so one pattern such as "*/card/B.MOV" names both
+// ends of one file's copy.
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <fnmatch.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+extern "C" char *program_invocation_short_name;
+
+namespace {
+
+enum class Fault { None, WriteNoSpace, WriteIo, ReadIo, OpenDenied, TruncateSource, FlipByte, Slow };
+
+struct Config {
+    Fault fault = Fault::None;
+    const char *pattern = nullptr;
+    uint64_t after = 0;
+    long delayMs = 20;
+    bool noCopyRange = false;
+};
+
+constexpr int kMaxFd = 4096;
+constexpr size_t kChunk = 64 * 1024;
+
+// One slot per descriptor; `bytes` counts what went through it. Plain
+// atomics: the copy threads of a job each work on their own descriptors.
+struct Tracked {
+    std::atomic<bool> active{false};
+    std::atomic<uint64_t> bytes{0};
+    std::atomic<bool> flipped{false};
+    char path[4096];
+};
+
+Tracked g_fds[kMaxFd];
+Config g_config;
+std::atomic<bool> g_ready{false};
+
+template <typename T> T real(const char *name)
+{
+    return reinterpret_cast<T>(dlsym(RTLD_NEXT, name));
+}
+
+using ReadFn = ssize_t (*)(int, void *, size_t);
+using WriteFn = ssize_t (*)(int, const void *, size_t);
+using OpenFn = int (*)(const char *, int, ...);
+using OpenatFn = int (*)(int, const char *, int, ...);
+using CloseFn = int (*)(int);
+using CopyRangeFn = ssize_t (*)(int, off64_t *, int, off64_t *, size_t, unsigned);
+
+Fault parseFault(const char *text)
+{
+    if (!text) return Fault::None;
+    const struct {
+        const char *name;
+        Fault fault;
+    } names[] = {{"write-enospc", Fault::WriteNoSpace},
+                 {"write-eio", Fault::WriteIo},
+                 {"read-eio", Fault::ReadIo},
+                 {"open-eacces", Fault::OpenDenied},
+                 {"truncate-source", Fault::TruncateSource},
+                 {"flip-byte", Fault::FlipByte},
+                 {"slow", Fault::Slow}};
+    for (const auto &entry : names) {
+        if (std::strcmp(text, entry.name) == 0) return entry.fault;
+    }
+    return Fault::None;
+}
+
+__attribute__((constructor)) void configure()
+{
+    const char *process = std::getenv("FERRYDECK_FAULT_PROCESS");
+    if (std::strcmp(program_invocation_short_name, process ? process : "ferrydeck-cli") != 0) return;
+    g_config.fault = parseFault(std::getenv("FERRYDECK_FAULT"));
+    g_config.pattern = std::getenv("FERRYDECK_FAULT_PATH");
+    if (const char *after = std::getenv("FERRYDECK_FAULT_AFTER")) g_config.after = std::strtoull(after, nullptr, 10);
+    if (const char *delay = std::getenv("FERRYDECK_FAULT_DELAY_MS")) g_config.delayMs = std::atol(delay);
+    const char *noRange = std::getenv("FERRYDECK_FAULT_NO_COPY_RANGE");
+    g_config.noCopyRange = noRange && std::strcmp(noRange, "1") == 0;
+    g_ready = g_config.fault != Fault::None || g_config.noCopyRange;
+}
+
+bool isSourceFault(Fault fault)
+{
+    return fault == Fault::ReadIo || fault == Fault::OpenDenied || fault == Fault::TruncateSource;
+}
+
+bool matches(const char *path)
+{
+    return g_config.pattern && path && fnmatch(g_config.pattern, path, 0) == 0;
+}
+
+// The absolute form of an openat() path, for the pattern.
+bool resolve(int dirfd, const char *path, char *out, size_t size)
+{
+    if (!path) return false;
+    if (path[0] == '/' || dirfd == AT_FDCWD) {
+        if (path[0] == '/') return std::snprintf(out, size, "%s", path) < static_cast<int>(size);
+        char cwd[4096];
+        if (!getcwd(cwd, sizeof cwd)) return false;
+        return std::snprintf(out, size, "%s/%s", cwd, path) < static_cast<int>(size);
+    }
+    char link[64], dir[4096];
+    std::snprintf(link, sizeof link, "/proc/self/fd/%d", dirfd);
+    const ssize_t n = readlink(link, dir, sizeof dir - 1);
+    if (n < 0) return false;
+    dir[n] = '\0';
+    return std::snprintf(out, size, "%s/%s", dir, path) < static_cast<int>(size);
+}
+
+bool wantsFault(const char *absolute, int flags)
+{
+    if (!g_ready || g_config.fault == Fault::None || !matches(absolute)) return false;
+    const bool writing = (flags & O_ACCMODE) != O_RDONLY;
+    return isSourceFault(g_config.fault) ? !writing : writing;
+}
+
+void track(int fd, const char *absolute)
+{
+    if (fd < 0 || fd >= kMaxFd) return;
+    Tracked &slot = g_fds[fd];
+    std::snprintf(slot.path, sizeof slot.path, "%s", absolute);
+    slot.bytes = 0;
+    slot.flipped = false;
+    slot.active = true;
+}
+
+Tracked *tracked(int fd)
+{
+    if (!g_ready || fd < 0 || fd >= kMaxFd || !g_fds[fd].active) return nullptr;
+    return &g_fds[fd];
+}
+
+void slowDown()
+{
+    const struct timespec delay = {g_config.delayMs / 1000, (g_config.delayMs % 1000) * 1000000L};
+    nanosleep(&delay, nullptr);
+}
+
+// How many of `wanted` bytes may still pass before the fault; 0 means fail now.
+size_t allowance(const Tracked &slot, size_t wanted)
+{
+    const uint64_t done = slot.bytes;
+    if (done >= g_config.after) return 0;
+    const uint64_t left = g_config.after - done;
+    return wanted < left ? wanted : static_cast<size_t>(left);
+}
+
+int openTracked(int dirfd, const char *path, int flags, mode_t mode, bool at)
+{
+    char absolute[4096];
+    const bool fault = g_ready && g_config.fault != Fault::None && resolve(dirfd, path, absolute, sizeof absolute) &&
+                       wantsFault(absolute, flags);
+    if (fault && g_config.fault == Fault::OpenDenied) {
+        errno = EACCES;
+        return -1;
+    }
+    static const auto nextOpenat = real<OpenatFn>("openat");
+    static const auto nextOpen = real<OpenFn>("open");
+    const int fd = at ? nextOpenat(dirfd, path, flags, mode) : nextOpen(path, flags, mode);
+    if (fault) track(fd, absolute);
+    return fd;
+}
+
+mode_t modeArgument(int flags, va_list args)
+{
+    const bool hasMode = (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE;
+    return hasMode ? static_cast<mode_t>(va_arg(args, int)) : 0;
+}
+
+} // namespace
+
+extern "C" {
+
+int open(const char *path, int flags, ...)
+{
+    va_list args;
+    va_start(args, flags);
+    const mode_t mode = modeArgument(flags, args);
+    va_end(args);
+    return openTracked(AT_FDCWD, path, flags, mode, false);
+}
+
+int open64(const char *path, int flags, ...)
+{
+    va_list args;
+    va_start(args, flags);
+    const mode_t mode = modeArgument(flags, args);
+    va_end(args);
+    return openTracked(AT_FDCWD, path, flags, mode, false);
+}
+
+int openat(int dirfd, const char *path, int flags, ...)
+{
+    va_list args;
+    va_start(args, flags);
+    const mode_t mode = modeArgument(flags, args);
+    va_end(args);
+    return openTracked(dirfd, path, flags, mode, true);
+}
+
+int openat64(int dirfd, const char *path, int flags, ...)
+{
+    va_list args;
+    va_start(args, flags);
+    const mode_t mode = modeArgument(flags, args);
+    va_end(args);
+    return openTracked(dirfd, path, flags, mode, true);
+}
+
+int close(int fd)
+{
+    if (fd >= 0 && fd < kMaxFd) g_fds[fd].active = false;
+    static const auto next = real<CloseFn>("close");
+    return next(fd);
+}
+
+ssize_t read(int fd, void *buffer, size_t size)
+{
+    static const auto next = real<ReadFn>("read");
+    Tracked *slot = tracked(fd);
+    if (!slot) return next(fd, buffer, size);
+    if (g_config.fault == Fault::ReadIo || g_config.fault == Fault::TruncateSource) {
+        const size_t allowed = allowance(*slot, size);
+        if (allowed == 0) {
+            if (g_config.fault == Fault::ReadIo) {
+                errno = EIO;
+                return -1;
+            }
+            // The file shrinks under the reader, as when a camera or another
+            // program rewrites it mid-copy.
+            truncate(slot->path, static_cast<off_t>(g_config.after));
+            slot->active = false;
+            return next(fd, buffer, size);
+        }
+        size = allowed;
+    }
+    const ssize_t n = next(fd, buffer, size);
+    if (n > 0) slot->bytes += static_cast<uint64_t>(n);
+    return n;
+}
+
+ssize_t write(int fd, const void *buffer, size_t size)
+{
+    static const auto next = real<WriteFn>("write");
+    Tracked *slot = tracked(fd);
+    if (!slot) return next(fd, buffer, size);
+    switch (g_config.fault) {
+    case Fault::WriteNoSpace:
+    case Fault::WriteIo: {
+        const size_t allowed = allowance(*slot, size);
+        if (allowed == 0) {
+            errno = g_config.fault == Fault::WriteNoSpace ? ENOSPC : EIO;
+            return -1;
+        }
+        size = allowed;
+        break;
+    }
+    case Fault::FlipByte: {
+        const uint64_t at = slot->bytes;
+        if (!slot->flipped && g_config.after >= at && g_config.after < at + size) {
+            // The caller's buffer is const: write a copy with the one byte changed.
+            static thread_local char copy[kChunk];
+            if (size > sizeof copy) size = sizeof copy;
+            std::memcpy(copy, buffer, size);
+            copy[g_config.after - at] ^= 0x20;
+            slot->flipped = true;
+            const ssize_t n = next(fd, copy, size);
+            if (n > 0) slot->bytes += static_cast<uint64_t>(n);
+            return n;
+        }
+        break;
+    }
+    case Fault::Slow:
+        if (size > kChunk) size = kChunk;
+        slowDown();
+        break;
+    default:
+        break;
+    }
+    const ssize_t n = next(fd, buffer, size);
+    if (n > 0) slot->bytes += static_cast<uint64_t>(n);
+    return n;
+}
+
+ssize_t copy_file_range(int in, off64_t *inOffset, int out, off64_t *outOffset, size_t size, unsigned flags)
+{
+    static const auto next = real<CopyRangeFn>("copy_file_range");
+    if (g_ready && g_config.noCopyRange) {
+        errno = ENOSYS;
+        return -1;
+    }
+    Tracked *source = tracked(in);
+    Tracked *destination = tracked(out);
+    if (!source && !destination) return next(in, inOffset, out, outOffset, size, flags);
+    // In-kernel copies cannot be corrupted on the way, so a flipped byte goes
+    // through read and write while still answering as copy_file_range.
+    if (destination && g_config.fault == Fault::FlipByte && !inOffset && !outOffset) {
+        static thread_local char buffer[kChunk];
+        const ssize_t n = read(in, buffer, size < sizeof buffer ? size : sizeof buffer);
+        if (n <= 0) return n;
+        for (ssize_t done = 0; done < n;) {
+            const ssize_t w = write(out, buffer + done, static_cast<size_t>(n - done));
+            if (w < 0) return -1;
+            done += w;
+        }
+        return n;
+    }
+    Tracked *slot = source ? source : destination;
+    if (g_config.fault == Fault::Slow) {
+        if (size > kChunk) size = kChunk;
+        slowDown();
+    } else if (g_config.fault != Fault::FlipByte) {
+        const size_t allowed = allowance(*slot, size);
+        if (allowed == 0) {
+            if (g_config.fault == Fault::TruncateSource) {
+                truncate(slot->path, static_cast<off_t>(g_config.after));
+                slot->active = false;
+                return next(in, inOffset, out, outOffset, size, flags);
+            }
+            errno = g_config.fault == Fault::WriteNoSpace ? ENOSPC : EIO;
+            return -1;
+        }
+        size = allowed;
+    }
+    const ssize_t n = next(in, inOffset, out, outOffset, size, flags);
+    if (n > 0) slot->bytes += static_cast<uint64_t>(n);
+    return n;
+}
+
+} // extern "C"

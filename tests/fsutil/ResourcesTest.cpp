@@ -1,0 +1,28 @@
+#include "fsutil/Resources.h"
+#include "settings/EnvironmentGuard.h"
+#include "support/TestFiles.h"
+
+#include <gtest/gtest.h>
+
+using namespace ferrydeck;
+using namespace ferrydeck::test;
+
+TEST(Resources, OverrideFolderIsTheOnlyPlaceLookedAtWhenSet)
+{
+    TempDir dir;
+    writeFile(dir / "carHorn.wav", "RIFF");
+    EnvironmentGuard resources(kResourcesVariable, dir.path().c_str());
+    EXPECT_EQ(resourcePath("carHorn.wav"), dir / "carHorn.wav");
+    EXPECT_FALSE(resourcePath("LASTCLIP.TXT")) << "no silent fallback to another copy";
+    for (const char *name : {"", ".", "..", "../carHorn.wav", "sub/carHorn.wav"})
+        EXPECT_FALSE(resourcePath(name));
+}
+
+TEST(Resources, BuildTreeCopyBesideTheProgramIsFoundWithoutOverride)
+{
+    EnvironmentGuard resources(kResourcesVariable, nullptr);
+    const auto lastClip = resourcePath("LASTCLIP.TXT");
+    ASSERT_TRUE(lastClip);
+    EXPECT_EQ(readFile(*lastClip), readFile(std::string(FERRYDECK_SOURCE_DIR) + "/resources/LASTCLIP.TXT"));
+    EXPECT_FALSE(resourcePath("no-such-resource"));
+}

@@ -1,0 +1,397 @@
+#include "controller/OffloadNamingScheme.h"
+#include "engine/OffloadInstance.h"
+#include "gui/BrightwaterTableView.h"
+#include "gui/DestinationTableModel.h"
+#include "gui/DriveTableModel.h"
+#include "gui/FerrydeckMainWindow.h"
+#include "gui/GuiText.h"
+#include "gui/LogPanel.h"
+#include "gui/OffloadProgressPanel.h"
+#include "gui/QtControllerView.h"
+#include "gui/QtMainLoop.h"
+#include "gui/QueueTableModel.h"
+#include "gui/SettingsDrawer.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDate>
+#include <QFile>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMimeData>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSlider>
+#include <QSpinBox>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTextEdit>
+#include <QTableView>
+#include <QUrl>
+
+#include <atomic>
+#include <deque>
+#include <thread>
+
+using namespace ferrydeck;
+
+namespace {
+QString status(QueueTableModel *model, int row, int role = Qt::DisplayRole)
+{
+    return model->data(model->index(row, QueueTableModel::Status), role).toString();
+}
+} // namespace
+
+class MainWindowTest : public QObject {
+    Q_OBJECT
+
+    struct Alert {
+        std::string title;
+        std::vector<std::string> buttons;
+    };
+
+    QTemporaryDir m_root;
+    QString m_media;
+    std::unique_ptr<FerrydeckMainWindow> m_window;
+    std::vector<Alert> m_alerts;
+    std::deque<std::string> m_answers;
+    int m_windows = 0;
+
+    QString folder(const QString &name)
+    {
+        const QString path = m_root.path() + "/" + name;
+        QDir().mkpath(path);
+        return path;
+    }
+
+    // Files of 1, 2, ... kilobytes; answers their byte total.
+    qint64 writeFiles(const QString &path, int count)
+    {
+        qint64 total = 0;
+        for (int i = 1; i <= count; ++i) {
+            QFile file(path + QStringLiteral("/clip%1.mov").arg(i));
+            file.open(QIODevice::WriteOnly);
+            total += file.write(QByteArray(i * 1024, char('a' + i)));
+        }
+        return total;
+    }
+
+    std::unique_ptr<FerrydeckMainWindow> makeWindow(const QString &preferences)
+    {
+        FerrydeckMainWindow::Options options;
+        options.preferencesPath = preferences.toStdString();
+        options.controller.processorCount = 2;
+        options.controller.playSound = [](const std::string &) {};
+        auto window = std::make_unique<FerrydeckMainWindow>(options);
+        window->view().setAlertFunction(
+            [this](const std::string &title, const std::string &, const std::vector<std::string> &buttons) {
+                m_alerts.push_back({title, buttons});
+                if (m_answers.empty()) return 0;
+                const auto it = std::find(buttons.begin(), buttons.end(), m_answers.front());
+                m_answers.pop_front();
+                return it == buttons.end() ? 0 : static_cast<int>(it - buttons.begin());
+            });
+        const std::string logs = folder("logs").toStdString();
+        window->view().setSaveFunction([logs](const std::string &, const std::string &, const std::string &name) {
+            return std::optional<std::string>(logs + "/" + name);
+        });
+        return window;
+    }
+
+    void drop(PathTableModel *model, const QStringList &paths)
+    {
+        QMimeData data;
+        QList<QUrl> urls;
+        for (const QString &path : paths)
+            urls << QUrl::fromLocalFile(path);
+        data.setUrls(urls);
+        QVERIFY(model->dropMimeData(&data, Qt::CopyAction, -1, -1, QModelIndex()));
+    }
+
+    // One folder dropped on the queue with one ticked destination, processed to its end.
+    std::shared_ptr<OffloadInstance> runOneJob(qint64 *bytes = nullptr)
+    {
+        const QString source = folder("card/A001");
+        const qint64 total = writeFiles(source, 3);
+        if (bytes) *bytes = total;
+        drop(m_window->destinationModel, {folder("backup")});
+        [&] { QTRY_COMPARE(m_window->destinationModel->rowCount(), 1); }();
+        drop(m_window->queueModel, {source});
+        AppController &controller = m_window->controller();
+        [&] {
+            QTRY_COMPARE(controller.listOffloadInstances().size(), size_t(1));
+            QTRY_COMPARE(controller.listOffloadInstances().front()->offloadStatus(), int(OffloadInstance::kInQueue));
+        }();
+        m_window->itemProcess->trigger();
+        const auto job = controller.listOffloadInstances().front();
+        [&] { QTRY_VERIFY_WITH_TIMEOUT(job->processingTaskIsOver(), 10000); }();
+        return job;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_root.isValid());
+        m_media = folder("media");
+        qputenv("FERRYDECK_MEDIA_ROOT", QFile::encodeName(m_media));
+        qputenv("FERRYDECK_CONFIG_DIR", QFile::encodeName(folder("config")));
+    }
+
+    void init()
+    {
+        m_alerts.clear();
+        m_answers.clear();
+        m_window = makeWindow(m_root.path() + QStringLiteral("/prefs-%1.json").arg(++m_windows));
+    }
+
+    void cleanup() { m_window.reset(); }
+
+    void droppedFolderRunsToCompletionAndFillsTheDetails()
+    {
+        qint64 bytes = 0;
+        const auto job = runOneJob(&bytes);
+        QCOMPARE(job->offloadStatus(), int(OffloadInstance::kCompleted));
+        QVERIFY(QFile::exists(QString::fromStdString(job->fullOffloadPath()) + "/clip3.mov"));
+        OffloadProgressPanel *panel = m_window->panelProgress;
+        QVERIFY(panel->isVisible());
+        QTRY_COMPARE(panel->labelFilesCopied->text(), QStringLiteral("3"));
+        QCOMPARE(panel->labelFileCount->text(), QStringLiteral("3"));
+        QCOMPARE(panel->labelByteCount->text(), QString::number(bytes));
+        QCOMPARE(panel->labelBytesCopied->text(), QString::number(bytes));
+        QCOMPARE(panel->labelEstTimeRemaining->text(), QStringLiteral("Complete"));
+        QCOMPARE(panel->labelDestinationDirectory->text(), QString::fromStdString(job->fullOffloadPath()));
+        QCOMPARE(panel->indicatorProgress->value(), 3);
+        QCOMPARE(panel->tableFileDetails->model()->rowCount(), 3);
+        QVERIFY(panel->buttonSaveLog->isEnabled() && panel->buttonViewLog->isEnabled());
+        QVERIFY(!panel->buttonCancelOffload->isEnabled());
+        QCOMPARE(status(m_window->queueModel, 0), QStringLiteral("Completed"));
+
+        panel->buttonViewLog->click();
+        QVERIFY(m_window->panelLog->isVisible());
+        QVERIFY(m_window->panelLog->viewLog->toPlainText().contains(QStringLiteral("Total files copied:3")));
+    }
+
+    void deleteKeyRemovesAFinishedJobAfterAskingAboutItsLog_data()
+    {
+        QTest::addColumn<QString>("answer");
+        QTest::newRow("keep unsaved") << "NO";
+        QTest::newRow("save first") << "YES";
+    }
+    void deleteKeyRemovesAFinishedJobAfterAskingAboutItsLog()
+    {
+        QFETCH(QString, answer);
+        const auto job = runOneJob();
+        m_alerts.clear();
+        m_answers = {answer.toStdString()};
+        m_window->tableProcessingQueue->selectRow(0);
+        QTest::keyClick(m_window->tableProcessingQueue, Qt::Key_Delete);
+        QCOMPARE(m_alerts.size(), size_t(1));
+        QCOMPARE(m_alerts.front().title, std::string("Log File Not Saved"));
+        QCOMPARE(m_alerts.front().buttons, (std::vector<std::string>{"YES", "NO"}));
+        QCOMPARE(m_window->queueModel->rowCount(), 0);
+        QVERIFY(!m_window->panelProgress->isVisible());
+        const QString log =
+            folder("logs") + "/" + QString::fromStdString(job->fullOffloadPath()).section('/', -1) + ".txt";
+        QCOMPARE(QFile::exists(log), answer == "YES");
+        QFile::remove(log);
+    }
+
+    void statusColoursAndPanelButtonsFollowTheJob_data()
+    {
+        QTest::addColumn<int>("code");
+        QTest::addColumn<QColor>("colour");
+        QTest::addColumn<bool>("over");
+        QTest::newRow("in queue") << int(OffloadInstance::kInQueue) << qtColor(DisplayColor::Blue) << false;
+        QTest::newRow("processing") << int(OffloadInstance::kProcessing) << qtColor(DisplayColor::Blue) << false;
+        QTest::newRow("completed") << int(OffloadInstance::kCompleted) << qtColor(DisplayColor::Green) << true;
+        QTest::newRow("error") << int(OffloadInstance::kError) << qtColor(DisplayColor::Red) << true;
+        QTest::newRow("canceled") << int(OffloadInstance::kCanceled) << qtColor(DisplayColor::Red) << true;
+    }
+    void statusColoursAndPanelButtonsFollowTheJob()
+    {
+        QFETCH(int, code);
+        QFETCH(QColor, colour);
+        QFETCH(bool, over);
+        auto job = OffloadInstance::create(folder("src").toStdString(), folder("dst").toStdString());
+        job->setOffloadStatus(code);
+        m_window->controller().setListOffloadInstances({job});
+        QCOMPARE(status(m_window->queueModel, 0), QString::fromLatin1(OffloadInstance::statusText(code)));
+        QCOMPARE(m_window->queueModel->data(m_window->queueModel->index(0, QueueTableModel::Status), Qt::BackgroundRole)
+                     .value<QColor>(),
+                 colour);
+        m_window->tableProcessingQueue->selectRow(0);
+        emit m_window->tableProcessingQueue->doubleClicked(m_window->queueModel->index(0, 0));
+        OffloadProgressPanel *panel = m_window->panelProgress;
+        QCOMPARE(panel->labelFileBeingOffloaded->palette().color(QPalette::Window), colour);
+        QCOMPARE(panel->buttonSaveLog->isEnabled(), over);
+        QCOMPARE(panel->buttonViewLog->isEnabled(), over);
+        QCOMPARE(panel->buttonCancelOffload->isEnabled(), !over);
+        if (!over) job->setOffloadStatus(OffloadInstance::kCanceled);
+    }
+
+    void doubleClickWithoutSelectionShowsNothing()
+    {
+        m_window->controller().setListOffloadInstances({OffloadInstance::create("/a", "/b")});
+        m_window->showOffloadDetails();
+        QVERIFY(!m_window->panelProgress->isVisible());
+        QVERIFY(!m_window->panelProgress->shownInstance());
+    }
+
+    void namingPreviewForEveryScheme()
+    {
+        SettingsDrawer *drawer = m_window->drawer;
+        drawer->checkPrefix->setChecked(true);
+        drawer->checkSuffix->setChecked(true);
+        drawer->textPrefix->setText("A_");
+        drawer->textSuffix->setText("_Z");
+        drawer->textCustomNameScheme->setText("Trip");
+        drawer->controlTextDidEndEditing();
+        drawer->stepperConsecutiveNumber->setValue(7);
+        const QString today = QDate::currentDate().toString("MM-dd-yyyy");
+        const std::map<int32_t, QString> parts{{OffloadNamingScheme::kCustomVolumeName, "Trip"},
+                                               {OffloadNamingScheme::kConsecutiveNumbering, "07"},
+                                               {OffloadNamingScheme::kCardName, "\"Card Name\""},
+                                               {OffloadNamingScheme::kTodaysDate, today},
+                                               {OffloadNamingScheme::kDateVolumeCreated, "\"Date Created\""},
+                                               {OffloadNamingScheme::kDateVolumeModified, "\"Date Modified\""}};
+        QComboBox *popup = drawer->popupNamingSchemes;
+        QCOMPARE(popup->count(), 7);
+        QCOMPARE(popup->itemText(3), QStringLiteral("Today's Date"));
+        for (int i = 0; i < popup->count(); ++i) {
+            popup->setCurrentIndex(i);
+            const int32_t scheme = OffloadNamingScheme::schemeForTitle(popup->currentText().toStdString());
+            const QString expected = parts.count(scheme) ? "A_" + parts.at(scheme) + "_Z" : QString();
+            QCOMPARE(drawer->textFullNameScheme->text(), expected);
+            QCOMPARE(drawer->textCustomNameScheme->isHidden(), scheme != OffloadNamingScheme::kCustomVolumeName);
+            QCOMPARE(drawer->boxAutoIncrementScheme->isHidden(), scheme != OffloadNamingScheme::kConsecutiveNumbering);
+        }
+        // Leaving a field cleans it of characters no folder name may hold.
+        drawer->textPrefix->setText("A/B_");
+        drawer->controlTextDidEndEditing();
+        QVERIFY(!drawer->textPrefix->text().contains('/'));
+        QCOMPARE(QString::fromStdString(m_window->controller().ferrydeckSettings().textPrefix()),
+                 drawer->textPrefix->text());
+    }
+
+    void draggedRemovableVolumesQueueInRowOrderAndFilesAreRefused()
+    {
+        const QString cardB = m_media + "/CARD_B", cardA = m_media + "/CARD_A";
+        writeFiles(folder("media/CARD_B"), 1);
+        writeFiles(folder("media/CARD_A"), 1);
+        m_window->controller().addDirectoriesToDestinationList({folder("backup").toStdString()});
+        m_window->controller().refreshDriveLists();
+        DriveTableModel *drives = m_window->removableModel;
+        QCOMPARE(drives->rowCount(), 2);
+        std::unique_ptr<QMimeData> dragged(drives->mimeData({drives->index(1, 0), drives->index(0, 0)}));
+        QVERIFY(dragged->hasUrls());
+        QVERIFY(m_window->queueModel->dropMimeData(dragged.get(), Qt::CopyAction, -1, -1, QModelIndex()));
+        QTRY_COMPARE(m_window->queueModel->rowCount(), 2);
+        QCOMPARE(m_window->queueModel->jobAt(0)->sourceDirectory(), cardA.toStdString());
+        QCOMPARE(m_window->queueModel->jobAt(1)->sourceDirectory(), cardB.toStdString());
+
+        drop(m_window->queueModel, {cardA + "/clip1.mov"});
+        QTest::qWait(50);
+        QCOMPARE(m_window->queueModel->rowCount(), 2);
+        QVERIFY(m_alerts.empty());
+        QDir(cardA).removeRecursively();
+        QDir(cardB).removeRecursively();
+    }
+
+    void untickedDestinationsRefuseSourcesAndRemoveTakesTheSelectedRow()
+    {
+        drop(m_window->destinationModel, {folder("one"), folder("two"), m_root.path() + "/missing"});
+        QTRY_COMPARE(m_window->destinationModel->rowCount(), 2);
+        DestinationTableModel *model = m_window->destinationModel;
+        for (int row = 0; row < 2; ++row)
+            QVERIFY(model->setData(model->index(row, DestinationTableModel::InUse), Qt::Unchecked, Qt::CheckStateRole));
+        m_window->controller().addDirectoriesToOffloadList({folder("card").toStdString()});
+        QCOMPARE(m_alerts.size(), size_t(1));
+        QCOMPARE(m_alerts.front().title, std::string("Error"));
+        QCOMPARE(m_window->queueModel->rowCount(), 0);
+
+        m_window->tableOffloadDestinations->selectRow(1);
+        m_window->buttonRemoveDestination->click();
+        QCOMPARE(model->rowCount(), 1);
+        QCOMPARE(model->data(model->index(0, DestinationTableModel::Path), Qt::DisplayRole).toString(), folder("one"));
+    }
+
+    void drawerSwitchesModesLogFolderAndThreads()
+    {
+        SettingsDrawer *drawer = m_window->drawer;
+        AppController &controller = m_window->controller();
+        drawer->buttonAutoOffload->setChecked(true);
+        QVERIFY(controller.activeTimer());
+        QVERIFY(!m_window->itemProcess->isVisible() && !m_window->itemBrowse->isVisible());
+        drawer->buttonManualOffload->setChecked(true);
+        QVERIFY(!controller.activeTimer());
+        QVERIFY(m_window->itemProcess->isVisible());
+
+        drawer->buttonLogToCommonFolder->setChecked(true);
+        QVERIFY(!drawer->textCommonLogFolder->isHidden());
+        QCOMPARE(controller.ferrydeckSettings().logOptionIndex(), 0);
+        drawer->buttonLogToOffloadFolder->setChecked(true);
+        QVERIFY(drawer->textCommonLogFolder->isHidden() && drawer->buttonCommonLogBrowse->isHidden());
+
+        drawer->sliderThreadCount->setValue(99);
+        QCOMPARE(drawer->textNumberOfThreads->text(), QStringLiteral("10"));
+        QCOMPARE(controller.offloadPool().poolSize(), 10);
+        QCOMPARE(controller.ferrydeckSettings().amountOfCopyThreads(), 10);
+    }
+
+    void settingsAndDestinationsSurviveARestart()
+    {
+        const QString preferences = m_root.path() + "/restart.json";
+        m_window = makeWindow(preferences);
+        m_window->controller().addDirectoriesToDestinationList({folder("kept").toStdString()});
+        m_window->drawer->buttonContentsVerify->setChecked(true);
+        m_window->drawer->sliderThreadCount->setValue(3);
+        m_window->drawer->textPrefix->setText("Day1_");
+        QVERIFY(m_window->close());
+        m_window = makeWindow(preferences);
+        QCOMPARE(m_window->destinationModel->rowCount(), 1);
+        QVERIFY(m_window->drawer->buttonContentsVerify->isChecked());
+        QCOMPARE(m_window->drawer->sliderThreadCount->value(), 3);
+        QCOMPARE(m_window->controller().offloadPool().poolSize(), 3);
+        QCOMPARE(m_window->drawer->textPrefix->text(), QStringLiteral("Day1_"));
+        QCOMPARE(m_window->view().verificationControls().verification, Verification::Contents);
+    }
+
+    void closingWhileOffloadingAsksAndNoKeepsTheWindow()
+    {
+        auto job = OffloadInstance::create(folder("src").toStdString(), folder("dst").toStdString());
+        job->setOffloadStatus(OffloadInstance::kProcessing);
+        m_window->controller().setListOffloadInstances({job});
+        m_window->show();
+        m_answers = {"NO"};
+        QVERIFY(!m_window->close());
+        QVERIFY(m_window->isVisible());
+        m_answers = {"YES"};
+        QVERIFY(m_window->close());
+        QCOMPARE(m_alerts.size(), size_t(2));
+        QCOMPARE(m_alerts.back().title, std::string("Active Processing"));
+        QCOMPARE(m_alerts.back().buttons, (std::vector<std::string>{"NO", "YES"}));
+        job->setOffloadStatus(OffloadInstance::kCanceled);
+    }
+
+    void mainLoopRunsWorkersTasksOnTheGuiThread()
+    {
+        auto loop = std::make_shared<QtMainLoop>();
+        std::atomic<int> onGui{0};
+        std::thread worker([&] {
+            loop->post([&] { onGui += loop->isMainThread() ? 1 : 100; });
+            loop->invokeAndWait([&] { onGui += loop->isMainThread() ? 1 : 100; });
+        });
+        QTRY_COMPARE(onGui.load(), 2);
+        worker.join();
+        bool fired = false, cancelled = false;
+        loop->scheduleOnce(0.01, [&] { fired = true; });
+        loop->scheduleOnce(0.01, [&] { cancelled = true; })->cancel();
+        QTRY_VERIFY(fired);
+        QTest::qWait(30);
+        QVERIFY(!cancelled);
+    }
+};
+
+QTEST_MAIN(MainWindowTest)
+#include "MainWindowTest.moc"

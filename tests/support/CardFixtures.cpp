@@ -1,0 +1,302 @@
+#include "support/CardFixtures.h"
+
+#include "support/TestFiles.h"
+
+#include "fsutil/MediaRootVolumeService.h"
+
+#include <algorithm>
+#include <filesystem>
+
+namespace fs = std::filesystem;
+
+namespace ferrydeck::test {
+
+namespace {
+
+std::string be32(uint32_t value)
+{
+    return {static_cast<char>(value >> 24), static_cast<char>(value >> 16), static_cast<char>(value >> 8),
+            static_cast<char>(value)};
+}
+
+std::string box(const std::string &type, const std::string &payload)
+{
+    return be32(static_cast<uint32_t>(8 + payload.size())) + type + payload;
+}
+
+std::string track(const std::string &handler)
+{
+    const std::string hdlr =
+        box("hdlr", be32(0) + std::string(4, '\0') + handler + std::string(12, '\0') + "Handler" + '\0');
+    return box("trak", box("tkhd", std::string(84, '\0')) + box("mdia", box("mdhd", std::string(24, '\0')) + hdlr));
+}
+
+std::string xdcamClipXml(const std::string &timecodeFramesFirst)
+{
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+           "<NonRealTimeMeta xmlns=\"urn:schemas-professionalDisc:nonRealTimeMeta:ver.1.30\">\n"
+           "<Duration value=\"300\"/>\n"
+           "<LtcChangeTable tcFps=\"30\" halfStep=\"false\">\n"
+           "<LtcChange frameCount=\"0\" value=\"" +
+           timecodeFramesFirst +
+           "\" status=\"increment\"/>\n"
+           "<LtcChange frameCount=\"299\" value=\"29590301\" status=\"end\"/>\n"
+           "</LtcChangeTable>\n"
+           "</NonRealTimeMeta>\n";
+}
+
+void bpavIndexFiles(const std::string &bpav, const std::string &clip)
+{
+    writeFile(bpav + "/CUEUP.XML", "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<CueUpInfo>\n<history>\n"
+                                   "<entry clip=\"" +
+                                       clip + "\" frame=\"0\"/>\n</history>\n</CueUpInfo>\n");
+    const std::string mediaPro = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<MediaProfile>\n<Contents>\n"
+                                 "<Material uri=\"./CLPR/" +
+                                 clip + "/" + clip +
+                                 ".MP4\"/>\n</Contents>\n"
+                                 "</MediaProfile>\n";
+    writeFile(bpav + "/MEDIAPRO.XML", mediaPro);
+}
+
+// XDCAM EX and JVC-MP4 share the BPAV layout.
+std::vector<std::string> buildBpav(const std::string &bpav, const std::string &takePrefix)
+{
+    std::vector<std::string> clips;
+    for (int take = 1; take <= 2; ++take) {
+        const std::string clip = takePrefix + "_000" + std::to_string(take) + "_01";
+        const std::string folder = bpav + "/CLPR/" + clip;
+        writeFile(folder + "/" + clip + ".MP4", movieBytes(30000, 300300));
+        writeFile(folder + "/" + clip + "M01.XML", xdcamClipXml("00000010"));
+        writeFile(folder + "/" + clip + "R01.BIM", "bim");
+        writeFile(bpav + "/TAKR/" + clip.substr(0, clip.size() - 3) + "/" + clip.substr(0, clip.size() - 3) + "M01.XML",
+                  "<?xml version=\"1.0\"?><Take/>");
+        clips.push_back(folder + "/" + clip + ".MP4");
+    }
+    bpavIndexFiles(bpav, takePrefix + "_0001_01");
+    return clips;
+}
+
+std::vector<std::string> buildAvchd(const std::string &avchd)
+{
+    writeFile(avchd + "/BDMV/INDEX.BDM", "INDX0100");
+    writeFile(avchd + "/BDMV/MOVIEOBJ.BDM", "MOBJ0100");
+    writeFile(avchd + "/BDMV/PLAYLIST/00000.MPL", "MPLS0100");
+    writeFile(avchd + "/BDMV/CLIPINF/00000.CPI", "HDMV0100");
+    writeFile(avchd + "/BDMV/STREAM/00000.MTS", std::string(188, 'G'));
+    return {avchd + "/BDMV/STREAM/00000.MTS"};
+}
+
+} // namespace
+
+std::vector<CardKind> allCardKinds()
+{
+    return {CardKind::P2,           CardKind::XdcamEx,   CardKind::XdcamHd, CardKind::JvcMp4,
+            CardKind::JvcQuickTime, CardKind::CanonEos,  CardKind::Red,     CardKind::PanasonicAvchd,
+            CardKind::CanonAvchd,   CardKind::SonyAvchd, CardKind::GoPro,   CardKind::QuickTime};
+}
+
+const char *cardKindName(CardKind kind)
+{
+    switch (kind) {
+    case CardKind::P2:
+        return "P2";
+    case CardKind::XdcamEx:
+        return "XdcamEx";
+    case CardKind::XdcamHd:
+        return "XdcamHd";
+    case CardKind::JvcMp4:
+        return "JvcMp4";
+    case CardKind::JvcQuickTime:
+        return "JvcQuickTime";
+    case CardKind::CanonEos:
+        return "CanonEos";
+    case CardKind::Red:
+        return "Red";
+    case CardKind::PanasonicAvchd:
+        return "PanasonicAvchd";
+    case CardKind::CanonAvchd:
+        return "CanonAvchd";
+    case CardKind::SonyAvchd:
+        return "SonyAvchd";
+    case CardKind::GoPro:
+        return "GoPro";
+    case CardKind::QuickTime:
+        return "QuickTime";
+    }
+    return "Unknown";
+}
+
+std::string movieBytes(uint32_t timeScale, uint64_t duration, bool withVideo)
+{
+    const std::string mvhd = box("mvhd", be32(0) + be32(1) + be32(2) + be32(timeScale) +
+                                             be32(static_cast<uint32_t>(duration)) + std::string(80, '\0'));
+    const std::string tracks = (withVideo ? track("vide") : std::string()) + track("soun");
+    return box("ftyp", "isom" + be32(0x200) + "isomiso2avc1mp41") + box("mdat", std::string(64, 'x')) +
+           box("moov", mvhd + tracks);
+}
+
+std::string p2ClipXml(const P2Clip &clip)
+{
+    std::string connection;
+    if (clip.top) connection += "<Top><ClipName>" + *clip.top + "</ClipName></Top>";
+    if (clip.previous) connection += "<Previous><ClipName>" + *clip.previous + "</ClipName></Previous>";
+    if (clip.next) connection += "<Next><ClipName>" + *clip.next + "</ClipName></Next>";
+    std::string xml = "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?>\n"
+                      "<P2Main xmlns=\"urn:schemas-Professional-Plug-in:P2:ClipMetadata:v3.1\">\n"
+                      "<ClipContent>\n<ClipName>" +
+                      clip.name +
+                      "</ClipName>\n"
+                      "<GlobalClipID>" +
+                      clip.globalClipId +
+                      "</GlobalClipID>\n"
+                      "<Duration>300</Duration>\n<EditUnit>" +
+                      clip.editUnit +
+                      "</EditUnit>\n"
+                      "<EssenceList><Video>\n"
+                      "<FrameRate>" +
+                      clip.frameRate +
+                      "</FrameRate>\n"
+                      "<StartTimecode>" +
+                      clip.startTimecode +
+                      "</StartTimecode>\n"
+                      "<StartBinaryGroup>00000000</StartBinaryGroup>\n"
+                      "<DropFrameFlag>" +
+                      std::string(clip.dropFrame ? "true" : "false") +
+                      "</DropFrameFlag>\n"
+                      "</Video></EssenceList>\n";
+    if (clip.shotId || !connection.empty()) {
+        xml += "<Relation>\n<OffsetInShot>0</OffsetInShot>\n";
+        if (clip.shotId) xml += "<GlobalShotID>" + *clip.shotId + "</GlobalShotID>\n";
+        if (!connection.empty()) xml += "<Connection>" + connection + "</Connection>\n";
+        xml += "</Relation>\n";
+    }
+    xml += "<ClipMetadata>\n";
+    if (clip.userClipName) xml += "<UserClipName>" + *clip.userClipName + "</UserClipName>\n";
+    xml += "</ClipMetadata>\n</ClipContent>\n</P2Main>\n";
+    return xml;
+}
+
+BuiltCard buildCard(CardKind kind, const std::string &rootDir)
+{
+    BuiltCard card{rootDir, {}};
+    makeDirectory(rootDir);
+    const std::string &r = rootDir;
+    switch (kind) {
+    case CardKind::P2: {
+        for (const char *folder : {"AUDIO", "CLIP", "ICON", "PROXY", "VIDEO", "VOICE"}) {
+            makeDirectory(r + "/CONTENTS/" + folder);
+        }
+        for (const char *name : {"0001AB", "0002CD"}) {
+            const std::string clip = r + "/CONTENTS/VIDEO/" + name + ".MXF";
+            writeSizedFile(clip, 4096, 7);
+            writeSizedFile(r + "/CONTENTS/AUDIO/" + name + "00.MXF", 512, 8);
+            writeSizedFile(r + "/CONTENTS/AUDIO/" + name + "01.MXF", 512, 9);
+            writeFile(r + "/CONTENTS/CLIP/" + name + ".XML", p2ClipXml(P2Clip{name}));
+            writeFile(r + "/CONTENTS/ICON/" + name + ".BMP", "BM");
+            card.clips.push_back(clip);
+        }
+        writeFile(r + "/LASTCLIP.TXT", "0002CD\r\n1.0\r\n");
+        writeFile(r + "/._LASTCLIP.TXT", "companion");
+        break;
+    }
+    case CardKind::XdcamEx:
+        card.clips = buildBpav(r + "/BPAV", "436");
+        writeFile(r + "/BPAV/MEDIAPRO.BAK", "backup");
+        break;
+    case CardKind::XdcamHd:
+        for (const char *name : {"C0001", "C0002"}) {
+            writeSizedFile(r + "/Clip/" + name + ".MXF", 4096, 3);
+            writeFile(r + "/Clip/" + name + "M01.XML", xdcamClipXml("00000001"));
+            writeSizedFile(r + "/Sub/" + name + "S01.MXF", 256, 4);
+            card.clips.push_back(r + "/Clip/" + name + ".MXF");
+        }
+        writeFile(r + "/INDEX.XML", "<?xml version=\"1.0\"?><indexFile/>");
+        break;
+    case CardKind::JvcMp4:
+        card.clips = buildBpav(r + "/PRIVATE/JVC/BPAV", "001");
+        break;
+    case CardKind::JvcQuickTime: {
+        const std::string cqav = r + "/PRIVATE/JVC/CQAV";
+        for (const char *name : {"CLIP0001", "CLIP0002"}) {
+            writeFile(cqav + "/CLIP/" + name + ".MOV", movieBytes(600, 6000));
+            writeFile(cqav + "/INFO/" + name + ".XML", "<?xml version=\"1.0\"?><Clip/>");
+            card.clips.push_back(cqav + "/CLIP/" + name + ".MOV");
+        }
+        const std::string index = "<?xml version=\"1.0\"?>\n<MediaInfo>\n<ClipInfo>\n<Clip name=\"CLIP0001\"/>\n"
+                                  "<Clip name=\"CLIP0002\"/>\n</ClipInfo>\n</MediaInfo>\n";
+        writeFile(cqav + "/MEDIAINF.XML", index);
+        writeFile(cqav + "/MEDIAINF.BAK", index);
+        break;
+    }
+    case CardKind::CanonEos:
+        for (const char *name : {"MVI_0001", "MVI_0002"}) {
+            writeFile(r + "/DCIM/100CANON/" + std::string(name) + ".MOV", movieBytes(2997, 29970));
+            writeFile(r + "/DCIM/100CANON/" + std::string(name) + ".THM", "thumbnail");
+            card.clips.push_back(r + "/DCIM/100CANON/" + std::string(name) + ".MOV");
+        }
+        writeFile(r + "/MISC/CANONMSC.DAT", "settings");
+        break;
+    case CardKind::Red: {
+        const std::string clip = r + "/REDMAG/A001_0101XX.RDM/A001_C001_0101AB.RDC";
+        writeSizedFile(clip + "/A001_C001_0101AB_001.R3D", 8192, 5);
+        writeFile(clip + "/A001_C001_0101AB_H.mov", movieBytes(24000, 240240));
+        card.clips.push_back(clip + "/A001_C001_0101AB_H.mov");
+        break;
+    }
+    case CardKind::PanasonicAvchd:
+        card.clips = buildAvchd(r + "/PRIVATE/AVCHD");
+        break;
+    case CardKind::CanonAvchd:
+        card.clips = buildAvchd(r + "/PRIVATE/AVCHD");
+        makeDirectory(r + "/PRIVATE/AVCHD/CANON");
+        break;
+    case CardKind::SonyAvchd:
+        card.clips = buildAvchd(r + "/AVCHD");
+        break;
+    case CardKind::GoPro:
+        for (const char *name : {"GOPR0001", "GOPR0002"}) {
+            writeFile(r + "/DCIM/100GOPRO/" + std::string(name) + ".MP4", movieBytes(1000, 5000));
+            writeFile(r + "/DCIM/100GOPRO/" + std::string(name) + ".THM", "thumbnail");
+            card.clips.push_back(r + "/DCIM/100GOPRO/" + std::string(name) + ".MP4");
+        }
+        makeDirectory(r + "/MISC");
+        break;
+    case CardKind::QuickTime:
+        writeFile(r + "/Movies/interview.mov", movieBytes(600, 1200));
+        writeFile(r + "/Movies/broll.mp4", movieBytes(600, 1200));
+        card.clips = {r + "/Movies/interview.mov", r + "/Movies/broll.mp4"};
+        break;
+    }
+    return card;
+}
+
+std::vector<std::string> listTree(const std::string &root)
+{
+    std::vector<std::string> entries;
+    std::error_code error;
+    for (auto it = fs::recursive_directory_iterator(root, error); !error && it != fs::recursive_directory_iterator();
+         it.increment(error)) {
+        std::string relative = fs::relative(it->path(), root).string();
+        if (it->is_symlink()) {
+            entries.push_back(relative + " -> " + fs::read_symlink(it->path()).string());
+        } else if (it->is_directory()) {
+            entries.push_back(relative + "/");
+        } else {
+            entries.push_back(relative + " " + std::to_string(it->file_size()));
+        }
+    }
+    std::sort(entries.begin(), entries.end());
+    return entries;
+}
+
+ScopedMediaRoot::ScopedMediaRoot(const std::string &mediaRoot)
+{
+    VolumeService::setCurrent(std::make_shared<MediaRootVolumeService>(mediaRoot));
+}
+
+ScopedMediaRoot::~ScopedMediaRoot()
+{
+    VolumeService::setCurrent(nullptr);
+}
+
+} // namespace ferrydeck::test
