@@ -10,8 +10,10 @@
 //   FERRYDECK_FAULT_NO_COPY_RANGE  "1": copy_file_range answers ENOSYS, so the
 //                            read/write fallback of the copy is the one tested
 //   FERRYDECK_FAULT_PROCESS  program name the faults apply to (default
-//                            ferrydeck-cli), so the cmp it starts for content
-//                            verification reads the real bytes
+//                            ferrydeck-cli), so any program it starts reads
+//                            the real bytes; its own content verification
+//                            reads the copy read-only, which destination
+//                            faults never touch, so it sees what was written
 //
 // Source faults (read-eio, open-eacces, truncate-source) hit descriptors opened
 // read-only on a matching path, destination faults (write-*, flip-byte, slow)
