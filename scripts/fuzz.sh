@@ -13,7 +13,7 @@ command -v clang++ >/dev/null || { echo "fuzz: clang++ is missing (scripts/insta
 CXX=clang++ cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DFUZZ=ON \
   -DFERRYDECK_BUILD_TESTS=OFF -DFERRYDECK_BUILD_BENCH=OFF >/dev/null
 
-# target, seed folder, dictionary
+# target, starting corpus folder, dictionary
 fuzzers=(
   "XmlUtilitiesFuzzer xml xml.dict"
   "MovieBoxReaderFuzzer movie movie.dict"
