@@ -19,14 +19,6 @@ Process::Result cli(std::vector<std::string> args)
     return Process::run(args, Process::Output::Capture);
 }
 
-std::vector<nlohmann::json> jsonLines(const std::string &output)
-{
-    std::vector<nlohmann::json> lines;
-    std::istringstream stream(output);
-    for (std::string line; std::getline(stream, line);) lines.push_back(nlohmann::json::parse(line));
-    return lines;
-}
-
 std::vector<std::string> entries(const std::string &folder)
 {
     std::vector<std::string> names;

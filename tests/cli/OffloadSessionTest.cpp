@@ -18,14 +18,6 @@ using namespace ferrydeck::test;
 
 namespace {
 
-std::vector<nlohmann::json> jsonLines(const std::string &output)
-{
-    std::vector<nlohmann::json> lines;
-    std::istringstream stream(output);
-    for (std::string line; std::getline(stream, line);) lines.push_back(nlohmann::json::parse(line));
-    return lines;
-}
-
 int runCli(const TempDir &dir, std::vector<std::string> args, std::string &out, std::string &err)
 {
     args.insert(args.begin(), {FERRYDECK_CLI_PATH, "offload"});

@@ -14,14 +14,6 @@ using namespace ferrydeck::test;
 
 namespace {
 
-std::vector<nlohmann::json> jsonLines(const std::string &output)
-{
-    std::vector<nlohmann::json> lines;
-    std::istringstream stream(output);
-    for (std::string line; std::getline(stream, line);) lines.push_back(nlohmann::json::parse(line));
-    return lines;
-}
-
 size_t lineCount(const std::string &text)
 {
     return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));

@@ -40,17 +40,6 @@ std::vector<std::string> commandLine(const FaultCase &row, const TempDir &dir)
     return {};
 }
 
-std::map<std::string, nlohmann::json> jobsBySource(const std::string &output)
-{
-    std::map<std::string, nlohmann::json> jobs;
-    std::istringstream lines(output);
-    for (std::string line; std::getline(lines, line);) {
-        const auto job = nlohmann::json::parse(line, nullptr, false);
-        if (job.is_object()) jobs[job["source"]] = job;
-    }
-    return jobs;
-}
-
 } // namespace
 
 class FaultTable : public ::testing::TestWithParam<FaultCase> {};

@@ -74,17 +74,6 @@ std::string deepPath()
     return path + "deep.MOV";
 }
 
-std::map<std::string, nlohmann::json> jobsBySource(const std::string &output)
-{
-    std::map<std::string, nlohmann::json> jobs;
-    std::istringstream lines(output);
-    for (std::string line; std::getline(lines, line);) {
-        const auto job = nlohmann::json::parse(line, nullptr, false);
-        if (job.is_object()) jobs[job["source"]] = job;
-    }
-    return jobs;
-}
-
 std::string withReplacements(const std::string &name)
 {
     // What a name reads as in a UTF-8 log: invalid bytes become U+FFFD.

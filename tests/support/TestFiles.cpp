@@ -72,4 +72,23 @@ bool exists(const std::string &path)
     return ::lstat(path.c_str(), &info) == 0;
 }
 
+std::vector<nlohmann::json> jsonLines(const std::string &output)
+{
+    std::vector<nlohmann::json> lines;
+    std::istringstream stream(output);
+    for (std::string line; std::getline(stream, line);) lines.push_back(nlohmann::json::parse(line));
+    return lines;
+}
+
+std::map<std::string, nlohmann::json> jobsBySource(const std::string &output)
+{
+    std::map<std::string, nlohmann::json> jobs;
+    std::istringstream lines(output);
+    for (std::string line; std::getline(lines, line);) {
+        const auto job = nlohmann::json::parse(line, nullptr, false);
+        if (job.is_object()) jobs[job["source"]] = job;
+    }
+    return jobs;
+}
+
 } // namespace ferrydeck::test

@@ -1,5 +1,10 @@
 #pragma once
 
+#include <nlohmann/json.hpp>
+
+#include <map>
+#include <vector>
+
 #include <cstdint>
 #include <string>
 
@@ -28,5 +33,10 @@ void writeSizedFile(const std::string &path, uint64_t size, unsigned pattern = 1
 std::string readFile(const std::string &path);
 void makeDirectory(const std::string &path);
 bool exists(const std::string &path);
+
+// The JSON objects of a command's `--json` output, one per line.
+std::vector<nlohmann::json> jsonLines(const std::string &output);
+// The same, keyed by their "source" field; lines that are not JSON are skipped.
+std::map<std::string, nlohmann::json> jobsBySource(const std::string &output);
 
 } // namespace ferrydeck::test
