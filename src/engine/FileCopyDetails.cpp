@@ -26,6 +26,7 @@ std::shared_ptr<FileCopyDetails> FileCopyDetails::detailsFromFile(const std::str
     details->setFilePath(path);
     details->setRawStatus(kInQueue);
     details->setRawFileSize(static_cast<uint64_t>(info.st_size));
+    details->setRawModificationTime(static_cast<int64_t>(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec);
     return details;
 }
 
@@ -120,6 +121,17 @@ void FileCopyDetails::setRawStatus(int32_t value)
     std::lock_guard lock(m_mutex);
     m_rawStatus = value;
     m_status = statusText(value);
+}
+
+int64_t FileCopyDetails::rawModificationTime() const
+{
+    return read(m_rawModificationTime);
+}
+
+void FileCopyDetails::setRawModificationTime(int64_t value)
+{
+    std::lock_guard lock(m_mutex);
+    m_rawModificationTime = value;
 }
 
 } // namespace ferrydeck

@@ -45,6 +45,10 @@ public:
     void setRawBytesCopied(uint64_t value);
     int32_t rawStatus() const;
     void setRawStatus(int32_t value);
+    // The source's modification time (nanoseconds since the epoch) as the
+    // copy saw it; the offload history fingerprints a card with it.
+    int64_t rawModificationTime() const;
+    void setRawModificationTime(int64_t value);
 
 private:
     template <typename T> T read(const T &member) const
@@ -69,6 +73,7 @@ private:
     uint64_t m_rawFileSize = 0;
     uint64_t m_rawBytesCopied = 0;
     int32_t m_rawStatus = 0;
+    int64_t m_rawModificationTime = 0;
 };
 
 } // namespace ferrydeck

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,23 @@ public:
     // Unmounts and powers off the removable volume whose mount path ends in
     // name; true when it is gone.
     virtual bool ejectVolume(const std::string &name) = 0;
+
+    // True only when the volume at mountPath sits on a medium that leaves its
+    // drive (a card in a reader or an SD/MMC slot, ejectable media): the one
+    // kind of volume a reformat may ever touch. Answers false when unsure.
+    virtual bool hasRemovableMedium(const std::string &mountPath) const
+    {
+        (void)mountPath;
+        return false;
+    }
+    // What identifies the file system at mountPath across renames and
+    // remounts (its UUID and label where it has them); none when nothing
+    // stable is known, which callers treat as "never seen before".
+    virtual std::optional<std::string> volumeIdentity(const std::string &mountPath) const
+    {
+        (void)mountPath;
+        return std::nullopt;
+    }
 
     // The service the utilities use: the one installed with setCurrent, else
     // the media-root back end when FERRYDECK_MEDIA_ROOT names a folder, else
