@@ -32,16 +32,30 @@ std::string UserDirectories::home()
     return "/";
 }
 
+namespace {
+
+// The base directory rules ignore a relative XDG_* variable.
+std::string xdgBase(const char *variable, const char *fallbackUnderHome)
+{
+    const char *xdg = std::getenv(variable);
+    const std::string userHome = UserDirectories::home();
+    const std::string base =
+        xdg && *xdg == '/' ? withoutTrailingSlashes(xdg) : (userHome == "/" ? "" : userHome) + fallbackUnderHome;
+    return (base == "/" ? "" : base) + "/ferrydeck";
+}
+
+} // namespace
+
 std::string UserDirectories::configDirectory()
 {
     const char *explicitDir = std::getenv(kConfigDirVariable);
     if (explicitDir && *explicitDir) return withoutTrailingSlashes(explicitDir);
-    // The base directory rules ignore a relative XDG_CONFIG_HOME.
-    const char *xdg = std::getenv("XDG_CONFIG_HOME");
-    const std::string userHome = home();
-    const std::string base =
-        xdg && *xdg == '/' ? withoutTrailingSlashes(xdg) : (userHome == "/" ? "" : userHome) + "/.config";
-    return (base == "/" ? "" : base) + "/ferrydeck";
+    return xdgBase("XDG_CONFIG_HOME", "/.config");
+}
+
+std::string UserDirectories::stateDirectory()
+{
+    return xdgBase("XDG_STATE_HOME", "/.local/state");
 }
 
 } // namespace ferrydeck

@@ -15,6 +15,10 @@ public:
     static std::string home();
     // FERRYDECK_CONFIG_DIR, else $XDG_CONFIG_HOME/ferrydeck, else ~/.config/ferrydeck.
     static std::string configDirectory();
+    // $XDG_STATE_HOME/ferrydeck, else ~/.local/state/ferrydeck: what Ferrydeck
+    // must remember on its own (the offload history, logs that could not be
+    // saved where they were asked for). Not created here.
+    static std::string stateDirectory();
 };
 
 } // namespace ferrydeck
