@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -65,6 +66,21 @@ std::vector<std::string> MediaRootVolumeService::localVolumePaths() const
     std::vector<std::string> paths = m_system->localVolumePaths();
     for (std::string &volume : removableVolumePaths()) paths.push_back(std::move(volume));
     return paths;
+}
+
+bool MediaRootVolumeService::hasRemovableMedium(const std::string &mountPath) const
+{
+    const std::vector<std::string> volumes = removableVolumePaths();
+    return std::find(volumes.begin(), volumes.end(), mountPath) != volumes.end();
+}
+
+std::optional<std::string> MediaRootVolumeService::volumeIdentity(const std::string &mountPath) const
+{
+    if (!hasRemovableMedium(mountPath)) return std::nullopt;
+    struct stat info {};
+    if (::stat(mountPath.c_str(), &info) != 0) return std::nullopt;
+    return stringWithFormat("dev:ino:%llu:%llu", static_cast<unsigned long long>(info.st_dev),
+                            static_cast<unsigned long long>(info.st_ino));
 }
 
 bool MediaRootVolumeService::renameVolume(const std::string &newName, const std::string &oldName)

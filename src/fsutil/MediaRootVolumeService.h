@@ -10,7 +10,8 @@ namespace ferrydeck {
 
 // A simulated card reader: every visible sub-folder of the root is a mounted
 // removable volume. Ejecting moves the folder into root/.ejected, renaming
-// renames the folder. Local volumes are the system's plus these.
+// renames the folder. Local volumes are the system's plus these. Nothing the
+// system mounts is a card here: the folder replaces the removable list.
 class MediaRootVolumeService : public VolumeService {
 public:
     explicit MediaRootVolumeService(std::string root, std::shared_ptr<const VolumeService> system = nullptr);
@@ -22,6 +23,10 @@ public:
     std::vector<std::string> removableVolumePaths() const override;
     bool renameVolume(const std::string &newName, const std::string &oldName) override;
     bool ejectVolume(const std::string &name) override;
+    // Every visible sub-folder stands for a card in a reader.
+    bool hasRemovableMedium(const std::string &mountPath) const override;
+    // "dev:ino:<device>:<inode>" of the folder, which a rename keeps.
+    std::optional<std::string> volumeIdentity(const std::string &mountPath) const override;
 
 private:
     std::string m_root;

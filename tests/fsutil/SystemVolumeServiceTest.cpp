@@ -6,6 +6,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <memory>
 
 using namespace ferrydeck;
@@ -14,9 +16,9 @@ using ferrydeck::test::VolumeFixture;
 namespace {
 
 // A desktop with an internal disk, a USB stick with a space in its name, an
-// SD card, a DVD, a network share automounted under /media, and the mounts
-// that must not count: pseudo file systems, a bind mount of one file, /media
-// itself, and a mount point mounted over.
+// SD card, a DVD, and the mounts that must not count: a network share
+// automounted under /media, pseudo file systems, a bind mount of one file,
+// /media itself, and a mount point mounted over.
 const char *kDesktopMounts =
     "22 27 0:21 / /proc rw,relatime - proc proc rw\n"
     "27 1 8:2 / / rw,relatime shared:1 - ext4 /dev/sda2 rw\n"
@@ -56,11 +58,9 @@ TEST(SystemVolumeService, SortsRemovableAndLocalListsFromTheMountTableAndSysfs)
     // Plain byte order: "/mnt/USB STICK" before "/mnt/dvd"; the over-mounted
     // /mnt/over is now the USB stick.
     EXPECT_EQ(DirectoryUtilities::removableDrives(),
-              (std::vector<std::string>{"/media/tester/NETSHARE", "/mnt/USB STICK", "/mnt/dvd", "/mnt/over",
-                                        "/srv/sd"}));
+              (std::vector<std::string>{"/mnt/USB STICK", "/mnt/dvd", "/mnt/over", "/srv/sd"}));
     EXPECT_EQ(DirectoryUtilities::localVolumes(),
-              (std::vector<std::string>{"/", "/boot/efi", "/media/tester/NETSHARE", "/mnt/USB STICK", "/mnt/dvd",
-                                        "/mnt/over", "/srv/sd"}));
+              (std::vector<std::string>{"/", "/boot/efi", "/mnt/USB STICK", "/mnt/dvd", "/mnt/over", "/srv/sd"}));
 }
 
 TEST(SystemVolumeService, OnlyTheExactMountPathIsRemovable)
@@ -112,6 +112,100 @@ TEST(SystemVolumeService, SysfsRootNameDoesNotMakeDisksRemovable)
     EXPECT_TRUE(service.removableVolumePaths().empty());
 }
 
+// The device decides, never the mount point: every kind of mount below
+// /media or /run/media, where an automounter would put it.
+TEST(SystemVolumeService, TheDeviceDecidesWhatIsRemovableAndWhatHoldsACard)
+{
+    VolumeFixture fixture;
+    const std::string usb = "devices/pci0000:00/0000:00:14.0/usb2/2-2/2-2:1.0/host7/target7:0:0/7:0:0:0/block";
+    const std::string usbHome = "devices/pci0000:00/0000:00:14.0/usb3/3-1/3-1:1.0/host8/target8:0:0/8:0:0:0/block";
+    const std::string pciPort = "devices/pci0000:00/0000:00:07.0/0000:05:00.0";
+    fixture.addBlockDevice(usb, "sdc", "sdc1", "8:33", true);         // USB SD reader
+    fixture.addBlockDevice(usb, "sdf", "sdf1", "8:81", true);         // USB reader, exFAT through FUSE
+    fixture.addBlockDevice(usbHome, "sde", "sde1", "8:65", false);    // USB disk holding /home...
+    fixture.addBlockDevice(usbHome, "sde", "sde2", "8:66", false);    // ...and a second partition
+    fixture.addBlockDevice("devices/pci0000:00/0000:00:1e.6/mmc_host/mmc1/mmc1:aaaa/block", "mmcblk1",
+                           "mmcblk1p1", "179:9", false);              // laptop SD slot on PCI
+    fixture.addBlockDevice("devices/pci0000:00/0000:00:1d.0/0000:3d:00.0/nvme/nvme0", "nvme0n1", "nvme0n1p1",
+                           "259:1", false);                           // internal NVMe
+    fixture.addBlockDevice(pciPort + "/0000:06:00.0/nvme/nvme1", "nvme1n1", "nvme1n1p1", "259:5", false);
+    ferrydeck::test::writeFile(fixture.sysfsRoot() + "/" + pciPort + "/removable", "removable\n"); // Thunderbolt
+    fixture.addBlockDevice("devices/virtual/block", "loop0", "", "7:0", false);
+    fixture.writeMountinfo("27 1 8:2 / / rw - ext4 /dev/sda2 rw\n"
+                           "28 27 8:65 / /home rw - ext4 /dev/sde1 rw\n"
+                           "30 27 8:1 / /boot rw - vfat /dev/sda1 rw\n"
+                           "50 27 8:33 / /media/me/EOS_DIGITAL rw - exfat /dev/sdc1 rw\n"
+                           "51 27 179:1 / /media/me/SOC_SD rw - vfat /dev/mmcblk0p1 rw\n"
+                           "52 27 179:9 / /run/media/me/SLOT rw - vfat /dev/mmcblk1p1 rw\n"
+                           "53 27 8:17 / /media/me/USB_SSD rw - ext4 /dev/sdb1 rw\n"
+                           "54 27 259:1 / /media/me/DATA rw - ext4 /dev/nvme0n1p1 rw\n"
+                           "55 27 259:5 / /media/me/TB_SSD rw - apfs /dev/nvme1n1p1 rw\n"
+                           "56 27 0:60 / /run/media/me/NFS rw - nfs4 server:/export rw\n"
+                           "57 27 0:61 / /run/media/me/CIFS rw - cifs //server/share rw\n"
+                           "58 27 0:62 / /media/me/SSH rw - fuse.sshfs me@host:/ rw\n"
+                           "59 27 7:0 / /media/me/IMAGE ro - squashfs /dev/loop0 ro\n"
+                           "60 27 8:66 / /media/me/HOME_TOO rw - ext4 /dev/sde2 rw\n"
+                           "61 27 0:63 / /media/me/EXFAT rw - fuseblk /dev/sdf1 rw\n");
+    SystemVolumeService service(fixture.mountinfoPath(), fixture.sysfsRoot());
+    const auto local = service.localVolumePaths();
+    const auto removable = service.removableVolumePaths();
+    const auto has = [](const std::vector<std::string> &list, const std::string &path) {
+        return std::find(list.begin(), list.end(), path) != list.end();
+    };
+    struct Case {
+        const char *mountPoint;
+        bool local, removable, medium;
+    };
+    for (const Case &c : std::initializer_list<Case>{
+             {"/media/me/EOS_DIGITAL", true, true, true},
+             {"/media/me/SOC_SD", true, true, true},
+             {"/run/media/me/SLOT", true, true, true},
+             {"/media/me/USB_SSD", true, true, false},
+             {"/media/me/TB_SSD", true, true, false},
+             {"/media/me/DATA", true, false, false},
+             {"/run/media/me/NFS", false, false, false},
+             {"/run/media/me/CIFS", false, false, false},
+             {"/media/me/SSH", false, false, false},
+             {"/media/me/IMAGE", true, false, false},
+             {"/media/me/HOME_TOO", true, false, false},
+             {"/home", true, false, false},
+             {"/boot", true, false, false},
+             {"/media/me/EXFAT", true, true, true},
+         }) {
+        SCOPED_TRACE(c.mountPoint);
+        EXPECT_EQ(has(local, c.mountPoint), c.local);
+        EXPECT_EQ(has(removable, c.mountPoint), c.removable);
+        EXPECT_EQ(service.hasRemovableMedium(c.mountPoint), c.medium);
+    }
+}
+
+TEST(SystemVolumeService, IdentityIsTheFileSystemUuidNeverTheLabel)
+{
+    VolumeFixture fixture;
+    const std::string usb = "devices/pci0000:00/0000:00:14.0/usb2/2-2/2-2:1.0/host7/target7:0:0/7:0:0:0/block";
+    fixture.addBlockDevice(usb, "sdc", "sdc1", "8:33", true);
+    fixture.addBlockDevice(usb, "sdf", "sdf1", "8:81", true);
+    ferrydeck::test::writeFile(fixture.udevRoot() + "/data/b8:33",
+                               "S:disk/by-uuid/1A2B-3C4D\nE:ID_FS_LABEL=NO_NAME\nE:ID_FS_UUID_ENC=x\n"
+                               "E:ID_FS_UUID=1A2B-3C4D\n");
+    // A second card of the same label, no UUID anywhere.
+    ferrydeck::test::writeFile(fixture.udevRoot() + "/data/b8:17", "E:ID_FS_LABEL=NO_NAME\n");
+    // No udev database for the FUSE card: the by-uuid link names it.
+    ferrydeck::test::makeDirectory(fixture.devRoot() + "/disk/by-uuid");
+    std::filesystem::create_symlink("../../sdf1", fixture.devRoot() + "/disk/by-uuid/5E6F-7A8B");
+    fixture.writeMountinfo("27 1 8:2 / / rw - ext4 /dev/sda2 rw\n"
+                           "50 27 8:33 / /media/me/NO_NAME rw - exfat /dev/sdc1 rw\n"
+                           "51 27 8:17 / /media/me/NO_NAME1 rw - vfat /dev/sdb1 rw\n"
+                           "52 27 0:63 / /media/me/EXFAT rw - fuseblk /dev/sdf1 rw\n"
+                           "53 27 0:61 / /media/me/CIFS rw - cifs //server/share rw\n");
+    SystemVolumeService service(fixture.mountinfoPath(), fixture.sysfsRoot(), fixture.udevRoot(), fixture.devRoot());
+    EXPECT_EQ(service.volumeIdentity("/media/me/NO_NAME"), std::optional<std::string>("uuid:1A2B-3C4D"));
+    EXPECT_EQ(service.volumeIdentity("/media/me/EXFAT"), std::optional<std::string>("uuid:5E6F-7A8B"));
+    EXPECT_EQ(service.volumeIdentity("/media/me/NO_NAME1"), std::nullopt);
+    EXPECT_EQ(service.volumeIdentity("/media/me/CIFS"), std::nullopt);
+    EXPECT_EQ(service.volumeIdentity("/media/me/NOSUCH"), std::nullopt);
+}
+
 TEST(SystemVolumeService, RelabelsAFatImageWithTheLabelTool)
 {
     if (!Process::run({"mkfs.fat", "--help"}, Process::Output::Discard).started) GTEST_SKIP() << "no mkfs.fat";
@@ -119,10 +213,10 @@ TEST(SystemVolumeService, RelabelsAFatImageWithTheLabelTool)
     const std::string image = fixture.dir() / "camera card.img";
     ASSERT_TRUE(Process::run({"mkfs.fat", "-C", "-n", "OLDCARD", image, "2048"}, Process::Output::Discard)
                     .succeeded());
-    // The image stands in for the device; its name reaches the tool through
-    // the table's escapes and an argument vector, space and all.
+    // The image stands in for the device of the USB stick; its name reaches
+    // the tool through the table's escapes and an argument vector, space and all.
     fixture.writeMountinfo("27 1 8:2 / / rw - ext4 /dev/sda2 rw\n"
-                           "60 27 7:9 / /media/tester/OLDCARD rw - vfat "
+                           "60 27 8:17 / /media/tester/OLDCARD rw - vfat "
                            + fixture.dir().path() + "/camera\\040card.img rw\n");
     auto service = std::make_shared<SystemVolumeService>(fixture.mountinfoPath(), fixture.sysfsRoot());
     CurrentService current(service);

@@ -29,14 +29,18 @@ void VolumeFixture::addBlockDevice(const std::string &deviceFolder, const std::s
 {
     const std::string diskPath = sysfsRoot() + "/" + deviceFolder + "/" + disk;
     writeFile(diskPath + "/removable", removableFlag ? "1\n" : "0\n");
+    const fs::path path = partition.empty() ? disk : partition;
     std::string target = deviceFolder + "/" + disk;
     if (!partition.empty()) {
         writeFile(diskPath + "/" + partition + "/partition", "1\n");
         target += "/" + partition;
     }
-    // Relative, as in the real tree, so the link resolves inside the fixture.
+    writeFile(sysfsRoot() + "/" + target + "/dev", majorMinor + "\n");
+    // Relative, as in the real tree, so the links resolve inside the fixture.
+    makeDirectory(sysfsRoot() + "/class/block");
     std::error_code error;
     fs::create_symlink("../../" + target, sysfsRoot() + "/dev/block/" + majorMinor, error);
+    fs::create_symlink("../../" + target, sysfsRoot() + "/class/block/" + path.filename().string(), error);
 }
 
 } // namespace ferrydeck::test
