@@ -164,6 +164,9 @@ SystemVolumeService::DiskKind SystemVolumeService::diskKind(const std::string &d
          up = up.parent_path()) {
         if (firstLine((up / "removable").string()) == "removable") bus = true;
     }
+    // Soldered eMMC reports itself "MMC" (cards in slots say "SD"); it is
+    // the machine's own storage, never a card.
+    if (mmc && firstLine((diskPath / "device/type").string()) == "MMC") return kind;
     kind.removableMedium = mediumFlagged || mmc;
     kind.hotPluggable = kind.removableMedium || bus;
     return kind;

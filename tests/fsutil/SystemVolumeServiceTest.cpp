@@ -130,6 +130,9 @@ TEST(SystemVolumeService, TheDeviceDecidesWhatIsRemovableAndWhatHoldsACard)
                            "259:1", false);                           // internal NVMe
     fixture.addBlockDevice(pciPort + "/0000:06:00.0/nvme/nvme1", "nvme1n1", "nvme1n1p1", "259:5", false);
     ferrydeck::test::writeFile(fixture.sysfsRoot() + "/" + pciPort + "/removable", "removable\n"); // Thunderbolt
+    const std::string emmc = "devices/platform/soc/mmc_host/mmc2/mmc2:0001/block";
+    fixture.addBlockDevice(emmc, "mmcblk2", "mmcblk2p1", "179:17", false);
+    ferrydeck::test::writeFile(fixture.sysfsRoot() + "/" + emmc + "/mmcblk2/device/type", "MMC\n");
     fixture.addBlockDevice("devices/virtual/block", "loop0", "", "7:0", false);
     fixture.writeMountinfo("27 1 8:2 / / rw - ext4 /dev/sda2 rw\n"
                            "28 27 8:65 / /home rw - ext4 /dev/sde1 rw\n"
@@ -145,7 +148,8 @@ TEST(SystemVolumeService, TheDeviceDecidesWhatIsRemovableAndWhatHoldsACard)
                            "58 27 0:62 / /media/me/SSH rw - fuse.sshfs me@host:/ rw\n"
                            "59 27 7:0 / /media/me/IMAGE ro - squashfs /dev/loop0 ro\n"
                            "60 27 8:66 / /media/me/HOME_TOO rw - ext4 /dev/sde2 rw\n"
-                           "61 27 0:63 / /media/me/EXFAT rw - fuseblk /dev/sdf1 rw\n");
+                           "61 27 0:63 / /media/me/EXFAT rw - fuseblk /dev/sdf1 rw\n"
+                           "62 27 179:17 / /media/me/EMMC rw - ext4 /dev/mmcblk2p1 rw\n");
     SystemVolumeService service(fixture.mountinfoPath(), fixture.sysfsRoot());
     const auto local = service.localVolumePaths();
     const auto removable = service.removableVolumePaths();
@@ -171,6 +175,7 @@ TEST(SystemVolumeService, TheDeviceDecidesWhatIsRemovableAndWhatHoldsACard)
              {"/home", true, false, false},
              {"/boot", true, false, false},
              {"/media/me/EXFAT", true, true, true},
+             {"/media/me/EMMC", true, false, false},
          }) {
         SCOPED_TRACE(c.mountPoint);
         EXPECT_EQ(has(local, c.mountPoint), c.local);
