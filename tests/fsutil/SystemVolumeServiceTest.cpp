@@ -113,13 +113,16 @@ TEST(SystemVolumeService, SysfsRootNameDoesNotMakeDisksRemovable)
 }
 
 // The device decides, never the mount point: every kind of mount below
-// /media or /run/media, where an automounter would put it.
-TEST(SystemVolumeService, TheDeviceDecidesWhatIsRemovableAndWhatHoldsACard)
+// /media or /run/media, where an automounter would put it. Identities are
+// file-system UUIDs: from udev's database, else a by-uuid link; a label
+// (two cards both NO_NAME) is none.
+TEST(SystemVolumeService, TheDeviceDecidesWhatIsRemovableWhatHoldsACardAndItsIdentity)
 {
     VolumeFixture fixture;
     const std::string usb = "devices/pci0000:00/0000:00:14.0/usb2/2-2/2-2:1.0/host7/target7:0:0/7:0:0:0/block";
     const std::string usbHome = "devices/pci0000:00/0000:00:14.0/usb3/3-1/3-1:1.0/host8/target8:0:0/8:0:0:0/block";
     const std::string pciPort = "devices/pci0000:00/0000:00:07.0/0000:05:00.0";
+    const std::string emmc = "devices/platform/soc/mmc_host/mmc2/mmc2:0001/block";
     fixture.addBlockDevice(usb, "sdc", "sdc1", "8:33", true);         // USB SD reader
     fixture.addBlockDevice(usb, "sdf", "sdf1", "8:81", true);         // USB reader, exFAT through FUSE
     fixture.addBlockDevice(usbHome, "sde", "sde1", "8:65", false);    // USB disk holding /home...
@@ -130,10 +133,14 @@ TEST(SystemVolumeService, TheDeviceDecidesWhatIsRemovableAndWhatHoldsACard)
                            "259:1", false);                           // internal NVMe
     fixture.addBlockDevice(pciPort + "/0000:06:00.0/nvme/nvme1", "nvme1n1", "nvme1n1p1", "259:5", false);
     ferrydeck::test::writeFile(fixture.sysfsRoot() + "/" + pciPort + "/removable", "removable\n"); // Thunderbolt
-    const std::string emmc = "devices/platform/soc/mmc_host/mmc2/mmc2:0001/block";
     fixture.addBlockDevice(emmc, "mmcblk2", "mmcblk2p1", "179:17", false);
     ferrydeck::test::writeFile(fixture.sysfsRoot() + "/" + emmc + "/mmcblk2/device/type", "MMC\n");
     fixture.addBlockDevice("devices/virtual/block", "loop0", "", "7:0", false);
+    ferrydeck::test::writeFile(fixture.udevRoot() + "/data/b8:33", "E:ID_FS_LABEL=NO_NAME\nE:ID_FS_UUID_ENC=x\n"
+                                                                   "E:ID_FS_UUID=1A2B-3C4D\n");
+    ferrydeck::test::writeFile(fixture.udevRoot() + "/data/b179:1", "E:ID_FS_LABEL=NO_NAME\n");
+    ferrydeck::test::makeDirectory(fixture.devRoot() + "/disk/by-uuid");
+    std::filesystem::create_symlink("../../sdf1", fixture.devRoot() + "/disk/by-uuid/5E6F-7A8B");
     fixture.writeMountinfo("27 1 8:2 / / rw - ext4 /dev/sda2 rw\n"
                            "28 27 8:65 / /home rw - ext4 /dev/sde1 rw\n"
                            "30 27 8:1 / /boot rw - vfat /dev/sda1 rw\n"
@@ -150,7 +157,7 @@ TEST(SystemVolumeService, TheDeviceDecidesWhatIsRemovableAndWhatHoldsACard)
                            "60 27 8:66 / /media/me/HOME_TOO rw - ext4 /dev/sde2 rw\n"
                            "61 27 0:63 / /media/me/EXFAT rw - fuseblk /dev/sdf1 rw\n"
                            "62 27 179:17 / /media/me/EMMC rw - ext4 /dev/mmcblk2p1 rw\n");
-    SystemVolumeService service(fixture.mountinfoPath(), fixture.sysfsRoot());
+    SystemVolumeService service(fixture.mountinfoPath(), fixture.sysfsRoot(), fixture.udevRoot(), fixture.devRoot());
     const auto local = service.localVolumePaths();
     const auto removable = service.removableVolumePaths();
     const auto has = [](const std::vector<std::string> &list, const std::string &path) {
@@ -159,56 +166,33 @@ TEST(SystemVolumeService, TheDeviceDecidesWhatIsRemovableAndWhatHoldsACard)
     struct Case {
         const char *mountPoint;
         bool local, removable, medium;
+        const char *identity;
     };
     for (const Case &c : std::initializer_list<Case>{
-             {"/media/me/EOS_DIGITAL", true, true, true},
-             {"/media/me/SOC_SD", true, true, true},
-             {"/run/media/me/SLOT", true, true, true},
-             {"/media/me/USB_SSD", true, true, false},
-             {"/media/me/TB_SSD", true, true, false},
-             {"/media/me/DATA", true, false, false},
-             {"/run/media/me/NFS", false, false, false},
-             {"/run/media/me/CIFS", false, false, false},
-             {"/media/me/SSH", false, false, false},
-             {"/media/me/IMAGE", true, false, false},
-             {"/media/me/HOME_TOO", true, false, false},
-             {"/home", true, false, false},
-             {"/boot", true, false, false},
-             {"/media/me/EXFAT", true, true, true},
-             {"/media/me/EMMC", true, false, false},
+             {"/media/me/EOS_DIGITAL", true, true, true, "uuid:1A2B-3C4D"},
+             {"/media/me/SOC_SD", true, true, true, nullptr},
+             {"/run/media/me/SLOT", true, true, true, nullptr},
+             {"/media/me/EXFAT", true, true, true, "uuid:5E6F-7A8B"},
+             {"/media/me/USB_SSD", true, true, false, nullptr},
+             {"/media/me/TB_SSD", true, true, false, nullptr},
+             {"/media/me/DATA", true, false, false, nullptr},
+             {"/media/me/EMMC", true, false, false, nullptr},
+             {"/run/media/me/NFS", false, false, false, nullptr},
+             {"/run/media/me/CIFS", false, false, false, nullptr},
+             {"/media/me/SSH", false, false, false, nullptr},
+             {"/media/me/IMAGE", true, false, false, nullptr},
+             {"/media/me/HOME_TOO", true, false, false, nullptr},
+             {"/home", true, false, false, nullptr},
+             {"/boot", true, false, false, nullptr},
+             {"/media/me/NOSUCH", false, false, false, nullptr},
          }) {
         SCOPED_TRACE(c.mountPoint);
         EXPECT_EQ(has(local, c.mountPoint), c.local);
         EXPECT_EQ(has(removable, c.mountPoint), c.removable);
         EXPECT_EQ(service.hasRemovableMedium(c.mountPoint), c.medium);
+        EXPECT_EQ(service.volumeIdentity(c.mountPoint),
+                  c.identity ? std::optional<std::string>(c.identity) : std::nullopt);
     }
-}
-
-TEST(SystemVolumeService, IdentityIsTheFileSystemUuidNeverTheLabel)
-{
-    VolumeFixture fixture;
-    const std::string usb = "devices/pci0000:00/0000:00:14.0/usb2/2-2/2-2:1.0/host7/target7:0:0/7:0:0:0/block";
-    fixture.addBlockDevice(usb, "sdc", "sdc1", "8:33", true);
-    fixture.addBlockDevice(usb, "sdf", "sdf1", "8:81", true);
-    ferrydeck::test::writeFile(fixture.udevRoot() + "/data/b8:33",
-                               "S:disk/by-uuid/1A2B-3C4D\nE:ID_FS_LABEL=NO_NAME\nE:ID_FS_UUID_ENC=x\n"
-                               "E:ID_FS_UUID=1A2B-3C4D\n");
-    // A second card of the same label, no UUID anywhere.
-    ferrydeck::test::writeFile(fixture.udevRoot() + "/data/b8:17", "E:ID_FS_LABEL=NO_NAME\n");
-    // No udev database for the FUSE card: the by-uuid link names it.
-    ferrydeck::test::makeDirectory(fixture.devRoot() + "/disk/by-uuid");
-    std::filesystem::create_symlink("../../sdf1", fixture.devRoot() + "/disk/by-uuid/5E6F-7A8B");
-    fixture.writeMountinfo("27 1 8:2 / / rw - ext4 /dev/sda2 rw\n"
-                           "50 27 8:33 / /media/me/NO_NAME rw - exfat /dev/sdc1 rw\n"
-                           "51 27 8:17 / /media/me/NO_NAME1 rw - vfat /dev/sdb1 rw\n"
-                           "52 27 0:63 / /media/me/EXFAT rw - fuseblk /dev/sdf1 rw\n"
-                           "53 27 0:61 / /media/me/CIFS rw - cifs //server/share rw\n");
-    SystemVolumeService service(fixture.mountinfoPath(), fixture.sysfsRoot(), fixture.udevRoot(), fixture.devRoot());
-    EXPECT_EQ(service.volumeIdentity("/media/me/NO_NAME"), std::optional<std::string>("uuid:1A2B-3C4D"));
-    EXPECT_EQ(service.volumeIdentity("/media/me/EXFAT"), std::optional<std::string>("uuid:5E6F-7A8B"));
-    EXPECT_EQ(service.volumeIdentity("/media/me/NO_NAME1"), std::nullopt);
-    EXPECT_EQ(service.volumeIdentity("/media/me/CIFS"), std::nullopt);
-    EXPECT_EQ(service.volumeIdentity("/media/me/NOSUCH"), std::nullopt);
 }
 
 TEST(SystemVolumeService, RelabelsAFatImageWithTheLabelTool)
