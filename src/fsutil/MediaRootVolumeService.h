@@ -22,6 +22,10 @@ public:
     std::vector<std::string> removableVolumePaths() const override;
     bool renameVolume(const std::string &newName, const std::string &oldName) override;
     bool ejectVolume(const std::string &name) override;
+    // A simulated card is a card: removable medium, identified by its
+    // folder's device and inode, which a rename keeps.
+    bool hasRemovableMedium(const std::string &mountPath) const override;
+    std::optional<std::string> volumeIdentity(const std::string &mountPath) const override;
 
 private:
     std::string m_root;
