@@ -202,6 +202,8 @@ std::optional<OffloadHistory::Ticket> OffloadHistory::beginOffload(const std::st
     for (const std::string &destination : destinations) card.jobs.push_back({destination, "In Queue", "", {}});
     std::erase_if(cards, [&](const Card &old) { return old.identity == identity; });
     cards.push_back(card);
+    // Records are kept in queue order, so the oldest go first when the history grows long.
+    if (cards.size() > kMaximumCards) cards.erase(cards.begin(), cards.end() - kMaximumCards);
     if (!write(cards)) {
         systemLog("offload history: cannot write %s: %s", m_file.c_str(), std::strerror(errno));
         return std::nullopt;

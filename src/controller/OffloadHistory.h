@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -46,6 +47,8 @@ public:
     static constexpr const char *kFileName = "offload-history.json";
     // A history past this size is not read: nothing is recorded then.
     static constexpr int64_t kMaximumBytes = 64 * 1024 * 1024;
+    // Cards remembered; a card not seen for that many offloads is refused a reformat.
+    static constexpr ptrdiff_t kMaximumCards = 1000;
 
     // The state folder of UserDirectories when `directory` is empty.
     explicit OffloadHistory(std::string directory = {});
