@@ -41,8 +41,8 @@ public:
     explicit FileLock(const std::string &directory)
     {
         if (!makeDirectories(directory)) return;
-        m_fd.reset(::open((directory + "/.offload-history.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW,
-                          0600));
+        m_fd.reset(
+            ::open((directory + "/.offload-history.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
         while (m_fd && ::flock(m_fd.get(), LOCK_EX) != 0 && errno == EINTR) {
         }
     }
@@ -68,7 +68,8 @@ json toJson(const OffloadHistory::Card &card)
     json jobs = json::array();
     for (const OffloadHistory::Job &job : card.jobs) {
         json files = json::array();
-        for (const OffloadHistory::File &file : job.files) files.push_back({file.path, file.size, file.modificationTime});
+        for (const OffloadHistory::File &file : job.files)
+            files.push_back({file.path, file.size, file.modificationTime});
         jobs.push_back({{"destination", job.destination},
                         {"status", job.status},
                         {"verification", job.verification},
@@ -109,8 +110,8 @@ std::optional<OffloadHistory::Card> cardFromJson(const json &object)
 } // namespace
 
 OffloadHistory::OffloadHistory(std::string directory)
-    : m_directory(directory.empty() ? UserDirectories::stateDirectory() : std::move(directory)),
-      m_file(m_directory + "/" + kFileName)
+    : m_directory(directory.empty() ? UserDirectories::stateDirectory() : std::move(directory))
+    , m_file(m_directory + "/" + kFileName)
 {
 }
 
@@ -127,8 +128,7 @@ std::vector<OffloadHistory::Card> OffloadHistory::read(std::string *error) const
         return fail(stringWithFormat("cannot open %s: %s", m_file.c_str(), std::strerror(errno)));
     }
     struct stat info {};
-    if (::fstat(fd.get(), &info) != 0 || !S_ISREG(info.st_mode))
-        return fail(m_file + " is not a regular file");
+    if (::fstat(fd.get(), &info) != 0 || !S_ISREG(info.st_mode)) return fail(m_file + " is not a regular file");
     if (info.st_size > kMaximumBytes) return fail(m_file + " is too large to be an offload history");
     std::string text(static_cast<size_t>(info.st_size), '\0');
     size_t done = 0;
@@ -152,9 +152,10 @@ std::vector<OffloadHistory::Card> OffloadHistory::read(std::string *error) const
 bool OffloadHistory::write(const std::vector<Card> &cards) const
 {
     json list = json::array();
-    for (const Card &card : cards) list.push_back(toJson(card));
-    const std::string text = json{{"version", 1}, {"cards", std::move(list)}}.dump(1, ' ', false,
-                                                                                   json::error_handler_t::replace);
+    for (const Card &card : cards)
+        list.push_back(toJson(card));
+    const std::string text =
+        json{{"version", 1}, {"cards", std::move(list)}}.dump(1, ' ', false, json::error_handler_t::replace);
     std::string temporary = m_file + ".XXXXXX";
     UniqueFd fd(::mkostemp(temporary.data(), O_CLOEXEC));
     if (!fd) return false;
@@ -191,15 +192,17 @@ std::optional<OffloadHistory::Ticket> OffloadHistory::beginOffload(const std::st
         systemLog("offload history: %s; it is set aside as %s.corrupt", error.c_str(), m_file.c_str());
         ::rename(m_file.c_str(), (m_file + ".corrupt").c_str());
     }
-    Card card{identity, mountPath,
-              std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch())
-                  .count(),
-              {}};
+    Card card{
+        identity,
+        mountPath,
+        std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch()).count(),
+        {}};
     // Two offloads of one card within a second stay apart.
     for (const Card &old : cards) {
         if (old.identity == identity && old.queuedAt >= card.queuedAt) card.queuedAt = old.queuedAt + 1;
     }
-    for (const std::string &destination : destinations) card.jobs.push_back({destination, "In Queue", "", {}});
+    for (const std::string &destination : destinations)
+        card.jobs.push_back({destination, "In Queue", "", {}});
     std::erase_if(cards, [&](const Card &old) { return old.identity == identity; });
     cards.push_back(card);
     // Records are kept in queue order, so the oldest go first when the history grows long.

@@ -28,7 +28,8 @@ namespace {
 // excused, hidden files included, because the offload never copies those.
 bool isRecreatedSystemFile(int32_t cardType, const std::string &relative)
 {
-    return cardType == PanasonicP2Utilities::kVolumeType && (relative == "LASTCLIP.TXT" || relative == "._LASTCLIP.TXT");
+    return cardType == PanasonicP2Utilities::kVolumeType &&
+           (relative == "LASTCLIP.TXT" || relative == "._LASTCLIP.TXT");
 }
 
 bool sameFile(const OffloadHistory::File &a, const OffloadHistory::File &b)
@@ -44,7 +45,7 @@ bool fileLess(const OffloadHistory::File &a, const OffloadHistory::File &b)
 } // namespace
 
 std::optional<std::vector<OffloadHistory::File>> ReformatGate::cardFiles(const std::string &mountPath,
-                                                                        std::string *error)
+                                                                         std::string *error)
 {
     std::vector<OffloadHistory::File> files;
     std::string unreadable;
@@ -89,7 +90,8 @@ std::optional<std::string> ReformatGate::notSafelyOffloaded(const std::string &m
                                                             const OffloadHistory &history)
 {
     const std::optional<std::string> identity = VolumeService::current()->volumeIdentity(mountPath);
-    if (!identity) return stringWithFormat("%s cannot be identified, so its offload cannot be checked", mountPath.c_str());
+    if (!identity)
+        return stringWithFormat("%s cannot be identified, so its offload cannot be checked", mountPath.c_str());
     std::string error;
     std::vector<OffloadHistory::Card> cards = history.cards(&error);
     if (!error.empty()) return "the offload history cannot be read (" + error + ")";
@@ -108,7 +110,8 @@ std::optional<std::string> ReformatGate::notSafelyOffloaded(const std::string &m
 
     const std::optional<std::vector<OffloadHistory::File>> now = cardFiles(mountPath, &error);
     if (!now) return "the card cannot be read whole (" + error + ")";
-    for (OffloadHistory::Job &job : card->jobs) std::sort(job.files.begin(), job.files.end(), fileLess);
+    for (OffloadHistory::Job &job : card->jobs)
+        std::sort(job.files.begin(), job.files.end(), fileLess);
     for (const OffloadHistory::File &file : *now) {
         if (isRecreatedSystemFile(cardType, file.path)) continue;
         // Every destination must hold it: two copies asked for are two copies kept.

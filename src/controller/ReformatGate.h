@@ -32,7 +32,7 @@ public:
     // followed, sorted by path; none (with the reason) when any folder of it
     // could not be read.
     static std::optional<std::vector<OffloadHistory::File>> cardFiles(const std::string &mountPath,
-                                                                     std::string *error = nullptr);
+                                                                      std::string *error = nullptr);
 };
 
 } // namespace ferrydeck
