@@ -73,8 +73,9 @@ void setupReformat(CLI::App &app, int &exitCode)
     command->add_option("DRIVE", *target, "Mount path of the card.")->required();
     auto force = std::make_shared<bool>(false);
     command->add_flag("--yes,-y", *yes, "Do not ask before deleting.");
-    command->add_flag("--force", *force,
-                      "Reformat even when the offload history does not show verified copies of every file on the card.");
+    command->add_flag(
+        "--force", *force,
+        "Reformat even when the offload history does not show verified copies of every file on the card.");
     command->footer("Only a mounted card (removable medium, known card structure) is touched, and only when its last "
                     "offload (see `history`) completed, was verified, and its verified copies hold every file now on "
                     "it. Exit status 0 reformatted, 1 refused by that check, not confirmed or failed, 2 not a card.");

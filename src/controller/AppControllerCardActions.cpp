@@ -35,7 +35,8 @@ std::optional<std::string> locateCard(const std::string &identity, const std::st
     const auto service = VolumeService::current();
     std::vector<std::string> candidates{mountPath};
     if (!newName.empty()) candidates.push_back(path::join(path::parent(mountPath), newName));
-    for (const std::string &path : DirectoryUtilities::removableDrives()) candidates.push_back(path);
+    for (const std::string &path : DirectoryUtilities::removableDrives())
+        candidates.push_back(path);
     for (const std::string &path : candidates) {
         if (DirectoryUtilities::driveIsRemovable(path) && service->volumeIdentity(path) == identity) return path;
     }
@@ -137,7 +138,8 @@ bool AppController::cardIsBusyOrUnchanged(const std::string &identity, const std
 
 void AppController::rememberCardContents(const std::string &identity, const std::string &mountPath, bool onlyIfKnown)
 {
-    std::vector<OffloadHistory::File> files = ReformatGate::cardFiles(mountPath).value_or(std::vector<OffloadHistory::File>{});
+    std::vector<OffloadHistory::File> files =
+        ReformatGate::cardFiles(mountPath).value_or(std::vector<OffloadHistory::File>{});
     std::lock_guard lock(m_cardsMutex);
     if (onlyIfKnown && m_takenCards.find(identity) == m_takenCards.end()) return;
     m_takenCards[identity] = std::move(files);
@@ -212,10 +214,8 @@ void AppController::runPostOffloadDriveModificationsForInstance(const Job &job)
     if (identity && !cardPath.empty()) rememberCardContents(*identity, cardPath, true);
 
     if (m_settings.ejectCard()) {
-        if (cardPath.empty())
-            systemLog("the renamed card %s could not be found to eject", source.c_str());
-        else
-            DirectoryUtilities::ejectDrive(path::lastComponent(cardPath));
+        if (cardPath.empty()) systemLog("the renamed card %s could not be found to eject", source.c_str());
+        else DirectoryUtilities::ejectDrive(path::lastComponent(cardPath));
     }
 }
 

@@ -27,8 +27,8 @@ TEST(WatchCommand, ANewCardIsOffloadedVerifiedReformattedAndEjectedAndSigintStop
     for (const char *folder : {"media", "one", "two", "logs"}) makeDirectory(dir / folder);
     const BuiltCard early = buildCard(CardKind::P2, dir / "media/EARLY");
     ChildProcess watch({FERRYDECK_CLI_PATH, "watch", "--dest", dir / "one", "--dest", dir / "two", "--verify",
-                        "contents", "--reformat", "--yes", "--eject", "--rename", "bad;name", "--log-dir",
-                        dir / "logs", "--json"},
+                        "contents", "--reformat", "--yes", "--eject", "--rename", "bad;name", "--log-dir", dir / "logs",
+                        "--json"},
                        {{"FERRYDECK_MEDIA_ROOT", dir / "media"}, {"XDG_STATE_HOME", dir / "state"}}, dir.path());
 
     ASSERT_TRUE(waitFor([&] { return watch.standardError().find("Watching") != std::string::npos; }));
@@ -95,10 +95,11 @@ TEST(WatchCommand, WithoutYesTheReformatIsAbortedAndTheCardKeepsItsFiles)
 TEST(WatchCommand, RenameIncrementEjectOffloadsEachOfThreeCardsOnce)
 {
     TempDir dir;
-    for (const char *folder : {"media", "one"}) makeDirectory(dir / folder);
-    ChildProcess watch({FERRYDECK_CLI_PATH, "watch", "--dest", dir / "one", "--rename", "DAY", "--increment", "--eject",
-                        "--json"},
-                       {{"FERRYDECK_MEDIA_ROOT", dir / "media"}, {"XDG_STATE_HOME", dir / "state"}}, dir.path());
+    for (const char *folder : {"media", "one"})
+        makeDirectory(dir / folder);
+    ChildProcess watch(
+        {FERRYDECK_CLI_PATH, "watch", "--dest", dir / "one", "--rename", "DAY", "--increment", "--eject", "--json"},
+        {{"FERRYDECK_MEDIA_ROOT", dir / "media"}, {"XDG_STATE_HOME", dir / "state"}}, dir.path());
     ASSERT_TRUE(waitFor([&] { return watch.standardError().find("Watching") != std::string::npos; }));
     for (int i = 1; i <= 3; ++i) {
         const std::string name = "CARD" + std::to_string(i);
@@ -113,6 +114,7 @@ TEST(WatchCommand, RenameIncrementEjectOffloadsEachOfThreeCardsOnce)
     ASSERT_EQ(watch.wait(), 0) << watch.standardError();
     const auto jobs = jsonLines(watch.standardOutput());
     ASSERT_EQ(jobs.size(), 3u) << watch.standardOutput();
-    for (int i = 0; i < 3; ++i) EXPECT_EQ(jobs[i]["source"], dir / ("media/CARD" + std::to_string(i + 1)));
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(jobs[i]["source"], dir / ("media/CARD" + std::to_string(i + 1)));
     EXPECT_FALSE(exists(dir / "media/.ejected/DAY-4"));
 }

@@ -113,27 +113,36 @@ TEST_F(CardActionsTest, TheReformatIsRefusedAndDeletesNothingUnlessVerifiedCopie
 {
     struct Case {
         const char *name;
-        const char *reason; // part of the refusal's message
-        std::function<void()> before;                    // before the offload
+        const char *reason;                             // part of the refusal's message
+        std::function<void()> before;                   // before the offload
         std::function<void(const std::string &)> after; // between offload and reformat
         bool offloaded = true;
     };
     const std::vector<Case> cases{
         {"never offloaded", "no offload of", {}, {}, false},
-        {"second destination dropped for space", "did not complete (Dropped)",
+        {"second destination dropped for space",
+         "did not complete (Dropped)",
          [this] {
              options.freeSpace = [](const std::string &folder) {
                  return folder.find("/two") != std::string::npos ? uint64_t{0} : uint64_t{1} << 40;
              };
          },
          {}},
-        {"verified by nothing", "was not verified",
-         [this] { view->verification.verification = Verification::None; }, {}},
-        {"a clip added after the offload", "DCIM/100CANON/NEW.MOV has no verified copy", {},
+        {"verified by nothing",
+         "was not verified",
+         [this] { view->verification.verification = Verification::None; },
+         {}},
+        {"a clip added after the offload",
+         "DCIM/100CANON/NEW.MOV has no verified copy",
+         {},
          [](const std::string &card) { writeSizedFile(card + "/DCIM/100CANON/NEW.MOV", 10, 1); }},
-        {"a hidden file added after the offload", ".hidden/CLIP.MOV has no verified copy", {},
+        {"a hidden file added after the offload",
+         ".hidden/CLIP.MOV has no verified copy",
+         {},
          [](const std::string &card) { writeSizedFile(card + "/.hidden/CLIP.MOV", 10, 2); }},
-        {"a clip rewritten after the offload", "has no verified copy", {},
+        {"a clip rewritten after the offload",
+         "has no verified copy",
+         {},
          [](const std::string &card) {
              for (const std::string &entry : listTree(card)) {
                  if (entry.find(".MOV") == std::string::npos && entry.find(".CR2") == std::string::npos) continue;
@@ -143,9 +152,13 @@ TEST_F(CardActionsTest, TheReformatIsRefusedAndDeletesNothingUnlessVerifiedCopie
              }
          }},
         // The FIFO fails its copy; it goes before the check, which then sees only the Error.
-        {"a job that ended in Error", "did not complete (Error)", {},
+        {"a job that ended in Error",
+         "did not complete (Error)",
+         {},
          [](const std::string &card) { ::unlink((card + "/DCIM/PIPE.MOV").c_str()); }},
-        {"a fixed medium", "not on a removable medium", {},
+        {"a fixed medium",
+         "not on a removable medium",
+         {},
          [this](const std::string &) {
              VolumeService::setCurrent(std::make_shared<FixedMediumVolumes>(dir / "media"));
          }},
