@@ -187,7 +187,12 @@ void AppController::runPostOffloadDriveModificationsForInstance(const Job &job)
         }
         if (DirectoryUtilities::renameDrive(newName, cardName)) {
             // Wherever the renamed card is mounted now; the eject acts on it.
-            if (identity) cardPath = locateCard(*identity, source, newName).value_or(std::string());
+            if (identity) {
+                // An identity that carries the label changes with it; a mount point
+                // still there is then the card just checked and renamed.
+                cardPath = locateCard(*identity, source, newName)
+                               .value_or(DirectoryUtilities::driveIsRemovable(source) ? source : std::string());
+            }
             {
                 std::lock_guard lock(m_lockAutoTimer);
                 std::vector<std::shared_ptr<AttachedVolume>> last = drivesMountedLastTick();
