@@ -3,6 +3,8 @@
 
 #include "cards/HDUtilities.h"
 #include "cards/VolumeUtilities.h"
+#include "controller/OffloadHistory.h"
+#include "controller/ReformatGate.h"
 #include "fsutil/FileUtilities.h"
 
 #include <cstdio>
@@ -23,7 +25,7 @@ bool confirmed(const std::string &drive, const std::string &title)
     return answer == "y" || answer == "Y" || answer == "yes" || answer == "YES";
 }
 
-int runReformat(const std::string &argument, bool yes)
+int runReformat(const std::string &argument, bool yes, bool force)
 {
     const std::string target = absolutePath(argument);
     if (argument.empty() || !path::isDirectory(target)) {
@@ -36,9 +38,18 @@ int runReformat(const std::string &argument, bool yes)
         return kExitUsage;
     }
     const int32_t type = HDUtilities::volumeTypeFromDrivePath(*drive);
-    if (type == VolumeUtilities::kVolumeType) {
-        std::fprintf(stderr, "ferrydeck-cli: no known card structure on %s; nothing was touched\n", drive->c_str());
+    // Not a card at all: no flag makes it one.
+    if (const auto reason = ReformatGate::notACard(*drive, type)) {
+        std::fprintf(stderr, "ferrydeck-cli: %s; nothing was touched\n", reason->c_str());
         return kExitUsage;
+    }
+    if (const auto reason = ReformatGate::notSafelyOffloaded(*drive, type, OffloadHistory())) {
+        if (!force) {
+            std::fprintf(stderr, "ferrydeck-cli: reformat refused: %s; nothing was touched (--force overrides)\n",
+                         reason->c_str());
+            return kExitFailed;
+        }
+        std::fprintf(stderr, "ferrydeck-cli: --force: reformatting although %s\n", reason->c_str());
     }
     const std::string title = HDUtilities::volumeTitleForType(type);
     if (!yes && !confirmed(*drive, title)) {
@@ -60,9 +71,15 @@ void setupReformat(CLI::App &app, int &exitCode)
     auto target = std::make_shared<std::string>();
     auto yes = std::make_shared<bool>(false);
     command->add_option("DRIVE", *target, "Mount path of the card.")->required();
+    auto force = std::make_shared<bool>(false);
     command->add_flag("--yes,-y", *yes, "Do not ask before deleting.");
-    command->footer("Only a mounted removable volume with a known card structure is touched.");
-    command->callback([target, yes, &exitCode] { exitCode = runReformat(*target, *yes); });
+    command->add_flag(
+        "--force", *force,
+        "Reformat even when the offload history does not show verified copies of every file on the card.");
+    command->footer("Only a mounted card (removable medium, known card structure) is touched, and only when its last "
+                    "offload (see `history`) completed, was verified, and its verified copies hold every file now on "
+                    "it. Exit status 0 reformatted, 1 refused by that check, not confirmed or failed, 2 not a card.");
+    command->callback([target, yes, force, &exitCode] { exitCode = runReformat(*target, *yes, *force); });
 }
 
 const RegisterCommand registration(setupReformat);

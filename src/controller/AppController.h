@@ -2,6 +2,7 @@
 
 #include "controller/ControllerView.h"
 #include "controller/MainLoop.h"
+#include "controller/OffloadHistory.h"
 #include "engine/OffloadDestination.h"
 #include "engine/OffloadInstance.h"
 #include "engine/ThreadPool.h"
@@ -14,6 +15,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -50,6 +52,8 @@ public:
         // Where settings and destinations persist; without one nothing is
         // loaded or saved (the command line never writes the desktop's).
         std::shared_ptr<PreferencesStore> preferences;
+        // Where each card's last offload is remembered; the state folder's when empty.
+        std::shared_ptr<OffloadHistory> history;
     };
 
     static constexpr const char *kSoundComplete = "complete";
@@ -145,6 +149,10 @@ public:
     // thread under lockPostOffload.
     virtual void runPostOffloadDriveModificationsForInstance(const Job &job);
     bool attemptToFormatDrive(const std::string &path);
+    OffloadHistory offloadHistory() const;
+    // Writes the job's outcome into its card's record (no-op for a job that
+    // is not a card's); `dropped` for a job taken off the queue before it ran.
+    void recordJobInHistory(const Job &job, bool dropped);
     void playOffloadCompleteSound();
     void playOffloadFailureSound();
     // The desktop's own sounds; what Options::playSound does when not given.
@@ -203,6 +211,13 @@ private:
     class DetailsDelegate;
 
     void playNamedSound(const std::string &name) const;
+    // Starts the history records of the cards among the just queued jobs.
+    void beginCardOffloads(const std::vector<Job> &added);
+    std::optional<OffloadHistory::Ticket> ticketOf(const Job &job) const;
+    // The automatic tick's memory: a card it took, by identity, is taken
+    // again only when it holds a file it did not hold then.
+    bool cardIsBusyOrUnchanged(const std::string &identity, const std::string &mountPath) const;
+    void rememberCardContents(const std::string &identity, const std::string &mountPath, bool onlyIfKnown);
     std::string logFolderForInstance(const Job &job) const;
     void noteSavedLog(const Job &job, const std::string &path);
     std::vector<Job> collectJobsWithStatus(int32_t status);
@@ -233,6 +248,10 @@ private:
     std::mutex m_lockAutoTimer;
     std::atomic<bool> m_activeTimer{false};
     std::shared_ptr<MainLoopTimer> m_autoModeTimer;
+
+    mutable std::mutex m_cardsMutex;
+    std::vector<std::pair<std::weak_ptr<OffloadInstance>, OffloadHistory::Ticket>> m_tickets;
+    std::map<std::string, std::vector<OffloadHistory::File>> m_takenCards;
 
     mutable std::mutex m_overflowMutex;
     std::vector<ThreadPool::Thread> m_overflowPool;

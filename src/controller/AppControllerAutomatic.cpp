@@ -11,6 +11,7 @@
 #include "fsutil/AttachedVolume.h"
 #include "fsutil/DirectoryUtilities.h"
 #include "fsutil/SystemLog.h"
+#include "fsutil/VolumeService.h"
 
 #include <algorithm>
 #include <exception>
@@ -99,8 +100,26 @@ void AppController::automaticallyProcessRemovableMedia()
             if (!seen) fresh.push_back(path);
         }
     }
+    // A path is not a card: one renamed by the card action or re-inserted
+    // under another name comes back as a new path, so cards are known by identity.
+    std::vector<std::pair<std::string, std::string>> identified;
+    std::erase_if(fresh, [&](const std::string &path) {
+        const std::optional<std::string> identity = VolumeService::current()->volumeIdentity(path);
+        if (!identity) return false;
+        if (cardIsBusyOrUnchanged(*identity, path)) return true;
+        identified.emplace_back(*identity, path);
+        return false;
+    });
     try {
         if (!fresh.empty()) addDirectoriesToOffloadList(fresh);
+        for (const auto &[identity, path] : identified) {
+            bool queued = false;
+            {
+                std::lock_guard lock(m_lockOffloadInstances);
+                queued = isSourceAlreadyInList(path);
+            }
+            if (queued) rememberCardContents(identity, path, false);
+        }
         processAllItemsInTheQueue();
     } catch (const std::exception &error) {
         systemLog("automatic offload tick failed: %s", error.what());

@@ -1,4 +1,5 @@
 #include "controller/AppController.h"
+#include "controller/ReformatGate.h"
 
 #include "fsutil/AttachedVolume.h"
 #include "fsutil/DirectoryUtilities.h"
@@ -6,32 +7,151 @@
 #include "fsutil/Resources.h"
 #include "fsutil/SystemLog.h"
 #include "fsutil/SystemSound.h"
+#include "fsutil/VolumeService.h"
+
+#include <algorithm>
+#include <tuple>
 
 #include <exception>
 
 namespace ferrydeck {
 
 namespace {
-bool endsWith(const std::string &text, const std::string &suffix)
+std::string verificationOf(const OffloadInstance &job, bool dropped)
 {
-    return text.size() >= suffix.size() && text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
+    // A dropped job was never configured: its method is unknown, not "size".
+    if (dropped) return "";
+    if (job.noFileVerification()) return "none";
+    return job.byteComparison() ? "contents" : "size";
+}
+
+// The removable volume that is the card of `identity`, searched where a
+// rename may have left it: still at `mountPath` (a relabelled real volume
+// keeps its mount point), at its new name beside it (the simulated reader),
+// else anywhere. None when it is not mounted.
+std::optional<std::string> locateCard(const std::string &identity, const std::string &mountPath,
+                                      const std::string &newName)
+{
+    const auto service = VolumeService::current();
+    std::vector<std::string> candidates{mountPath};
+    if (!newName.empty()) candidates.push_back(path::join(path::parent(mountPath), newName));
+    for (const std::string &path : DirectoryUtilities::removableDrives())
+        candidates.push_back(path);
+    for (const std::string &path : candidates) {
+        if (DirectoryUtilities::driveIsRemovable(path) && service->volumeIdentity(path) == identity) return path;
+    }
+    return std::nullopt;
 }
 } // namespace
+
+OffloadHistory AppController::offloadHistory() const
+{
+    return m_options.history ? *m_options.history : OffloadHistory();
+}
+
+void AppController::beginCardOffloads(const std::vector<Job> &added)
+{
+    std::vector<std::string> sources;
+    for (const Job &job : added) {
+        if (std::find(sources.begin(), sources.end(), job->sourceDirectory()) == sources.end())
+            sources.push_back(job->sourceDirectory());
+    }
+    const OffloadHistory history = offloadHistory();
+    for (const std::string &source : sources) {
+        if (!DirectoryUtilities::driveIsRemovable(source)) continue;
+        const std::optional<std::string> identity = VolumeService::current()->volumeIdentity(source);
+        if (!identity) continue;
+        std::vector<Job> jobs;
+        std::vector<std::string> destinations;
+        for (const Job &job : added) {
+            if (job->sourceDirectory() != source) continue;
+            jobs.push_back(job);
+            destinations.push_back(job->offloadDirectory());
+        }
+        // Replaces the card's previous record now: until these jobs report,
+        // the card counts as not offloaded.
+        const std::optional<OffloadHistory::Ticket> ticket = history.beginOffload(*identity, source, destinations);
+        if (!ticket) continue;
+        std::lock_guard lock(m_cardsMutex);
+        std::erase_if(m_tickets, [](const auto &entry) { return entry.first.expired(); });
+        for (size_t i = 0; i < jobs.size(); ++i) {
+            OffloadHistory::Ticket own = *ticket;
+            own.index = i;
+            m_tickets.emplace_back(jobs[i], own);
+        }
+    }
+}
+
+std::optional<OffloadHistory::Ticket> AppController::ticketOf(const Job &job) const
+{
+    std::lock_guard lock(m_cardsMutex);
+    for (const auto &[held, ticket] : m_tickets) {
+        if (held.lock() == job) return ticket;
+    }
+    return std::nullopt;
+}
+
+void AppController::recordJobInHistory(const Job &job, bool dropped)
+{
+    const std::optional<OffloadHistory::Ticket> ticket = ticketOf(job);
+    if (!ticket) return;
+    OffloadHistory::Job entry;
+    entry.destination = job->offloadDirectory();
+    entry.status = dropped ? OffloadHistory::kDropped : OffloadInstance::statusText(job->offloadStatus());
+    entry.verification = verificationOf(*job, dropped);
+    const std::string prefix = job->sourceDirectory() + "/";
+    for (const auto &details : job->fileDetails()) {
+        if (details->rawStatus() != FileCopyDetails::kCopyVerified) continue;
+        const std::string file = details->filePath();
+        if (file.compare(0, prefix.size(), prefix) != 0) continue;
+        entry.files.push_back({file.substr(prefix.size()), details->rawFileSize(), details->rawModificationTime()});
+    }
+    offloadHistory().recordJob(*ticket, entry);
+}
+
+bool AppController::cardIsBusyOrUnchanged(const std::string &identity, const std::string &mountPath) const
+{
+    std::vector<OffloadHistory::File> known;
+    {
+        std::lock_guard lock(m_cardsMutex);
+        const auto found = m_takenCards.find(identity);
+        if (found == m_takenCards.end()) return false;
+        for (const auto &[held, ticket] : m_tickets) {
+            const Job job = held.lock();
+            if (job && ticket.identity == identity && !job->processingTaskIsOver()) return true;
+        }
+        known = found->second;
+    }
+    std::string error;
+    const auto now = ReformatGate::cardFiles(mountPath, &error);
+    if (!now) {
+        systemLog("card %s cannot be read whole (%s); it is not taken again", mountPath.c_str(), error.c_str());
+        return true;
+    }
+    // Only a file it did not hold before (new or changed) makes it worth another offload.
+    return std::includes(known.begin(), known.end(), now->begin(), now->end(),
+                         [](const OffloadHistory::File &a, const OffloadHistory::File &b) {
+                             return std::tie(a.path, a.size, a.modificationTime) <
+                                    std::tie(b.path, b.size, b.modificationTime);
+                         });
+}
+
+void AppController::rememberCardContents(const std::string &identity, const std::string &mountPath, bool onlyIfKnown)
+{
+    std::vector<OffloadHistory::File> files =
+        ReformatGate::cardFiles(mountPath).value_or(std::vector<OffloadHistory::File>{});
+    std::lock_guard lock(m_cardsMutex);
+    if (onlyIfKnown && m_takenCards.find(identity) == m_takenCards.end()) return;
+    m_takenCards[identity] = std::move(files);
+}
 
 void AppController::runPostOffloadDriveModificationsForInstance(const Job &job)
 {
     const std::string source = job->sourceDirectory();
+    // The exact mount path, never a volume whose name merely ends the same way.
     if (!isDirectoryARemovableDrive(source)) return;
     if (!m_settings.renameCard() && !m_settings.ejectCard() && !m_settings.formatCard()) return;
-
-    std::string cardName;
-    for (const auto &volume : refreshRemovableMedia()) {
-        if (endsWith(source, volume->volumeName())) {
-            cardName = volume->volumeName();
-            break;
-        }
-    }
-    if (cardName.empty()) return;
+    std::string cardName = path::lastComponent(source);
 
     // Only the card's last job acts on it; the others leave it alone.
     {
@@ -46,8 +166,17 @@ void AppController::runPostOffloadDriveModificationsForInstance(const Job &job)
         }
     }
 
+    // A card swapped at the same mount point during the offload is not the one copied.
+    const std::optional<OffloadHistory::Ticket> ticket = ticketOf(job);
+    const std::optional<std::string> identity = VolumeService::current()->volumeIdentity(source);
+    if (ticket && identity != ticket->identity) {
+        systemLog("the card at %s is not the one that was offloaded; it is left alone", source.c_str());
+        return;
+    }
+
     if (m_settings.formatCard()) attemptToFormatDrive(source);
 
+    std::string cardPath = source;
     if (m_settings.renameCard()) {
         const std::string text = m_view->renameCardText().value_or(m_settings.textRenameCard());
         std::string newName = text;
@@ -57,12 +186,18 @@ void AppController::runPostOffloadDriveModificationsForInstance(const Job &job)
             m_settings.setRenameCounter(m_settings.renameCounter() + 1);
         }
         if (DirectoryUtilities::renameDrive(newName, cardName)) {
+            // Wherever the renamed card is mounted now; the eject acts on it.
+            if (identity) {
+                // An identity that carries the label changes with it; a mount point
+                // still there is then the card just checked and renamed.
+                cardPath = locateCard(*identity, source, newName)
+                               .value_or(DirectoryUtilities::driveIsRemovable(source) ? source : std::string());
+            }
             {
                 std::lock_guard lock(m_lockAutoTimer);
                 std::vector<std::shared_ptr<AttachedVolume>> last = drivesMountedLastTick();
-                // The bare name, not a mount path, as designed.
                 auto renamed = std::make_shared<AttachedVolume>();
-                renamed->setVolumePath(newName);
+                renamed->setVolumePath(cardPath.empty() ? newName : cardPath);
                 renamed->setMountType(MountTypeRemovable);
                 last.push_back(renamed);
                 setDrivesMountedLastTick(std::move(last));
@@ -73,26 +208,41 @@ void AppController::runPostOffloadDriveModificationsForInstance(const Job &job)
                 refreshDriveLists();
                 return 0;
             });
-            // The eject looks for the setting's text, without any counter.
-            cardName = m_settings.textRenameCard();
+            if (!identity) cardPath = path::join(path::parent(source), newName);
         } else {
             alert(stringWithFormat("Rename Card Failure:\n%s could not be renamed", newName.c_str()),
                   "Check for illegal characters in the new name", {"OK"});
         }
     }
 
-    if (m_settings.ejectCard()) DirectoryUtilities::ejectDrive(cardName);
+    // What the card holds now, so the tick does not take it again unchanged.
+    if (identity && !cardPath.empty()) rememberCardContents(*identity, cardPath, true);
+
+    if (m_settings.ejectCard()) {
+        if (cardPath.empty()) systemLog("the renamed card %s could not be found to eject", source.c_str());
+        else DirectoryUtilities::ejectDrive(path::lastComponent(cardPath));
+    }
 }
 
 bool AppController::attemptToFormatDrive(const std::string &path)
 {
     if (!DirectoryUtilities::driveIsRemovable(path)) return false;
-    if (!DirectoryUtilities::unlockDirectory(path)) return false;
-    if (m_options.cardTypeOfDrive(path) == kUndefinedCardType) {
+    const int32_t type = m_options.cardTypeOfDrive(path);
+    if (type == kUndefinedCardType) {
         // Deliberately no alert: an unknown card is simply left alone.
         systemLog("Drive \"%s\" did not match any known drive formats & could not be reformatted", path.c_str());
         return false;
     }
+    // Nothing is erased that has no verified copy, whatever the settings say.
+    if (const auto reason = ReformatGate::refusal(path, type, offloadHistory())) {
+        systemLog("reformat of %s refused: %s", path.c_str(), reason->c_str());
+        alert("Reformat Refused",
+              stringWithFormat("Ferrydeck did not reformat drive \"%s\": %s.\nNothing on it was deleted.", path.c_str(),
+                               reason->c_str()),
+              {"OK"});
+        return false;
+    }
+    if (!DirectoryUtilities::unlockDirectory(path)) return false;
 
     std::string failure;
     if (m_settings.warnBeforeFormatting() &&

@@ -46,6 +46,8 @@ void AppController::processInstance(const Job &job)
 
 void AppController::processingOfInstanceCompleted(const Job &job)
 {
+    // Before the card actions: the reformat reads this job's outcome.
+    recordJobInHistory(job, false);
     if (job->offloadStatus() == OffloadInstance::kCompleted) {
         DirectoryUtilities::unlockDirectory(job->fullOffloadPath());
         {

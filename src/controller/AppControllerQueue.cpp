@@ -44,6 +44,7 @@ void AppController::addDirectoriesToOffloadList(const std::vector<std::string> &
         }
         setListOffloadInstances(std::move(queue));
     }
+    beginCardOffloads(added);
     for (const Job &job : added) {
         startWorker([this, job] { verifyOffloadSourceSize({job}); });
     }
@@ -92,6 +93,7 @@ void AppController::verifyOffloadSourceSize(const std::vector<Job> &jobs)
         if (!isSufficentSpaceAvailableForOffload(job)) {
             message += stringWithFormat("%s could not be copied to %s\n", job->sourceDirectory().c_str(),
                                         job->offloadDirectory().c_str());
+            recordJobInHistory(job, true);
             std::lock_guard lock(m_lockOffloadInstances);
             std::vector<Job> queue = listOffloadInstances();
             std::erase(queue, job);

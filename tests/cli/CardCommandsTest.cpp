@@ -16,9 +16,12 @@ namespace {
 Process::Result cli(const std::string &mediaRoot, std::vector<std::string> args)
 {
     ::setenv("FERRYDECK_MEDIA_ROOT", mediaRoot.c_str(), 1);
+    // The history of these runs stays beside their simulated cards (a hidden folder is no card).
+    ::setenv("XDG_STATE_HOME", (mediaRoot + "/.state").c_str(), 1);
     args.insert(args.begin(), FERRYDECK_CLI_PATH);
     Process::Result result = Process::run(args, Process::Output::Capture);
     ::unsetenv("FERRYDECK_MEDIA_ROOT");
+    ::unsetenv("XDG_STATE_HOME");
     return result;
 }
 
@@ -67,10 +70,27 @@ TEST(CliReformat, RefusesAFixedDiskFolderAndReformatsACard)
     EXPECT_EQ(cli(media.path(), {"reformat", "--yes", media / "PLAIN"}).exitCode, 2);
     EXPECT_EQ(listTree(media / "PLAIN"), plain);
 
+    // A card is reformatted only once the history shows verified copies of all it holds.
     buildCard(CardKind::CanonEos, media / "EOS");
+    const auto eos = listTree(media / "EOS");
+    const Process::Result refused = cli(media.path(), {"reformat", "--yes", media / "EOS"});
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_EQ(listTree(media / "EOS"), eos);
+    makeDirectory(fixed / "copies");
+    EXPECT_EQ(cli(media.path(), {"offload", "--quiet", "--dest", fixed / "copies", media / "EOS"}).exitCode, 0);
+    const Process::Result listed = cli(media.path(), {"history", "--json"});
+    EXPECT_EQ(listed.exitCode, 0);
+    EXPECT_NE(listed.output.find("\"status\":\"Completed\""), std::string::npos) << listed.output;
     const Process::Result done = cli(media.path(), {"reformat", "--yes", media / "EOS"});
     EXPECT_EQ(done.exitCode, 0);
     EXPECT_NE(done.output.find("Canon EOS"), std::string::npos);
-    EXPECT_EQ(listTree(media / "EOS"),
-              (std::vector<std::string>{"DCIM/", "DCIM/100CANON/", "MISC/", "MISC/CANONMSC.DAT 8"}));
+    const std::vector<std::string> empty{"DCIM/", "DCIM/100CANON/", "MISC/", "MISC/CANONMSC.DAT 8"};
+    EXPECT_EQ(listTree(media / "EOS"), empty);
+
+    // --force is the one way past the history, never past "not a card".
+    buildCard(CardKind::CanonEos, media / "FORCED");
+    EXPECT_EQ(cli(media.path(), {"reformat", "--yes", "--force", media / "FORCED"}).exitCode, 0);
+    EXPECT_EQ(listTree(media / "FORCED"), empty);
+    EXPECT_EQ(cli(media.path(), {"reformat", "--yes", "--force", media / "PLAIN"}).exitCode, 2);
+    EXPECT_EQ(listTree(media / "PLAIN"), plain);
 }

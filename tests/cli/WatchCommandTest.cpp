@@ -27,9 +27,9 @@ TEST(WatchCommand, ANewCardIsOffloadedVerifiedReformattedAndEjectedAndSigintStop
     for (const char *folder : {"media", "one", "two", "logs"}) makeDirectory(dir / folder);
     const BuiltCard early = buildCard(CardKind::P2, dir / "media/EARLY");
     ChildProcess watch({FERRYDECK_CLI_PATH, "watch", "--dest", dir / "one", "--dest", dir / "two", "--verify",
-                        "contents", "--reformat", "--yes", "--eject", "--rename", "bad;name", "--log-dir",
-                        dir / "logs", "--json"},
-                       {{"FERRYDECK_MEDIA_ROOT", dir / "media"}}, dir.path());
+                        "contents", "--reformat", "--yes", "--eject", "--rename", "bad;name", "--log-dir", dir / "logs",
+                        "--json"},
+                       {{"FERRYDECK_MEDIA_ROOT", dir / "media"}, {"XDG_STATE_HOME", dir / "state"}}, dir.path());
 
     ASSERT_TRUE(waitFor([&] { return watch.standardError().find("Watching") != std::string::npos; }));
     // A card is mounted whole: build it aside, then let it appear at once.
@@ -77,7 +77,7 @@ TEST(WatchCommand, WithoutYesTheReformatIsAbortedAndTheCardKeepsItsFiles)
     TempDir dir;
     for (const char *folder : {"media", "one"}) makeDirectory(dir / folder);
     ChildProcess watch({FERRYDECK_CLI_PATH, "watch", "--dest", dir / "one", "--reformat"},
-                       {{"FERRYDECK_MEDIA_ROOT", dir / "media"}}, dir.path());
+                       {{"FERRYDECK_MEDIA_ROOT", dir / "media"}, {"XDG_STATE_HOME", dir / "state"}}, dir.path());
     ASSERT_TRUE(waitFor([&] { return watch.standardError().find("Watching") != std::string::npos; }));
     const BuiltCard staged = buildCard(CardKind::CanonEos, dir / "staging/CARD");
     ASSERT_EQ(std::rename(staged.root.c_str(), (dir / "media/CARD").c_str()), 0);
@@ -90,4 +90,31 @@ TEST(WatchCommand, WithoutYesTheReformatIsAbortedAndTheCardKeepsItsFiles)
         EXPECT_TRUE(exists(dir / "media/CARD" + clip.substr(staged.root.size()))) << clip;
     }
     EXPECT_NE(watch.standardError().find("Error: Reformat attempt was aborted"), std::string::npos);
+}
+
+TEST(WatchCommand, RenameIncrementEjectOffloadsEachOfThreeCardsOnce)
+{
+    TempDir dir;
+    for (const char *folder : {"media", "one"})
+        makeDirectory(dir / folder);
+    ChildProcess watch(
+        {FERRYDECK_CLI_PATH, "watch", "--dest", dir / "one", "--rename", "DAY", "--increment", "--eject", "--json"},
+        {{"FERRYDECK_MEDIA_ROOT", dir / "media"}, {"XDG_STATE_HOME", dir / "state"}}, dir.path());
+    ASSERT_TRUE(waitFor([&] { return watch.standardError().find("Watching") != std::string::npos; }));
+    for (int i = 1; i <= 3; ++i) {
+        const std::string name = "CARD" + std::to_string(i);
+        const BuiltCard staged = buildCard(CardKind::CanonEos, dir / ("staging/" + name));
+        ASSERT_EQ(std::rename(staged.root.c_str(), (dir / ("media/" + name)).c_str()), 0);
+        const std::string ejected = dir / ("media/.ejected/DAY-" + std::to_string(i));
+        ASSERT_TRUE(waitFor([&] { return exists(ejected) || !watch.running(); })) << watch.standardError();
+    }
+    // Long enough for a few more ticks: nothing is taken again.
+    waitFor([] { return false; }, std::chrono::seconds(5));
+    watch.signal(SIGINT);
+    ASSERT_EQ(watch.wait(), 0) << watch.standardError();
+    const auto jobs = jsonLines(watch.standardOutput());
+    ASSERT_EQ(jobs.size(), 3u) << watch.standardOutput();
+    for (int i = 0; i < 3; ++i)
+        EXPECT_EQ(jobs[i]["source"], dir / ("media/CARD" + std::to_string(i + 1)));
+    EXPECT_FALSE(exists(dir / "media/.ejected/DAY-4"));
 }

@@ -65,6 +65,43 @@ TEST_F(AutomaticModeTest, OnlyCardsThatArriveAfterTheSwitchAreTakenInAscendingOr
     EXPECT_EQ(early, dir / "media/EARLY");
 }
 
+TEST_F(AutomaticModeTest, ACardIsKnownByIdentityAcrossRenamesAndTakenAgainOnlyWithNewContents)
+{
+    make();
+    addDestination("dest");
+    FerrydeckSettings &settings = controller->ferrydeckSettings();
+    settings.setRenameCard(true);
+    settings.setTextRenameCard("DAY");
+    settings.setIncrementRenameTitle(true);
+    automatic();
+    insert("CARD");
+    const auto tick = [&] {
+        controller->automaticallyProcessRemovableMedia();
+        settle();
+    };
+    tick(); // queued and listed
+    tick(); // copied, then renamed by the card action
+    ASSERT_TRUE(exists(dir / "media/DAY-1"));
+    tick(); // the renamed card is a new path, not a new card
+    tick();
+    EXPECT_EQ(queuedSources(), (std::vector<std::string>{dir / "media/CARD"}));
+
+    // Out, and back under another name with the same contents: still not taken.
+    ASSERT_EQ(std::rename((dir / "media/DAY-1").c_str(), (dir / "OUT").c_str()), 0);
+    tick();
+    ASSERT_EQ(std::rename((dir / "OUT").c_str(), (dir / "media/BACK").c_str()), 0);
+    tick();
+    EXPECT_EQ(queuedSources().size(), 1u);
+
+    // A new clip on it is worth an offload.
+    ASSERT_EQ(std::rename((dir / "media/BACK").c_str(), (dir / "OUT").c_str()), 0);
+    tick();
+    writeSizedFile(dir / "OUT/CLIP/NEW.MOV", 100, 7);
+    ASSERT_EQ(std::rename((dir / "OUT").c_str(), (dir / "media/BACK").c_str()), 0);
+    tick();
+    EXPECT_EQ(queuedSources(), (std::vector<std::string>{dir / "media/CARD", dir / "media/BACK"}));
+}
+
 TEST_F(AutomaticModeTest, TheTimerChainTicksUntilManualModeAndCardsAlreadyQueuedWaitingAreDropped)
 {
     make();

@@ -7,6 +7,8 @@
 
 #include <sys/stat.h>
 
+#include <functional>
+
 namespace ferrydeck::test {
 
 namespace {
@@ -79,12 +81,113 @@ TEST_F(CardActionsTest, TheRenameCounterAdvancesAndTheEjectLooksForThePlainText)
     offload({source});
     EXPECT_EQ(volumes->renames, (std::vector<std::string>{"DAY_ONE>DAY-4"}));
     EXPECT_EQ(settings().renameCounter(), 5);
-    EXPECT_EQ(volumes->ejects, (std::vector<std::string>{"DAY"})); // as designed: no card of that name
-    EXPECT_TRUE(exists(dir / "media/DAY-4"));
-    // The renamed card is known to the tick by its bare name.
+    // The eject acts on the renamed card itself, not on a card named DAY.
+    EXPECT_EQ(volumes->ejects, (std::vector<std::string>{"DAY-4"}));
+    EXPECT_TRUE(exists(dir / "media/.ejected/DAY-4"));
     const auto last = controller->drivesMountedLastTick();
     ASSERT_FALSE(last.empty());
-    EXPECT_EQ(last.back()->volumePath(), "DAY-4");
+    EXPECT_EQ(last.back()->volumePath(), dir / "media/DAY-4");
+}
+
+TEST_F(CardActionsTest, TheEjectHitsOnlyTheFinishedCardNotOneWhoseNameEndsTheSame)
+{
+    const std::string other = buildCard(CardKind::CanonEos, dir / "media/ARD").root;
+    const std::string source = buildCard(CardKind::CanonEos, dir / "media/CARD").root;
+    make();
+    addDestination("dest");
+    settings().setEjectCard(true);
+    offload({source});
+    EXPECT_EQ(volumes->ejects, (std::vector<std::string>{"CARD"}));
+    EXPECT_TRUE(exists(other));
+    EXPECT_TRUE(exists(dir / "media/.ejected/CARD"));
+}
+
+// A volume that reports a fixed medium: a USB disk, never to be reformatted.
+class FixedMediumVolumes : public MediaRootVolumeService {
+public:
+    using MediaRootVolumeService::MediaRootVolumeService;
+    bool hasRemovableMedium(const std::string &) const override { return false; }
+};
+
+TEST_F(CardActionsTest, TheReformatIsRefusedAndDeletesNothingUnlessVerifiedCopiesHoldEveryFile)
+{
+    struct Case {
+        const char *name;
+        const char *reason;                             // part of the refusal's message
+        std::function<void()> before;                   // before the offload
+        std::function<void(const std::string &)> after; // between offload and reformat
+        bool offloaded = true;
+    };
+    const std::vector<Case> cases{
+        {"never offloaded", "no offload of", {}, {}, false},
+        {"second destination dropped for space",
+         "did not complete (Dropped)",
+         [this] {
+             options.freeSpace = [](const std::string &folder) {
+                 return folder.find("/two") != std::string::npos ? uint64_t{0} : uint64_t{1} << 40;
+             };
+         },
+         {}},
+        {"verified by nothing",
+         "was not verified",
+         [this] { view->verification.verification = Verification::None; },
+         {}},
+        {"a clip added after the offload",
+         "DCIM/100CANON/NEW.MOV has no verified copy",
+         {},
+         [](const std::string &card) { writeSizedFile(card + "/DCIM/100CANON/NEW.MOV", 10, 1); }},
+        {"a hidden file added after the offload",
+         ".hidden/CLIP.MOV has no verified copy",
+         {},
+         [](const std::string &card) { writeSizedFile(card + "/.hidden/CLIP.MOV", 10, 2); }},
+        {"a clip rewritten after the offload",
+         "has no verified copy",
+         {},
+         [](const std::string &card) {
+             for (const std::string &entry : listTree(card)) {
+                 if (entry.find(".MOV") == std::string::npos && entry.find(".CR2") == std::string::npos) continue;
+                 const std::string file = card + "/" + entry.substr(0, entry.rfind(' '));
+                 writeSizedFile(file, 5, 3);
+                 return;
+             }
+         }},
+        // The FIFO fails its copy; it goes before the check, which then sees only the Error.
+        {"a job that ended in Error",
+         "did not complete (Error)",
+         {},
+         [](const std::string &card) { ::unlink((card + "/DCIM/PIPE.MOV").c_str()); }},
+        {"a fixed medium",
+         "not on a removable medium",
+         {},
+         [this](const std::string &) {
+             VolumeService::setCurrent(std::make_shared<FixedMediumVolumes>(dir / "media"));
+         }},
+    };
+    int n = 0;
+    for (const Case &test : cases) {
+        SCOPED_TRACE(test.name);
+        const std::string source = buildCard(CardKind::CanonEos, dir / ("media/C" + std::to_string(n))).root;
+        if (std::string(test.name).find("Error") != std::string::npos) {
+            ASSERT_EQ(::mkfifo((source + "/DCIM/PIPE.MOV").c_str(), 0644), 0);
+        }
+        options.freeSpace = {};
+        view->verification.verification = Verification::Size;
+        if (test.before) test.before();
+        make();
+        addDestination("one" + std::to_string(n));
+        addDestination("two" + std::to_string(n));
+        settings().setWarnBeforeFormatting(false);
+        if (test.offloaded) offload({source});
+        if (test.after) test.after(source);
+        const auto before = listTree(source);
+        EXPECT_FALSE(controller->attemptToFormatDrive(source));
+        EXPECT_EQ(listTree(source), before);
+        ASSERT_FALSE(view->alerts().empty());
+        EXPECT_EQ(view->alerts().back().title, "Reformat Refused");
+        EXPECT_NE(view->alerts().back().message.find(test.reason), std::string::npos) << view->alerts().back().message;
+        VolumeService::setCurrent(volumes);
+        ++n;
+    }
 }
 
 TEST_F(CardActionsTest, AFailedRenameIsToldAndStillUsesUpItsNumber)

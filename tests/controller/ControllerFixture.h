@@ -79,6 +79,7 @@ protected:
     {
         options.processorCount = 2;
         options.refreshInterval = std::chrono::milliseconds(20);
+        options.history = std::make_shared<OffloadHistory>(dir / "state");
     }
     AppController &make()
     {

@@ -17,7 +17,8 @@ TEST(WatchFaults, ACardWhoseCopyFailsIsNeverReformattedOrEjected)
 {
     TempDir dir;
     for (const char *folder : {"media", "dest"}) makeDirectory(dir / folder);
-    std::map<std::string, std::string> environment{{"FERRYDECK_MEDIA_ROOT", dir / "media"}};
+    std::map<std::string, std::string> environment{{"FERRYDECK_MEDIA_ROOT", dir / "media"},
+                                                   {"XDG_STATE_HOME", dir / "state"}};
     for (const std::string &entry : faultEnvironment("write-enospc", "*/dest/CARD/*", 10)) {
         const auto equals = entry.find('=');
         environment[entry.substr(0, equals)] = entry.substr(equals + 1);
