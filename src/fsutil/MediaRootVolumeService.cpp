@@ -125,18 +125,4 @@ bool MediaRootVolumeService::ejectVolume(const std::string &name)
     return false;
 }
 
-bool MediaRootVolumeService::hasRemovableMedium(const std::string &mountPath) const
-{
-    const std::vector<std::string> volumes = removableVolumePaths();
-    return std::find(volumes.begin(), volumes.end(), mountPath) != volumes.end();
-}
-
-std::optional<std::string> MediaRootVolumeService::volumeIdentity(const std::string &mountPath) const
-{
-    struct stat info {};
-    if (!hasRemovableMedium(mountPath) || ::lstat(mountPath.c_str(), &info) != 0) return std::nullopt;
-    return stringWithFormat("media-root:%llu:%llu", static_cast<unsigned long long>(info.st_dev),
-                            static_cast<unsigned long long>(info.st_ino));
-}
-
 } // namespace ferrydeck
