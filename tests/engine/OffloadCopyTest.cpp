@@ -224,14 +224,19 @@ TEST(CopyLoop, EmptyJobRunsUntilCanceled)
     canceller.join();
 }
 
-TEST(CopyLoop, SourcePathRecurringInsideAFilePathIsReplacedEverywhere)
+// Only the leading source folder is replaced: a sub-folder that repeats the
+// source's text (/footagex/footagex_day1, or the whole source path again)
+// keeps its place in the copy.
+TEST(CopyLoop, SourcePathRecurringInsideAFilePathKeepsTheSourceLayout)
 {
     TempDir dir;
-    writeFile(dir / "A/x" + dir.path() + "/A/y", "z"); // the source text recurs below itself
-    const std::string recurring = dir / "A/x" + dir.path() + "/A/y";
+    const std::vector<std::string> files = {"footagex_day1/A001.MOV", "footagex_day1/footagex/B.MOV",
+                                            "x" + dir.path() + "/footagex/y"};
+    for (const std::string &file : files) writeFile(dir / ("footagex/" + file), file);
     makeDirectory(dir / "D");
-    auto job = preparedJob(dir / "A", dir / "D", JobOptions{});
+    auto job = preparedJob(dir / "footagex", dir / "D", JobOptions{});
     EXPECT_EQ(driveJob(job), OffloadInstance::kCompleted);
-    EXPECT_EQ(job->fileDetails()[0]->outputPath(),
-              path::replaceAll(recurring, dir / "A", dir / "D/copy"));
+    for (const std::string &file : files) EXPECT_EQ(readFile(dir / ("D/copy/" + file)), file) << file;
+    for (const auto &record : job->fileDetails())
+        EXPECT_EQ(record->outputPath(), dir / "D/copy/" + *OffloadInstance::relativeToSource(record->filePath(), dir / "footagex"));
 }
