@@ -1,3 +1,4 @@
+#include "fsutil/DirectoryUtilities.h"
 #include "fsutil/FileCopy.h"
 #include "support/TestFiles.h"
 
@@ -7,10 +8,13 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
+#include <set>
+#include <sstream>
 
 using ferrydeck::FileCopy;
 using namespace ferrydeck::test;
@@ -71,6 +75,83 @@ TEST(FileCopy, NeverReplacesAnExistingDestination)
     EXPECT_EQ(readFile(dir / "dst"), "footage");
     ASSERT_EQ(::symlink("nowhere", (dir / "link").c_str()), 0);
     EXPECT_EQ(FileCopy::copyFile(dir / "src", dir / "link").error, EEXIST);
+    EXPECT_EQ(FileCopy::removeTemporaryFiles(dir.path()), 0); // a refused copy leaves nothing
+}
+
+TEST(FileCopy, TemporaryNamesAreHiddenRecognisableAndFitAnyName)
+{
+    for (const std::string &name : {std::string("A001.MOV"), std::string(200, 'c'), std::string(255, 'x')}) {
+        const std::string temporary = FileCopy::temporaryNameFor(name);
+        EXPECT_TRUE(FileCopy::isTemporaryName(temporary)) << temporary;
+        EXPECT_LE(temporary.size(), 255u);
+        EXPECT_EQ(temporary[0], '.');
+    }
+    EXPECT_EQ(FileCopy::temporaryNameFor("A001.MOV"), ".A001.MOV.ferrydeck-part");
+    EXPECT_NE(FileCopy::temporaryNameFor(std::string(255, 'x')), FileCopy::temporaryNameFor(std::string(254, 'x') + "y"));
+    for (const char *name : {"A001.MOV", ".ferrydeck-part", "A.ferrydeck-part", ".hidden"})
+        EXPECT_FALSE(FileCopy::isTemporaryName(name)) << name;
+}
+
+// Left by a copy cut short (a kill, a power loss): the clean-up removes
+// those and nothing else, at any depth.
+TEST(FileCopy, LeftoverTemporariesAreRemovedAndNothingElse)
+{
+    TempDir dir;
+    const std::vector<std::string> kept = {"A.MOV", "CLIP/B.MOV", "CLIP/.thumbs/c.jpg", "CLIP/x.ferrydeck-part"};
+    for (const std::string &file : kept) writeFile(dir / ("copy/" + file), "keep");
+    writeFile(dir / "copy/.A.MOV.ferrydeck-part", "partial");
+    writeFile(dir / "copy/CLIP/.thumbs/.c.jpg.ferrydeck-part", "partial");
+    ASSERT_EQ(::symlink("target", (dir / "copy/CLIP/.L.ferrydeck-part").c_str()), 0);
+    makeDirectory(dir / "copy/.D.ferrydeck-part"); // a folder is never ours to remove
+
+    EXPECT_EQ(FileCopy::removeTemporaryFiles(dir / "copy"), 3);
+    for (const std::string &file : kept) EXPECT_EQ(readFile(dir / ("copy/" + file)), "keep");
+    EXPECT_FALSE(exists(dir / "copy/.A.MOV.ferrydeck-part"));
+    EXPECT_TRUE(exists(dir / "copy/.D.ferrydeck-part"));
+    EXPECT_EQ(FileCopy::removeTemporaryFiles(dir / "missing"), -1);
+}
+
+// Two processes asking for the same copy folder name at once, as two cards
+// both called NO_NAME: every folder handed out is a new one.
+TEST(CopyFolder, ConcurrentProcessesNeverShareAFolder)
+{
+    TempDir dir;
+    constexpr int kRounds = 50;
+    int pipes[2][2];
+    pid_t children[2];
+    for (int child = 0; child < 2; ++child) {
+        ASSERT_EQ(::pipe(pipes[child]), 0);
+        children[child] = ::fork();
+        ASSERT_GE(children[child], 0);
+        if (children[child] == 0) {
+            for (int round = 0; round < kRounds; ++round) {
+                ferrydeck::UniqueFd folder;
+                const auto made = ferrydeck::DirectoryUtilities::createExclusiveDirectoryForPath(dir / "dest/NO_NAME", folder);
+                const std::string line = (made && folder ? *made : std::string("none")) + "\n";
+                if (::write(pipes[child][1], line.data(), line.size()) < 0) ::_exit(1);
+            }
+            ::_exit(0);
+        }
+        ::close(pipes[child][1]);
+    }
+    std::set<std::string> folders;
+    for (int child = 0; child < 2; ++child) {
+        std::string text;
+        char buffer[4096];
+        for (ssize_t n; (n = ::read(pipes[child][0], buffer, sizeof buffer)) > 0;) text.append(buffer, static_cast<size_t>(n));
+        ::close(pipes[child][0]);
+        int status = 0;
+        ::waitpid(children[child], &status, 0);
+        EXPECT_EQ(status, 0);
+        std::istringstream lines(text);
+        for (std::string line; std::getline(lines, line);) {
+            EXPECT_NE(line, "none");
+            EXPECT_TRUE(folders.insert(line).second) << line << " was handed out twice";
+        }
+    }
+    EXPECT_EQ(folders.size(), 2u * kRounds);
+    EXPECT_TRUE(folders.count(dir / "dest/NO_NAME"));
+    EXPECT_TRUE(folders.count(dir / "dest/NO_NAME-100"));
 }
 
 TEST(FileCopy, SymbolicLinkIsCopiedAsALink)
