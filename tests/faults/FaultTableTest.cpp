@@ -5,7 +5,11 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <chrono>
+#include <memory>
+#include <set>
 #include <sstream>
+#include <thread>
 
 using namespace ferrydeck::test;
 
@@ -118,3 +122,76 @@ INSTANTIATE_TEST_SUITE_P(
                       FaultCase{"ByteFlippedInTheCopyReadWrite", "offload", "flip-byte", 5, "contents", true},
                       FaultCase{"SourceCannotBeOpened", "offload", "open-eacces", 0, "size", false}),
     [](const ::testing::TestParamInfo<FaultCase> &info) { return std::string(info.param.name); });
+
+// A file that appears under a copy's name while the copy is being written
+// (only a foreign writer could put it there) is never replaced, also where
+// the file system lacks RENAME_NOREPLACE, or hard links as well.
+struct RenameSupport {
+    const char *name;
+    std::vector<std::string> environment;
+};
+
+void PrintTo(const RenameSupport &row, std::ostream *out)
+{
+    *out << row.name;
+}
+
+class NameTakenDuringTheCopy : public ::testing::TestWithParam<RenameSupport> {};
+
+TEST_P(NameTakenDuringTheCopy, IsNeverReplacedAndTheFileFails)
+{
+    TempDir dir;
+    writeSizedFile(dir / "cardA/B.MOV", 300000, 2);
+    makeDirectory(dir / "dest");
+    CliRun::Options options;
+    options.environment = faultEnvironment("slow", "*/dest/cardA/B.MOV");
+    options.environment.push_back("FERRYDECK_FAULT_DELAY_MS=100");
+    for (const std::string &setting : GetParam().environment) options.environment.push_back(setting);
+    CliRun run({"offload", dir / "cardA", "--dest", dir / "dest", "--verify", "contents", "--log-dir", dir / "dest",
+                "--json", "--threads", "1"},
+               options);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!exists(dir / "dest/cardA/.B.MOV.ferrydeck-part") && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    ASSERT_TRUE(exists(dir / "dest/cardA/.B.MOV.ferrydeck-part"));
+    writeFile(dir / "dest/cardA/B.MOV", "someone else's");
+    const CliRun::Result result = run.wait(std::chrono::seconds(60));
+
+    EXPECT_EQ(result.exitCode, 1) << result.err;
+    EXPECT_EQ(jobsBySource(result.out)[dir / "cardA"]["status"], "Error") << result.out;
+    EXPECT_EQ(readFile(dir / "dest/cardA/B.MOV"), "someone else's");
+    EXPECT_FALSE(exists(dir / "dest/cardA/.B.MOV.ferrydeck-part"));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Offload, NameTakenDuringTheCopy,
+    ::testing::Values(RenameSupport{"RenameNoReplace", {}},
+                      RenameSupport{"HardLink", {"FERRYDECK_FAULT_NO_NOREPLACE=1"}},
+                      RenameSupport{"CheckThenRename", {"FERRYDECK_FAULT_NO_NOREPLACE=1", "FERRYDECK_FAULT_NO_LINK=1"}}),
+    [](const ::testing::TestParamInfo<RenameSupport> &info) { return std::string(info.param.name); });
+
+// The same folder wanted by two processes at once (two cards both named
+// NO_NAME): each gets its own, and each log vouches only for its own card.
+TEST(CopyFolder, TwoProcessesOfSameNamedCardsNeverShareOne)
+{
+    TempDir dir;
+    writeSizedFile(dir / "one/NO_NAME/A.MOV", 200000, 1);
+    writeSizedFile(dir / "two/NO_NAME/B.MOV", 200000, 2);
+    makeDirectory(dir / "dest");
+    std::vector<std::unique_ptr<CliRun>> runs;
+    for (const char *card : {"one", "two"}) {
+        runs.push_back(std::make_unique<CliRun>(
+            std::vector<std::string>{"offload", dir / (std::string(card) + "/NO_NAME"), "--dest", dir / "dest",
+                                     "--verify", "contents", "--log-dir", dir / card, "--log-detail", "verbose", "--json"},
+            CliRun::Options{}));
+    }
+    std::set<std::string> folders;
+    for (auto &run : runs) {
+        const CliRun::Result result = run->wait(std::chrono::seconds(60));
+        ASSERT_EQ(result.exitCode, 0) << result.err;
+        const auto job = nlohmann::json::parse(result.out);
+        folders.insert(job["destination"].get<std::string>());
+        EXPECT_EQ(expectVerifiedCopiesIdentical(readFile(job["log"])), 1u);
+    }
+    EXPECT_EQ(folders, (std::set<std::string>{dir / "dest/NO_NAME", dir / "dest/NO_NAME-2"}));
+}
