@@ -70,8 +70,9 @@ void OffloadDriver::copyFolderModificationTimes(const OffloadInstance &job)
     });
     folders.push_back(source);
     for (const std::string &sourceFolder : folders) {
-        const std::optional<std::string> relative =
-            sourceFolder == source ? std::optional<std::string>("") : OffloadInstance::relativeToSource(sourceFolder, source);
+        const std::optional<std::string> relative = sourceFolder == source
+                                                         ? std::optional<std::string>("")
+                                                         : OffloadInstance::relativeToSource(sourceFolder, source);
         struct stat info {};
         if (!relative || ::stat(sourceFolder.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) continue;
         const UniqueFd copy = FileCopy::openFolderBeneath(folder->get(), *relative, false);

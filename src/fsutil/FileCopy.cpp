@@ -143,7 +143,8 @@ int giveName(int folderFd, const std::string &temporary, const std::string &name
 Result finish(int folderFd, TemporaryGuard &guard, const std::string &name, const struct stat &made,
               const FileCopy::Options &options, Result result)
 {
-    if (const int error = giveName(folderFd, guard.name, name); error != 0) return failed(result, "name the copy", error);
+    if (const int error = giveName(folderFd, guard.name, name); error != 0)
+        return failed(result, "name the copy", error);
     guard.keep = true;
     if (options.flush && ::fsync(folderFd) != 0 && errno != EINVAL) return failed(result, "flush folder");
     struct stat named {};

@@ -167,7 +167,8 @@ INSTANTIATE_TEST_SUITE_P(
     Offload, NameTakenDuringTheCopy,
     ::testing::Values(RenameSupport{"RenameNoReplace", {}},
                       RenameSupport{"HardLink", {"FERRYDECK_FAULT_NO_NOREPLACE=1"}},
-                      RenameSupport{"CheckThenRename", {"FERRYDECK_FAULT_NO_NOREPLACE=1", "FERRYDECK_FAULT_NO_LINK=1"}}),
+                      RenameSupport{"CheckThenRename",
+                                    {"FERRYDECK_FAULT_NO_NOREPLACE=1", "FERRYDECK_FAULT_NO_LINK=1"}}),
     [](const ::testing::TestParamInfo<RenameSupport> &info) { return std::string(info.param.name); });
 
 // The same folder wanted by two processes at once (two cards both named
@@ -182,7 +183,8 @@ TEST(CopyFolder, TwoProcessesOfSameNamedCardsNeverShareOne)
     for (const char *card : {"one", "two"}) {
         runs.push_back(std::make_unique<CliRun>(
             std::vector<std::string>{"offload", dir / (std::string(card) + "/NO_NAME"), "--dest", dir / "dest",
-                                     "--verify", "contents", "--log-dir", dir / card, "--log-detail", "verbose", "--json"},
+                                     "--verify", "contents", "--log-dir", dir / card, "--log-detail", "verbose",
+                                     "--json"},
             CliRun::Options{}));
     }
     std::set<std::string> folders;

@@ -120,4 +120,6 @@ TEST_P(StoppedBySignal, LeavesOnlyWholeCopiesAndTemporaries)
 }
 
 INSTANTIATE_TEST_SUITE_P(Signals, StoppedBySignal, ::testing::Values(SIGINT, SIGTERM, SIGHUP, SIGPIPE),
-                         [](const ::testing::TestParamInfo<int> &info) { return std::string(sigabbrev_np(info.param)); });
+                         [](const ::testing::TestParamInfo<int> &info) {
+                             return std::string(sigabbrev_np(info.param));
+                         });

@@ -87,7 +87,8 @@ TEST(FileCopy, TemporaryNamesAreHiddenRecognisableAndFitAnyName)
         EXPECT_EQ(temporary[0], '.');
     }
     EXPECT_EQ(FileCopy::temporaryNameFor("A001.MOV"), ".A001.MOV.ferrydeck-part");
-    EXPECT_NE(FileCopy::temporaryNameFor(std::string(255, 'x')), FileCopy::temporaryNameFor(std::string(254, 'x') + "y"));
+    EXPECT_NE(FileCopy::temporaryNameFor(std::string(255, 'x')),
+              FileCopy::temporaryNameFor(std::string(254, 'x') + "y"));
     for (const char *name : {"A001.MOV", ".ferrydeck-part", "A.ferrydeck-part", ".hidden"})
         EXPECT_FALSE(FileCopy::isTemporaryName(name)) << name;
 }
@@ -126,7 +127,8 @@ TEST(CopyFolder, ConcurrentProcessesNeverShareAFolder)
         if (children[child] == 0) {
             for (int round = 0; round < kRounds; ++round) {
                 ferrydeck::UniqueFd folder;
-                const auto made = ferrydeck::DirectoryUtilities::createExclusiveDirectoryForPath(dir / "dest/NO_NAME", folder);
+                const auto made =
+                    ferrydeck::DirectoryUtilities::createExclusiveDirectoryForPath(dir / "dest/NO_NAME", folder);
                 const std::string line = (made && folder ? *made : std::string("none")) + "\n";
                 if (::write(pipes[child][1], line.data(), line.size()) < 0) ::_exit(1);
             }
@@ -138,7 +140,8 @@ TEST(CopyFolder, ConcurrentProcessesNeverShareAFolder)
     for (int child = 0; child < 2; ++child) {
         std::string text;
         char buffer[4096];
-        for (ssize_t n; (n = ::read(pipes[child][0], buffer, sizeof buffer)) > 0;) text.append(buffer, static_cast<size_t>(n));
+        for (ssize_t n; (n = ::read(pipes[child][0], buffer, sizeof buffer)) > 0;)
+            text.append(buffer, static_cast<size_t>(n));
         ::close(pipes[child][0]);
         int status = 0;
         ::waitpid(children[child], &status, 0);
