@@ -3,7 +3,7 @@
 //
 // Configured by the environment of the process it is loaded into:
 //   FERRYDECK_FAULT          write-enospc | write-eio | read-eio | open-eacces |
-//                            truncate-source | flip-byte | slow
+//                            truncate-source | touch-source | flip-byte | slow
 //   FERRYDECK_FAULT_PATH     fnmatch pattern ("*" crosses "/") for the paths hit
 //   FERRYDECK_FAULT_AFTER    bytes that go through before the fault (default 0)
 //   FERRYDECK_FAULT_DELAY_MS pause per chunk for "slow" (default 20)
@@ -18,7 +18,8 @@
 //                            reads the copy read-only, which destination
 //                            faults never touch, so it sees what was written
 //
-// Source faults (read-eio, open-eacces, truncate-source) hit descriptors opened
+// Source faults (read-eio, open-eacces, truncate-source, touch-source: the
+// source's time changes, its size does not) hit descriptors opened
 // read-only on a matching path, destination faults (write-*, flip-byte, slow)
 // those opened for writing, so one pattern such as "*/card/B.MOV" names both
 // ends of one file's copy. A copy's temporary name (".B.MOV.ferrydeck-part")
@@ -44,7 +45,7 @@ extern "C" char *program_invocation_short_name;
 
 namespace {
 
-enum class Fault { None, WriteNoSpace, WriteIo, ReadIo, OpenDenied, TruncateSource, FlipByte, Slow };
+enum class Fault { None, WriteNoSpace, WriteIo, ReadIo, OpenDenied, TruncateSource, TouchSource, FlipByte, Slow };
 
 struct Config {
     Fault fault = Fault::None;
@@ -97,6 +98,7 @@ Fault parseFault(const char *text)
                  {"read-eio", Fault::ReadIo},
                  {"open-eacces", Fault::OpenDenied},
                  {"truncate-source", Fault::TruncateSource},
+                 {"touch-source", Fault::TouchSource},
                  {"flip-byte", Fault::FlipByte},
                  {"slow", Fault::Slow}};
     for (const auto &entry : names) {
@@ -124,7 +126,8 @@ __attribute__((constructor)) void configure()
 
 bool isSourceFault(Fault fault)
 {
-    return fault == Fault::ReadIo || fault == Fault::OpenDenied || fault == Fault::TruncateSource;
+    return fault == Fault::ReadIo || fault == Fault::OpenDenied || fault == Fault::TruncateSource ||
+           fault == Fault::TouchSource;
 }
 
 bool matches(const char *path)
@@ -189,6 +192,18 @@ void slowDown()
 {
     const struct timespec delay = {g_config.delayMs / 1000, (g_config.delayMs % 1000) * 1000000L};
     nanosleep(&delay, nullptr);
+}
+
+// The source is rewritten in place under the reader: same size, new time.
+void changeSource(Tracked &slot)
+{
+    if (g_config.fault == Fault::TruncateSource) {
+        truncate(slot.path, static_cast<off_t>(g_config.after));
+    } else {
+        const struct timespec times[2] = {{0, UTIME_OMIT}, {1234567890, 0}};
+        utimensat(AT_FDCWD, slot.path, times, 0);
+    }
+    slot.active = false;
 }
 
 // How many of `wanted` bytes may still pass before the fault; 0 means fail now.
@@ -274,17 +289,17 @@ ssize_t read(int fd, void *buffer, size_t size)
     static const auto next = real<ReadFn>("read");
     Tracked *slot = tracked(fd);
     if (!slot) return next(fd, buffer, size);
-    if (g_config.fault == Fault::ReadIo || g_config.fault == Fault::TruncateSource) {
+    if (g_config.fault == Fault::ReadIo || g_config.fault == Fault::TruncateSource ||
+        g_config.fault == Fault::TouchSource) {
         const size_t allowed = allowance(*slot, size);
         if (allowed == 0) {
             if (g_config.fault == Fault::ReadIo) {
                 errno = EIO;
                 return -1;
             }
-            // The file shrinks under the reader, as when a camera or another
+            // The file changes under the reader, as when a camera or another
             // program rewrites it mid-copy.
-            truncate(slot->path, static_cast<off_t>(g_config.after));
-            slot->active = false;
+            changeSource(*slot);
             return next(fd, buffer, size);
         }
         size = allowed;
@@ -367,9 +382,8 @@ ssize_t copy_file_range(int in, off64_t *inOffset, int out, off64_t *outOffset, 
     } else if (g_config.fault != Fault::FlipByte) {
         const size_t allowed = allowance(*slot, size);
         if (allowed == 0) {
-            if (g_config.fault == Fault::TruncateSource) {
-                truncate(slot->path, static_cast<off_t>(g_config.after));
-                slot->active = false;
+            if (g_config.fault == Fault::TruncateSource || g_config.fault == Fault::TouchSource) {
+                changeSource(*slot);
                 return next(in, inOffset, out, outOffset, size, flags);
             }
             errno = g_config.fault == Fault::WriteNoSpace ? ENOSPC : EIO;
