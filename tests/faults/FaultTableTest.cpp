@@ -6,8 +6,6 @@
 #include <nlohmann/json.hpp>
 
 #include <chrono>
-#include <memory>
-#include <set>
 #include <sstream>
 #include <thread>
 
@@ -175,30 +173,3 @@ INSTANTIATE_TEST_SUITE_P(
                       RenameSupport{"CheckThenRename",
                                     {"FERRYDECK_FAULT_NO_NOREPLACE=1", "FERRYDECK_FAULT_NO_LINK=1"}}),
     [](const ::testing::TestParamInfo<RenameSupport> &info) { return std::string(info.param.name); });
-
-// The same folder wanted by two processes at once (two cards both named
-// NO_NAME): each gets its own, and each log vouches only for its own card.
-TEST(CopyFolder, TwoProcessesOfSameNamedCardsNeverShareOne)
-{
-    TempDir dir;
-    writeSizedFile(dir / "one/NO_NAME/A.MOV", 200000, 1);
-    writeSizedFile(dir / "two/NO_NAME/B.MOV", 200000, 2);
-    makeDirectory(dir / "dest");
-    std::vector<std::unique_ptr<CliRun>> runs;
-    for (const char *card : {"one", "two"}) {
-        runs.push_back(std::make_unique<CliRun>(
-            std::vector<std::string>{"offload", dir / (std::string(card) + "/NO_NAME"), "--dest", dir / "dest",
-                                     "--verify", "contents", "--log-dir", dir / card, "--log-detail", "verbose",
-                                     "--json"},
-            CliRun::Options{}));
-    }
-    std::set<std::string> folders;
-    for (auto &run : runs) {
-        const CliRun::Result result = run->wait(std::chrono::seconds(60));
-        ASSERT_EQ(result.exitCode, 0) << result.err;
-        const auto job = nlohmann::json::parse(result.out);
-        folders.insert(job["destination"].get<std::string>());
-        EXPECT_EQ(expectVerifiedCopiesIdentical(readFile(job["log"])), 1u);
-    }
-    EXPECT_EQ(folders, (std::set<std::string>{dir / "dest/NO_NAME", dir / "dest/NO_NAME-2"}));
-}
