@@ -8,6 +8,7 @@
 #include "engine/OffloadInstance.h"
 #include "fsutil/DirectoryUtilities.h"
 #include "fsutil/FileUtilities.h"
+#include "fsutil/UniqueFd.h"
 
 #include <nlohmann/json.hpp>
 
@@ -71,8 +72,10 @@ int runCopy(const CopyOptions &options)
     }
 
     // The copy goes into a new folder named after the source, never over an earlier one.
-    job->setFullOffloadPath(
-        DirectoryUtilities::createUniqueDirectoryPathForPath(destination + "/" + path::lastComponent(source)));
+    const std::string wanted = destination + "/" + path::lastComponent(source);
+    UniqueFd folder;
+    job->setFullOffloadPath(DirectoryUtilities::createExclusiveDirectoryForPath(wanted, folder).value_or(wanted));
+    job->setOffloadFolder(std::move(folder));
     job->setByteComparison(options.verify == "contents");
     job->setNoFileVerification(options.verify == "none");
     job->setVerboseLogging(options.verboseLog);

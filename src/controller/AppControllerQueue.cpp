@@ -6,6 +6,7 @@
 #include "fsutil/DirectoryUtilities.h"
 #include "fsutil/FileUtilities.h"
 #include "fsutil/SystemLog.h"
+#include "fsutil/UniqueFd.h"
 
 #include <algorithm>
 #include <exception>
@@ -207,8 +208,12 @@ void AppController::configureInstanceFromInterface(const Job &job)
 {
     std::lock_guard lock(m_lockInterface);
     const std::string base = addNamingConventionToOffloadPath(job->offloadDirectory(), job->sourceDirectory());
-    job->setFullOffloadPath(DirectoryUtilities::createUniqueDirectoryPathForPath(
-        base + "/" + path::lastComponent(job->sourceDirectory())));
+    // The folder is made here, exclusively, and the job keeps it open: no
+    // other job or process can be handed the same one.
+    const std::string wanted = base + "/" + path::lastComponent(job->sourceDirectory());
+    UniqueFd folder;
+    job->setFullOffloadPath(DirectoryUtilities::createExclusiveDirectoryForPath(wanted, folder).value_or(wanted));
+    job->setOffloadFolder(std::move(folder));
     const VerificationControls controls = m_view->verificationControls();
     if (controls.verification == Verification::None) job->setNoFileVerification(true);
     else if (controls.verification == Verification::Contents) job->setByteComparison(true);

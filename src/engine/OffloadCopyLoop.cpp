@@ -14,8 +14,29 @@
 #include <exception>
 #include <filesystem>
 #include <memory>
+#include <optional>
 
 namespace ferrydeck {
+
+namespace {
+
+// The job's folder is still the one at its path: not moved away, replaced,
+// removed, or hidden by an unmount that left the bare mount point behind.
+bool folderInPlace(int folderFd, const std::string &path)
+{
+    struct stat opened {}, named {};
+    if (::fstat(folderFd, &opened) != 0 || opened.st_nlink == 0) return false;
+    return ::stat(path.c_str(), &named) == 0 && named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
+}
+
+} // namespace
+
+std::optional<std::string> OffloadInstance::relativeToSource(const std::string &file, const std::string &source)
+{
+    const std::string prefix = source == "/" ? source : source + "/";
+    if (source.empty() || file.size() <= prefix.size() || !file.starts_with(prefix)) return std::nullopt;
+    return file.substr(prefix.size());
+}
 
 void OffloadInstance::offloadSourceFiles()
 {
@@ -24,6 +45,7 @@ void OffloadInstance::offloadSourceFiles()
     const std::vector<Details> details = fileDetails();
     const std::string source = sourceDirectory();
     const std::string destinationRoot = fullOffloadPath();
+    const std::shared_ptr<const UniqueFd> folder = offloadFolder();
     CopyObserver observer;
     {
         std::lock_guard lock(m_properties);
@@ -42,33 +64,48 @@ void OffloadInstance::offloadSourceFiles()
         const Details &record = details[static_cast<size_t>(index)];
         record->setRawStatus(FileCopyDetails::kInProcess);
         const std::string sourceFile = record->filePath();
-        // Every occurrence is replaced, not only the leading one; kept as designed.
-        const std::string destination = path::replaceAll(sourceFile, source, destinationRoot);
+        // Only the leading source folder is replaced: a sub-folder whose name
+        // repeats the source's text keeps its place in the copy.
+        const std::optional<std::string> relative = relativeToSource(sourceFile, source);
+        const std::string destination = relative ? destinationRoot + "/" + *relative : std::string();
+        const std::string name = path::lastComponent(sourceFile);
         record->setOutputPath(destination);
 
+        std::string reason;
+        UniqueFd parent;
         {
             std::lock_guard lock(m_lockProcessing);
-            m_interface->setCurrentOffloadFile(path::lastComponent(sourceFile));
-            const std::string parent = path::parent(destination);
-            if (!path::exists(parent)) {
-                std::error_code error;
-                std::filesystem::create_directories(parent, error);
+            m_interface->setCurrentOffloadFile(name);
+            if (!folder) {
+                reason = "the copy folder could not be made";
+            } else if (!relative) {
+                reason = "it does not lie inside the source";
+            } else if (!folderInPlace(folder->get(), destinationRoot)) {
+                reason = "the copy folder was moved, replaced or unmounted";
+            } else {
+                const size_t slash = relative->find_last_of('/');
+                parent = FileCopy::openFolderBeneath(
+                    folder->get(), slash == std::string::npos ? std::string() : relative->substr(0, slash), true);
+                if (!parent) reason = std::string("its folder could not be made: ") + std::strerror(errno);
             }
         }
 
         const auto start = std::chrono::steady_clock::now();
-        const FileCopy::Result copy = FileCopy::copyFile(sourceFile, destination);
-        std::string reason;
-        if (!copy.ok()) {
-            failed = true;
-            reason = copy.describe();
-        } else if (copy.bytesCopied != record->rawFileSize()) {
-            // The file changed after it was listed: what was listed was not copied.
-            failed = true;
-            reason = stringWithFormat("%llu bytes copied, %llu listed",
-                                      static_cast<unsigned long long>(copy.bytesCopied),
-                                      static_cast<unsigned long long>(record->rawFileSize()));
+        FileCopy::Result copy;
+        if (reason.empty()) {
+            copy = FileCopy::copyFileAt(sourceFile, parent.get(), name, FileCopy::Options{});
+            if (copy.sourceSize != 0 || copy.sourceModificationTime != 0)
+                record->setRawModificationTime(copy.sourceModificationTime);
+            if (!copy.ok()) {
+                reason = copy.describe();
+            } else if (copy.bytesCopied != record->rawFileSize()) {
+                // The file changed after it was listed: what was listed was not copied.
+                reason = stringWithFormat("%llu bytes copied, %llu listed",
+                                          static_cast<unsigned long long>(copy.bytesCopied),
+                                          static_cast<unsigned long long>(record->rawFileSize()));
+            }
         }
+        if (!reason.empty()) failed = true;
         const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
         record->setDuration(stringWithFormat("%.3f", took.count()));
 
@@ -78,8 +115,17 @@ void OffloadInstance::offloadSourceFiles()
                 failed = true;
                 reason = byteComparison() ? "contents differ" : "sizes differ";
             }
-            struct stat info {};
-            if (::lstat(destination.c_str(), &info) == 0) {
+            // The check read the copy by its path; it counts only when that
+            // path still leads to the very file that was written.
+            struct stat info {}, byPath {};
+            const bool found = ::fstatat(parent.get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
+            if (!failed && (!found || info.st_dev != copy.copyDevice || info.st_ino != copy.copyInode ||
+                            ::lstat(destination.c_str(), &byPath) != 0 || byPath.st_dev != info.st_dev ||
+                            byPath.st_ino != info.st_ino || !folderInPlace(folder->get(), destinationRoot))) {
+                failed = true;
+                reason = "the copy was moved or replaced before its check";
+            }
+            if (found) {
                 record->setRawBytesCopied(static_cast<uint64_t>(info.st_size));
             } else {
                 record->setBytesCopiedText(record->fileSize());

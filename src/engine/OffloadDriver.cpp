@@ -1,9 +1,15 @@
 #include "engine/OffloadDriver.h"
 
 #include "fsutil/DirectoryUtilities.h"
+#include "fsutil/FileCopy.h"
 #include "fsutil/FileUtilities.h"
 
+#include <fcntl.h>
+
 #include <sys/stat.h>
+
+#include <algorithm>
+#include <optional>
 
 namespace ferrydeck {
 
@@ -24,17 +30,54 @@ void OffloadDriver::listSource(OffloadInstance &job)
 }
 
 void OffloadDriver::createOffloadDirectories(const std::vector<std::string> &subDirectories,
-                                             const std::string &source, const std::string &destination)
+                                             const std::string &source, int destinationFd)
 {
     for (const std::string &folder : subDirectories) {
         // Only the folder's own name is tested for a leading dot: a visible
-        // folder inside a hidden one is still made, as intended.
+        // folder inside a hidden one is still attempted, as intended.
         if (path::lastComponent(folder).starts_with(".") || folder.starts_with(".")) continue;
-        const std::string target = path::replaceAll(folder, source, destination);
-        if (path::exists(target)) continue;
+        // The source's prefix is replaced once, never a later repeat of its text.
+        const std::optional<std::string> relative = OffloadInstance::relativeToSource(folder, source);
+        if (!relative) continue;
         struct stat info {};
         if (::stat(folder.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) continue;
-        ::mkdir(target.c_str(), 0777);
+        // Made below the job's own folder without following links, and
+        // without intermediate folders, as designed.
+        const size_t slash = relative->find_last_of('/');
+        const UniqueFd parent = FileCopy::openFolderBeneath(
+            destinationFd, slash == std::string::npos ? std::string() : relative->substr(0, slash), false);
+        if (parent) ::mkdirat(parent.get(), relative->substr(slash + 1).c_str(), 0777);
+    }
+}
+
+void OffloadDriver::createOffloadDirectories(const std::vector<std::string> &subDirectories,
+                                             const std::string &source, const std::string &destination)
+{
+    const UniqueFd folder(::open(destination.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (folder) createOffloadDirectories(subDirectories, source, folder.get());
+}
+
+void OffloadDriver::copyFolderModificationTimes(const OffloadInstance &job)
+{
+    const std::shared_ptr<const UniqueFd> folder = job.offloadFolder();
+    if (!folder) return;
+    const std::string source = job.sourceDirectory();
+    std::vector<std::string> folders = job.sourceSubDirectories();
+    // Deepest first, and after every file: making an entry inside a folder
+    // changes the folder's time again.
+    std::stable_sort(folders.begin(), folders.end(), [](const std::string &a, const std::string &b) {
+        return std::count(a.begin(), a.end(), '/') > std::count(b.begin(), b.end(), '/');
+    });
+    folders.push_back(source);
+    for (const std::string &sourceFolder : folders) {
+        const std::optional<std::string> relative = sourceFolder == source
+                                                         ? std::optional<std::string>("")
+                                                         : OffloadInstance::relativeToSource(sourceFolder, source);
+        struct stat info {};
+        if (!relative || ::stat(sourceFolder.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) continue;
+        const UniqueFd copy = FileCopy::openFolderBeneath(folder->get(), *relative, false);
+        const struct timespec times[2] = {info.st_atim, info.st_mtim};
+        if (copy) ::futimens(copy.get(), times);
     }
 }
 
@@ -50,7 +93,8 @@ int32_t OffloadDriver::drive(const std::shared_ptr<OffloadInstance> &job, const 
                 std::lock_guard lock(job->interface()->lockInterface());
                 job->interface()->setStartTime(OffloadInstance::Clock::now());
             }
-            createOffloadDirectories(job->sourceSubDirectories(), job->sourceDirectory(), job->fullOffloadPath());
+            if (const auto folder = job->offloadFolder())
+                createOffloadDirectories(job->sourceSubDirectories(), job->sourceDirectory(), folder->get());
             job->pool().fireAllThreadsInThePool();
             while (!job->processingTaskIsOver()) {
                 job->updateInterfaceEstimatedTime();
@@ -70,6 +114,7 @@ int32_t OffloadDriver::drive(const std::shared_ptr<OffloadInstance> &job, const 
     for (const auto &thread : threads) {
         if (thread) thread->waitUntilFinished();
     }
+    copyFolderModificationTimes(*job);
     job->insertFinalLogEntry();
     return job->offloadStatus();
 }

@@ -19,9 +19,15 @@ public:
     // probe path) and sets it In Queue.
     static void listSource(OffloadInstance &job);
 
-    // Re-creates the source's visible sub-folder tree under `destination`.
+    // Re-creates the source's visible sub-folder tree in the job's folder,
+    // open as `destinationFd`, or at the path `destination`.
+    static void createOffloadDirectories(const std::vector<std::string> &subDirectories, const std::string &source,
+                                         int destinationFd);
     static void createOffloadDirectories(const std::vector<std::string> &subDirectories, const std::string &source,
                                          const std::string &destination);
+    // Gives the copied folders (and the job's folder) their source's times,
+    // once no file is written into them any more.
+    static void copyFolderModificationTimes(const OffloadInstance &job);
 
     struct Hooks {
         std::function<void()> permissionDenied; // the destination cannot be written

@@ -108,6 +108,19 @@ void OffloadInstance::setFullOffloadPath(const std::string &value)
     m_fullOffloadPath = value;
 }
 
+std::shared_ptr<const UniqueFd> OffloadInstance::offloadFolder() const
+{
+    std::lock_guard lock(m_properties);
+    return m_offloadFolder;
+}
+
+void OffloadInstance::setOffloadFolder(UniqueFd folder)
+{
+    auto shared = folder ? std::make_shared<const UniqueFd>(std::move(folder)) : nullptr;
+    std::lock_guard lock(m_properties);
+    m_offloadFolder = std::move(shared);
+}
+
 std::string OffloadInstance::probeFilePath() const
 {
     std::lock_guard lock(m_properties);

@@ -3,6 +3,7 @@
 #include "engine/FileCopyDetails.h"
 #include "engine/OffloadInterface.h"
 #include "engine/ThreadPool.h"
+#include "fsutil/UniqueFd.h"
 
 #include <atomic>
 #include <chrono>
@@ -11,6 +12,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -65,6 +67,11 @@ public:
     void setOffloadDirectory(const std::string &value);
     std::string fullOffloadPath() const;
     void setFullOffloadPath(const std::string &value);
+    // The job's own copy folder, opened when it was made (exclusively) at
+    // fullOffloadPath. Every file and sub-folder of the job is reached from
+    // it; a job without one copies nothing.
+    std::shared_ptr<const UniqueFd> offloadFolder() const;
+    void setOffloadFolder(UniqueFd folder);
     std::string probeFilePath() const;
     void setProbeFilePath(const std::string &value);
     const std::shared_ptr<OffloadInterface> &interface() const { return m_interface; }
@@ -125,6 +132,9 @@ public:
 
     // --- copying (OffloadCopyLoop.cpp) --------------------------------------
     void offloadSourceFiles();
+    // `file`'s path below `source` (the source's prefix, once); none when it
+    // does not lie below it.
+    static std::optional<std::string> relativeToSource(const std::string &file, const std::string &source);
     bool compareFiles(const std::string &source, const std::string &destination, bool compareBytes);
     // Block copier kept for callers that want to replace a destination.
     bool copyFile(const std::string &source, const std::string &destination, int64_t blockSize);
@@ -166,6 +176,7 @@ private:
     std::string m_offloadDirectory;
     std::string m_fullOffloadPath;
     std::string m_probeFilePath;
+    std::shared_ptr<const UniqueFd> m_offloadFolder;
     std::vector<Details> m_fileDetails;
     std::vector<std::string> m_sourceSubDirectories;
     std::shared_ptr<OffloadInstanceDelegate> m_delegate;

@@ -157,13 +157,36 @@ std::string DirectoryUtilities::removeInvalidPathCharactersFromString(const std:
 
 std::string DirectoryUtilities::createUniqueDirectoryPathForPath(const std::string &path)
 {
-    std::string candidate = path;
-    for (int counter = 2; path::exists(candidate); ++counter) {
-        candidate = stringWithFormat("%s-%d", path.c_str(), counter);
-    }
+    UniqueFd folder;
+    // The path is answered even when it could not be made, by design.
+    return createExclusiveDirectoryForPath(path, folder).value_or(path);
+}
+
+std::optional<std::string> DirectoryUtilities::createExclusiveDirectoryForPath(const std::string &path,
+                                                                             UniqueFd &folder)
+{
+    const std::string parentPath = path::parent(path);
+    const std::string name = path::lastComponent(path);
+    if (name.empty() || name == "." || name == "..") return std::nullopt;
     std::error_code error;
-    std::filesystem::create_directories(candidate, error);
-    return candidate; // returned even when it could not be made, by design
+    std::filesystem::create_directories(parentPath, error);
+    UniqueFd parent(::open(parentPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!parent) return std::nullopt;
+    // Choosing the name and making the folder are one step: the mkdir that
+    // succeeds is the reservation, and EEXIST moves on to the next number.
+    for (int counter = 1; counter < 100000; ++counter) {
+        const std::string candidate = counter == 1 ? name : stringWithFormat("%s-%d", name.c_str(), counter);
+        if (::mkdirat(parent.get(), candidate.c_str(), 0777) != 0) {
+            if (errno == EEXIST) continue;
+            systemLog("could not make the folder %s/%s: %s", parentPath.c_str(), candidate.c_str(),
+                      std::strerror(errno));
+            return std::nullopt;
+        }
+        folder = UniqueFd(::openat(parent.get(), candidate.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        if (!folder) return std::nullopt;
+        return parentPath == "/" ? "/" + candidate : parentPath + "/" + candidate;
+    }
+    return std::nullopt;
 }
 
 bool DirectoryUtilities::clearDirectoryContents(const std::string &directory)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "fsutil/UniqueFd.h"
+
 #include <sys/types.h>
 
 #include <cstdint>
@@ -43,6 +45,11 @@ public:
     static bool isDirectoryNameValid(const std::string &name);
     static std::string removeInvalidPathCharactersFromString(const std::string &text);
     static std::string createUniqueDirectoryPathForPath(const std::string &path);
+    // Makes a new folder at `path`, or at "path-2", "path-3"... when taken,
+    // with one exclusive mkdir per name, so that two jobs or processes never
+    // get the same folder; `folder` receives it opened. The missing folders
+    // above it are made as needed. none when no folder could be made.
+    static std::optional<std::string> createExclusiveDirectoryForPath(const std::string &path, UniqueFd &folder);
 
     static bool clearDirectoryContents(const std::string &directory);
     static void removeDirectoriesAtPath(const std::string &directory);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "fsutil/UniqueFd.h"
+
 #include <cstdint>
 #include <string>
 
@@ -7,11 +9,18 @@ namespace ferrydeck {
 
 // The whole-file copy an offload relies on: it never replaces an existing
 // destination, copies a symbolic link as a link, keeps mode and timestamps,
-// and can flush the data to the medium before anyone verifies it.
+// and flushes the data to the medium before anyone verifies it.
+//
+// A copy is written under a hidden temporary name beside its final one
+// (".NAME.ferrydeck-part") and only renamed to NAME once complete and
+// flushed, so a copy cut short by a failure, a signal or a power loss never
+// carries a clip's name.
 class FileCopy {
 public:
+    static constexpr const char *kTemporarySuffix = ".ferrydeck-part";
+
     struct Options {
-        bool flush = true;             // fdatasync the destination before returning
+        bool flush = true;             // fdatasync the copy (and its folder) before the name is given
         bool useCopyFileRange = true;  // false forces the read/write path
         size_t bufferSize = 1 << 20;   // read/write chunk
     };
@@ -20,14 +29,42 @@ public:
         int error = 0;          // errno of the first failure, 0 on success
         uint64_t bytesCopied = 0;
         const char *step = "";  // what failed: "open source", "write", ...
+        // The source as the open descriptor showed it when the copy began;
+        // a source whose size or time differ at the end fails the copy.
+        uint64_t sourceSize = 0;
+        int64_t sourceModificationTime = 0; // nanoseconds since the epoch
+        bool sourceChanged = false;
+        // The copy under its final name, for checks that it is still there.
+        uint64_t copyDevice = 0;
+        uint64_t copyInode = 0;
         bool ok() const { return error == 0; }
         // Errors after which no other file on the same destination can succeed.
         bool dooms() const;
         std::string describe() const;
     };
 
+    // Path form: the copy is made in the destination's folder, which must exist.
     static Result copyFile(const std::string &source, const std::string &destination);
     static Result copyFile(const std::string &source, const std::string &destination, const Options &options);
+    // `name` (one component) inside the folder open as `folderFd`: nothing is
+    // reached by path on the destination side, so a folder moved, replaced or
+    // unmounted meanwhile can never redirect the copy elsewhere.
+    static Result copyFileAt(const std::string &source, int folderFd, const std::string &name,
+                             const Options &options);
+
+    static std::string temporaryNameFor(const std::string &name);
+    static bool isTemporaryName(const std::string &name);
+
+    // The folder at `relative` (components separated by "/", empty for the
+    // root itself) below `rootFd`, never following a symbolic link; missing
+    // folders are made when `create`. Empty on failure, errno set.
+    static UniqueFd openFolderBeneath(int rootFd, const std::string &relative, bool create);
+
+    // Removes the temporary files a cut-short copy left anywhere below the
+    // folder, and nothing else; answers how many, or -1 when the folder could
+    // not be read.
+    static int removeTemporaryFiles(int folderFd);
+    static int removeTemporaryFiles(const std::string &folder);
 };
 
 } // namespace ferrydeck

@@ -2,6 +2,7 @@
 
 #include "engine/OffloadDriver.h"
 #include "engine/OffloadInstance.h"
+#include "fsutil/DirectoryUtilities.h"
 #include "support/TestFiles.h"
 
 #include <atomic>
@@ -23,8 +24,9 @@ inline std::shared_ptr<OffloadInstance> preparedJob(const std::string &source, c
 {
     auto job = OffloadInstance::create(source, destination);
     OffloadDriver::listSource(*job);
-    job->setFullOffloadPath(destination + "/copy");
-    makeDirectory(destination + "/copy");
+    UniqueFd folder;
+    job->setFullOffloadPath(DirectoryUtilities::createExclusiveDirectoryForPath(destination + "/copy", folder).value());
+    job->setOffloadFolder(std::move(folder));
     job->setByteComparison(options.contents);
     job->setNoFileVerification(options.noVerification);
     job->setVerboseLogging(options.verbose);

@@ -1,9 +1,12 @@
 #include "EngineFixture.h"
+#include "fsutil/FileCopy.h"
 #include "fsutil/FileUtilities.h"
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -224,14 +227,32 @@ TEST(CopyLoop, EmptyJobRunsUntilCanceled)
     canceller.join();
 }
 
-TEST(CopyLoop, SourcePathRecurringInsideAFilePathIsReplacedEverywhere)
+// Only the leading source folder is replaced: a sub-folder that repeats the
+// source's text (/footagex/footagex_day1, or the whole source path again)
+// keeps its place in the copy.
+TEST(CopyLoop, SourcePathRecurringInsideAFilePathKeepsTheSourceLayout)
 {
     TempDir dir;
-    writeFile(dir / "A/x" + dir.path() + "/A/y", "z"); // the source text recurs below itself
-    const std::string recurring = dir / "A/x" + dir.path() + "/A/y";
+    const std::vector<std::string> files = {"footagex_day1/A001.MOV", "footagex_day1/footagex/B.MOV",
+                                            "x" + dir.path() + "/footagex/y"};
+    for (const std::string &file : files) writeFile(dir / ("footagex/" + file), file);
+    const struct timespec old[2] = {{1500000000, 0}, {1500000000, 0}};
+    ::utimensat(AT_FDCWD, (dir / "footagex/footagex_day1").c_str(), old, 0);
     makeDirectory(dir / "D");
-    auto job = preparedJob(dir / "A", dir / "D", JobOptions{});
+    auto job = preparedJob(dir / "footagex", dir / "D", JobOptions{});
     EXPECT_EQ(driveJob(job), OffloadInstance::kCompleted);
-    EXPECT_EQ(job->fileDetails()[0]->outputPath(),
-              path::replaceAll(recurring, dir / "A", dir / "D/copy"));
+    for (const std::string &file : files) EXPECT_EQ(readFile(dir / ("D/copy/" + file)), file) << file;
+    for (const auto &record : job->fileDetails()) {
+        const std::string relative = *OffloadInstance::relativeToSource(record->filePath(), dir / "footagex");
+        EXPECT_EQ(record->outputPath(), dir / ("D/copy/" + relative));
+        // What the copy saw of the source is what the record keeps.
+        struct stat info {};
+        ASSERT_EQ(::stat(record->filePath().c_str(), &info), 0);
+        EXPECT_EQ(record->rawModificationTime(), info.st_mtim.tv_sec * 1000000000LL + info.st_mtim.tv_nsec);
+    }
+    // Folder times are set after their files, so they survive them.
+    struct stat folder {};
+    ASSERT_EQ(::stat((dir / "D/copy/footagex_day1").c_str(), &folder), 0);
+    EXPECT_EQ(folder.st_mtim.tv_sec, 1500000000);
+    EXPECT_EQ(FileCopy::removeTemporaryFiles(dir / "D"), 0);
 }

@@ -1,10 +1,13 @@
 #include "EngineFixture.h"
+#include "fsutil/FileCopy.h"
+#include "fsutil/FileUtilities.h"
 
 #include <gtest/gtest.h>
 
 #include <sys/mount.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <functional>
 
 using namespace ferrydeck;
@@ -58,6 +61,13 @@ TEST_P(Faults, EndTheJobAsErrorAndNameTheFile)
     expectErrorNaming(*job, dir / "card/B.MOV");
     // Nothing on the card is touched by a failing offload.
     EXPECT_EQ(readFile(dir / "card/A.MOV").size(), 4000u);
+    // No failed copy leaves its temporary behind, and nothing is written
+    // into a folder that took the copy folder's place.
+    EXPECT_EQ(FileCopy::removeTemporaryFiles(dir / "dest"), 0);
+    std::vector<std::string> names;
+    if (exists(dir / "dest/copy-moved") && path::listDirectory(dir / "dest/copy", names)) {
+        for (const std::string &name : names) EXPECT_EQ(name, "B.MOV"); // the test's own
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -81,6 +91,25 @@ INSTANTIATE_TEST_SUITE_P(
         Fault{"DestinationTruncatedAfterCopy", false, nullptr,
               [](const FileCopyDetails &record) {
                   if (record.fileName() == "B.MOV") ::truncate(record.outputPath().c_str(), 1);
+              }},
+        // The copy folder moved, replaced (as by another mount) or gone
+        // between a copy and its check.
+        Fault{"CopyFolderMovedAway", false, nullptr,
+              [](const FileCopyDetails &record) {
+                  const std::string folder = path::parent(record.outputPath());
+                  if (record.fileName() == "B.MOV") ::rename(folder.c_str(), (folder + "-moved").c_str());
+              }},
+        Fault{"CopyFolderReplacedByAnother", true, nullptr,
+              [](const FileCopyDetails &record) {
+                  const std::string folder = path::parent(record.outputPath());
+                  if (record.fileName() != "B.MOV") return;
+                  ::rename(folder.c_str(), (folder + "-moved").c_str());
+                  makeDirectory(folder);
+                  writeSizedFile(folder + "/B.MOV", 5000, 2); // same bytes: only identity tells them apart
+              }},
+        Fault{"CopyFolderRemoved", false, nullptr,
+              [](const FileCopyDetails &record) {
+                  if (record.fileName() == "B.MOV") std::filesystem::remove_all(path::parent(record.outputPath()));
               }}),
     [](const ::testing::TestParamInfo<Fault> &info) { return std::string(info.param.name); });
 

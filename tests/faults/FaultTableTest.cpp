@@ -5,7 +5,9 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <chrono>
 #include <sstream>
+#include <thread>
 
 using namespace ferrydeck::test;
 
@@ -89,11 +91,13 @@ TEST_P(FaultTable, FailedFileEndsItsJobAsErrorNamedInTheLogAndTheOtherJobComplet
     expectVerifiedCopiesIdentical(log);
     EXPECT_EQ(expectVerifiedCopiesIdentical(readFile(other["log"])), 2u);
 
-    // The card is read, never written; only the shrinking file changes, by
-    // the fault itself.
+    // The card is read, never written; only the file the fault changes does,
+    // by the fault itself.
     TreeSnapshot cardAfter = snapshotTree(dir / "cardA");
-    if (std::string(row.fault) == "truncate-source") {
-        EXPECT_EQ(readFile(dir / "cardA/B.MOV").size(), row.after);
+    if (std::string(row.fault) == "truncate-source" || std::string(row.fault) == "touch-source") {
+        if (std::string(row.fault) == "truncate-source") {
+            EXPECT_EQ(readFile(dir / "cardA/B.MOV").size(), row.after);
+        }
         cardAfter.erase("/B.MOV");
         TreeSnapshot expected = cardBefore;
         expected.erase("/B.MOV");
@@ -114,7 +118,58 @@ INSTANTIATE_TEST_SUITE_P(
                       FaultCase{"SourceTruncatedMidCopy", "offload", "truncate-source", 100000, "size", false},
                       FaultCase{"SourceTruncatedMidCopyReadWrite", "offload", "truncate-source", 100000, "contents",
                                 true},
+                      // Same size, new time: only the source check at the end of the copy can tell.
+                      FaultCase{"SourceRewrittenMidCopy", "offload", "touch-source", 100000, "size", false},
+                      FaultCase{"SourceRewrittenMidCopyReadWrite", "offload", "touch-source", 100000, "size", true},
                       FaultCase{"ByteFlippedInTheCopy", "offload", "flip-byte", 123457, "contents", false},
                       FaultCase{"ByteFlippedInTheCopyReadWrite", "offload", "flip-byte", 5, "contents", true},
                       FaultCase{"SourceCannotBeOpened", "offload", "open-eacces", 0, "size", false}),
     [](const ::testing::TestParamInfo<FaultCase> &info) { return std::string(info.param.name); });
+
+// A file that appears under a copy's name while the copy is being written
+// (only a foreign writer could put it there) is never replaced, also where
+// the file system lacks RENAME_NOREPLACE, or hard links as well.
+struct RenameSupport {
+    const char *name;
+    std::vector<std::string> environment;
+};
+
+void PrintTo(const RenameSupport &row, std::ostream *out)
+{
+    *out << row.name;
+}
+
+class NameTakenDuringTheCopy : public ::testing::TestWithParam<RenameSupport> {};
+
+TEST_P(NameTakenDuringTheCopy, IsNeverReplacedAndTheFileFails)
+{
+    TempDir dir;
+    writeSizedFile(dir / "cardA/B.MOV", 300000, 2);
+    makeDirectory(dir / "dest");
+    CliRun::Options options;
+    options.environment = faultEnvironment("slow", "*/dest/cardA/B.MOV");
+    options.environment.push_back("FERRYDECK_FAULT_DELAY_MS=100");
+    for (const std::string &setting : GetParam().environment) options.environment.push_back(setting);
+    CliRun run({"offload", dir / "cardA", "--dest", dir / "dest", "--verify", "contents", "--log-dir", dir / "dest",
+                "--json", "--threads", "1"},
+               options);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!exists(dir / "dest/cardA/.B.MOV.ferrydeck-part") && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    ASSERT_TRUE(exists(dir / "dest/cardA/.B.MOV.ferrydeck-part"));
+    writeFile(dir / "dest/cardA/B.MOV", "someone else's");
+    const CliRun::Result result = run.wait(std::chrono::seconds(60));
+
+    EXPECT_EQ(result.exitCode, 1) << result.err;
+    EXPECT_EQ(jobsBySource(result.out)[dir / "cardA"]["status"], "Error") << result.out;
+    EXPECT_EQ(readFile(dir / "dest/cardA/B.MOV"), "someone else's");
+    EXPECT_FALSE(exists(dir / "dest/cardA/.B.MOV.ferrydeck-part"));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Offload, NameTakenDuringTheCopy,
+    ::testing::Values(RenameSupport{"RenameNoReplace", {}},
+                      RenameSupport{"HardLink", {"FERRYDECK_FAULT_NO_NOREPLACE=1"}},
+                      RenameSupport{"CheckThenRename",
+                                    {"FERRYDECK_FAULT_NO_NOREPLACE=1", "FERRYDECK_FAULT_NO_LINK=1"}}),
+    [](const ::testing::TestParamInfo<RenameSupport> &info) { return std::string(info.param.name); });

@@ -1,3 +1,4 @@
+#include "fsutil/DirectoryUtilities.h"
 #include "fsutil/FileCopy.h"
 #include "support/TestFiles.h"
 
@@ -11,6 +12,8 @@
 
 #include <cerrno>
 #include <cstring>
+#include <set>
+#include <thread>
 
 using ferrydeck::FileCopy;
 using namespace ferrydeck::test;
@@ -71,6 +74,64 @@ TEST(FileCopy, NeverReplacesAnExistingDestination)
     EXPECT_EQ(readFile(dir / "dst"), "footage");
     ASSERT_EQ(::symlink("nowhere", (dir / "link").c_str()), 0);
     EXPECT_EQ(FileCopy::copyFile(dir / "src", dir / "link").error, EEXIST);
+    EXPECT_EQ(FileCopy::removeTemporaryFiles(dir.path()), 0); // a refused copy leaves nothing
+}
+
+TEST(FileCopy, TemporaryNamesAreHiddenRecognisableAndFitAnyName)
+{
+    EXPECT_EQ(FileCopy::temporaryNameFor("A001.MOV"), ".A001.MOV.ferrydeck-part");
+    const std::string longest = FileCopy::temporaryNameFor(std::string(255, 'x'));
+    EXPECT_TRUE(FileCopy::isTemporaryName(longest));
+    EXPECT_LE(longest.size(), 255u);
+    EXPECT_NE(FileCopy::temporaryNameFor(std::string(255, 'x')),
+              FileCopy::temporaryNameFor(std::string(254, 'x') + "y"));
+    for (const char *name : {"A001.MOV", ".ferrydeck-part", "A.ferrydeck-part", ".hidden"})
+        EXPECT_FALSE(FileCopy::isTemporaryName(name)) << name;
+}
+
+// Left by a copy cut short (a kill, a power loss): the clean-up removes
+// those and nothing else, at any depth.
+TEST(FileCopy, LeftoverTemporariesAreRemovedAndNothingElse)
+{
+    TempDir dir;
+    const std::vector<std::string> kept = {"A.MOV", "CLIP/B.MOV", "CLIP/.thumbs/c.jpg", "CLIP/x.ferrydeck-part"};
+    for (const std::string &file : kept) writeFile(dir / ("copy/" + file), "keep");
+    writeFile(dir / "copy/.A.MOV.ferrydeck-part", "partial");
+    writeFile(dir / "copy/CLIP/.thumbs/.c.jpg.ferrydeck-part", "partial");
+    ASSERT_EQ(::symlink("target", (dir / "copy/CLIP/.L.ferrydeck-part").c_str()), 0);
+    makeDirectory(dir / "copy/.D.ferrydeck-part"); // a folder is never ours to remove
+
+    EXPECT_EQ(FileCopy::removeTemporaryFiles(dir / "copy"), 3);
+    for (const std::string &file : kept) EXPECT_EQ(readFile(dir / ("copy/" + file)), "keep");
+    EXPECT_FALSE(exists(dir / "copy/.A.MOV.ferrydeck-part"));
+    EXPECT_TRUE(exists(dir / "copy/.D.ferrydeck-part"));
+    EXPECT_EQ(FileCopy::removeTemporaryFiles(dir / "missing"), -1);
+}
+
+// Two jobs asking for the same copy folder name at once, as two cards both
+// called NO_NAME: every folder handed out is a new one.
+TEST(CopyFolder, ConcurrentRequestsNeverShareAFolder)
+{
+    TempDir dir;
+    std::vector<std::string> made[2];
+    {
+        std::vector<std::jthread> jobs;
+        for (auto &names : made) {
+            jobs.emplace_back([&dir, &names] {
+                for (int round = 0; round < 50; ++round) {
+                    ferrydeck::UniqueFd folder;
+                    const auto path =
+                        ferrydeck::DirectoryUtilities::createExclusiveDirectoryForPath(dir / "NO_NAME", folder);
+                    names.push_back(path && folder ? *path : "none");
+                }
+            });
+        }
+    }
+    std::set<std::string> folders(made[0].begin(), made[0].end());
+    folders.insert(made[1].begin(), made[1].end());
+    EXPECT_EQ(folders.size(), 100u);
+    EXPECT_FALSE(folders.count("none"));
+    EXPECT_TRUE(folders.count(dir / "NO_NAME-100"));
 }
 
 TEST(FileCopy, SymbolicLinkIsCopiedAsALink)

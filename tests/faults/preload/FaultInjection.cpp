@@ -3,25 +3,31 @@
 //
 // Configured by the environment of the process it is loaded into:
 //   FERRYDECK_FAULT          write-enospc | write-eio | read-eio | open-eacces |
-//                            truncate-source | flip-byte | slow
+//                            truncate-source | touch-source | flip-byte | slow
 //   FERRYDECK_FAULT_PATH     fnmatch pattern ("*" crosses "/") for the paths hit
 //   FERRYDECK_FAULT_AFTER    bytes that go through before the fault (default 0)
 //   FERRYDECK_FAULT_DELAY_MS pause per chunk for "slow" (default 20)
 //   FERRYDECK_FAULT_NO_COPY_RANGE  "1": copy_file_range answers ENOSYS, so the
 //                            read/write fallback of the copy is the one tested
+//   FERRYDECK_FAULT_NO_NOREPLACE "1": renameat2 answers EINVAL, as file systems
+//                            without RENAME_NOREPLACE do (FUSE exFAT, NTFS)
+//   FERRYDECK_FAULT_NO_LINK  "1": linkat answers EPERM, as the FAT family does
 //   FERRYDECK_FAULT_PROCESS  program name the faults apply to (default
 //                            ferrydeck-cli), so any program it starts reads
 //                            the real bytes; its own content verification
 //                            reads the copy read-only, which destination
 //                            faults never touch, so it sees what was written
 //
-// Source faults (read-eio, open-eacces, truncate-source) hit descriptors opened
+// Source faults (read-eio, open-eacces, truncate-source, touch-source: the
+// source's time changes, its size does not) hit descriptors opened
 // read-only on a matching path, destination faults (write-*, flip-byte, slow)
 // those opened for writing, so one pattern such as "*/card/B.MOV" names both
-// ends of one file's copy.
+// ends of one file's copy. A copy's temporary name (".B.MOV.ferrydeck-part")
+// matches as its final name does.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <fnmatch.h>
+#include <stdio.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <time.h>
@@ -39,7 +45,7 @@ extern "C" char *program_invocation_short_name;
 
 namespace {
 
-enum class Fault { None, WriteNoSpace, WriteIo, ReadIo, OpenDenied, TruncateSource, FlipByte, Slow };
+enum class Fault { None, WriteNoSpace, WriteIo, ReadIo, OpenDenied, TruncateSource, TouchSource, FlipByte, Slow };
 
 struct Config {
     Fault fault = Fault::None;
@@ -47,6 +53,8 @@ struct Config {
     uint64_t after = 0;
     long delayMs = 20;
     bool noCopyRange = false;
+    bool noNoReplace = false;
+    bool noLink = false;
 };
 
 constexpr int kMaxFd = 4096;
@@ -76,6 +84,8 @@ using OpenFn = int (*)(const char *, int, ...);
 using OpenatFn = int (*)(int, const char *, int, ...);
 using CloseFn = int (*)(int);
 using CopyRangeFn = ssize_t (*)(int, off64_t *, int, off64_t *, size_t, unsigned);
+using Renameat2Fn = int (*)(int, const char *, int, const char *, unsigned);
+using LinkatFn = int (*)(int, const char *, int, const char *, int);
 
 Fault parseFault(const char *text)
 {
@@ -88,6 +98,7 @@ Fault parseFault(const char *text)
                  {"read-eio", Fault::ReadIo},
                  {"open-eacces", Fault::OpenDenied},
                  {"truncate-source", Fault::TruncateSource},
+                 {"touch-source", Fault::TouchSource},
                  {"flip-byte", Fault::FlipByte},
                  {"slow", Fault::Slow}};
     for (const auto &entry : names) {
@@ -106,17 +117,34 @@ __attribute__((constructor)) void configure()
     if (const char *delay = std::getenv("FERRYDECK_FAULT_DELAY_MS")) g_config.delayMs = std::atol(delay);
     const char *noRange = std::getenv("FERRYDECK_FAULT_NO_COPY_RANGE");
     g_config.noCopyRange = noRange && std::strcmp(noRange, "1") == 0;
-    g_ready = g_config.fault != Fault::None || g_config.noCopyRange;
+    const char *noNoReplace = std::getenv("FERRYDECK_FAULT_NO_NOREPLACE");
+    g_config.noNoReplace = noNoReplace && std::strcmp(noNoReplace, "1") == 0;
+    const char *noLink = std::getenv("FERRYDECK_FAULT_NO_LINK");
+    g_config.noLink = noLink && std::strcmp(noLink, "1") == 0;
+    g_ready = g_config.fault != Fault::None || g_config.noCopyRange || g_config.noNoReplace || g_config.noLink;
 }
 
 bool isSourceFault(Fault fault)
 {
-    return fault == Fault::ReadIo || fault == Fault::OpenDenied || fault == Fault::TruncateSource;
+    return fault == Fault::ReadIo || fault == Fault::OpenDenied || fault == Fault::TruncateSource ||
+           fault == Fault::TouchSource;
 }
 
 bool matches(const char *path)
 {
-    return g_config.pattern && path && fnmatch(g_config.pattern, path, 0) == 0;
+    if (!g_config.pattern || !path) return false;
+    if (fnmatch(g_config.pattern, path, 0) == 0) return true;
+    // "/dir/.NAME.ferrydeck-part" is matched as "/dir/NAME".
+    static const char suffix[] = ".ferrydeck-part";
+    const char *slash = std::strrchr(path, '/');
+    const char *name = slash ? slash + 1 : path;
+    const size_t length = std::strlen(name), suffixLength = sizeof suffix - 1;
+    if (name[0] != '.' || length <= 1 + suffixLength || std::strcmp(name + length - suffixLength, suffix) != 0)
+        return false;
+    char final[4096];
+    const int prefix = static_cast<int>(name - path);
+    std::snprintf(final, sizeof final, "%.*s%.*s", prefix, path, static_cast<int>(length - 1 - suffixLength), name + 1);
+    return fnmatch(g_config.pattern, final, 0) == 0;
 }
 
 // The absolute form of an openat() path, for the pattern.
@@ -164,6 +192,18 @@ void slowDown()
 {
     const struct timespec delay = {g_config.delayMs / 1000, (g_config.delayMs % 1000) * 1000000L};
     nanosleep(&delay, nullptr);
+}
+
+// The source is rewritten in place under the reader: same size, new time.
+void changeSource(Tracked &slot)
+{
+    if (g_config.fault == Fault::TruncateSource) {
+        truncate(slot.path, static_cast<off_t>(g_config.after));
+    } else {
+        const struct timespec times[2] = {{0, UTIME_OMIT}, {1234567890, 0}};
+        utimensat(AT_FDCWD, slot.path, times, 0);
+    }
+    slot.active = false;
 }
 
 // How many of `wanted` bytes may still pass before the fault; 0 means fail now.
@@ -249,17 +289,17 @@ ssize_t read(int fd, void *buffer, size_t size)
     static const auto next = real<ReadFn>("read");
     Tracked *slot = tracked(fd);
     if (!slot) return next(fd, buffer, size);
-    if (g_config.fault == Fault::ReadIo || g_config.fault == Fault::TruncateSource) {
+    if (g_config.fault == Fault::ReadIo || g_config.fault == Fault::TruncateSource ||
+        g_config.fault == Fault::TouchSource) {
         const size_t allowed = allowance(*slot, size);
         if (allowed == 0) {
             if (g_config.fault == Fault::ReadIo) {
                 errno = EIO;
                 return -1;
             }
-            // The file shrinks under the reader, as when a camera or another
+            // The file changes under the reader, as when a camera or another
             // program rewrites it mid-copy.
-            truncate(slot->path, static_cast<off_t>(g_config.after));
-            slot->active = false;
+            changeSource(*slot);
             return next(fd, buffer, size);
         }
         size = allowed;
@@ -342,9 +382,8 @@ ssize_t copy_file_range(int in, off64_t *inOffset, int out, off64_t *outOffset, 
     } else if (g_config.fault != Fault::FlipByte) {
         const size_t allowed = allowance(*slot, size);
         if (allowed == 0) {
-            if (g_config.fault == Fault::TruncateSource) {
-                truncate(slot->path, static_cast<off_t>(g_config.after));
-                slot->active = false;
+            if (g_config.fault == Fault::TruncateSource || g_config.fault == Fault::TouchSource) {
+                changeSource(*slot);
                 return next(in, inOffset, out, outOffset, size, flags);
             }
             errno = g_config.fault == Fault::WriteNoSpace ? ENOSPC : EIO;
@@ -355,6 +394,26 @@ ssize_t copy_file_range(int in, off64_t *inOffset, int out, off64_t *outOffset, 
     const ssize_t n = next(in, inOffset, out, outOffset, size, flags);
     if (n > 0) slot->bytes += static_cast<uint64_t>(n);
     return n;
+}
+
+int renameat2(int olddirfd, const char *oldpath, int newdirfd, const char *newpath, unsigned flags)
+{
+    static const auto next = real<Renameat2Fn>("renameat2");
+    if (g_ready && g_config.noNoReplace && (flags & RENAME_NOREPLACE) != 0) {
+        errno = EINVAL;
+        return -1;
+    }
+    return next(olddirfd, oldpath, newdirfd, newpath, flags);
+}
+
+int linkat(int olddirfd, const char *oldpath, int newdirfd, const char *newpath, int flags)
+{
+    static const auto next = real<LinkatFn>("linkat");
+    if (g_ready && g_config.noLink) {
+        errno = EPERM;
+        return -1;
+    }
+    return next(olddirfd, oldpath, newdirfd, newpath, flags);
 }
 
 } // extern "C"
