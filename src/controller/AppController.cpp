@@ -165,7 +165,8 @@ bool AppController::applicationShouldTerminate()
     bool active = false;
     {
         std::lock_guard lock(m_lockOffloadInstances);
-        for (const Job &job : listOffloadInstances()) active = active || job->offloadStatus() == OffloadInstance::kProcessing;
+        for (const Job &job : listOffloadInstances())
+            active = active || job->offloadStatus() == OffloadInstance::kProcessing;
     }
     // Asked once, and without the list's lock: jobs that end meanwhile take it.
     if (!active) return true;

@@ -239,7 +239,11 @@ private:
     std::atomic<int> m_promptsOpen{0};
     // Counts a prompt for as long as it is open.
     struct PromptOpen {
-        explicit PromptOpen(std::atomic<int> &count) : m_count(count) { ++m_count; }
+        explicit PromptOpen(std::atomic<int> &count)
+            : m_count(count)
+        {
+            ++m_count;
+        }
         ~PromptOpen() { --m_count; }
         PromptOpen(const PromptOpen &) = delete;
         PromptOpen &operator=(const PromptOpen &) = delete;

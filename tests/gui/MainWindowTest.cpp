@@ -354,7 +354,8 @@ private slots:
         heartbeat.start(20);
         const QString card = m_media + "/PROMPTCARD";
         size_t queuedDuringPrompt = 0;
-        m_window->view().setAlertFunction([&](const std::string &, const std::string &, const std::vector<std::string> &) {
+        using Buttons = std::vector<std::string>;
+        m_window->view().setAlertFunction([&](const std::string &, const std::string &, const Buttons &) {
             writeFiles(folder("media/PROMPTCARD"), 1);
             QEventLoop open;
             QTimer::singleShot(5000, &open, &QEventLoop::quit);
