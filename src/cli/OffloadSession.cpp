@@ -13,6 +13,7 @@
 #include <csignal>
 #include <cstdio>
 #include <iostream>
+#include <iterator>
 #include <map>
 
 namespace ferrydeck::cli {
@@ -25,6 +26,12 @@ void onInterrupt(int)
 {
     g_interrupted = true;
 }
+
+// Every way a terminal session ends a command: Ctrl-C, kill, a closed SSH
+// session, and a reader of our output that went away. Each cancels the jobs
+// so that their logs are still written; a write to the closed pipe then just
+// fails with EPIPE instead of killing the process.
+constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
 
 const std::map<std::string, int32_t> kSchemes{
     {"custom", OffloadNamingScheme::kCustomVolumeName}, {"number", OffloadNamingScheme::kConsecutiveNumbering},
@@ -181,15 +188,17 @@ OffloadSession::OffloadSession(OffloadOptions &options)
       m_progress(std::make_unique<Progress>(options.quiet || options.json))
 {
     g_interrupted = false;
-    std::signal(SIGINT, onInterrupt);
-    std::signal(SIGTERM, onInterrupt);
+    struct sigaction action {};
+    action.sa_handler = onInterrupt;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESTART;
+    for (size_t i = 0; i < std::size(kEndingSignals); ++i) ::sigaction(kEndingSignals[i], &action, &m_previous[i]);
 }
 
 OffloadSession::~OffloadSession()
 {
     m_controller.reset();
-    std::signal(SIGINT, SIG_DFL);
-    std::signal(SIGTERM, SIG_DFL);
+    for (size_t i = 0; i < std::size(kEndingSignals); ++i) ::sigaction(kEndingSignals[i], &m_previous[i], nullptr);
 }
 
 // Saved settings fill every option that was not given on the command line;

@@ -5,6 +5,7 @@
 #include "controller/AppController.h"
 #include "controller/StdMainLoop.h"
 
+#include <csignal>
 #include <memory>
 #include <set>
 #include <string>
@@ -62,7 +63,8 @@ public:
 
     AppController &controller() { return *m_controller; }
     StdMainLoop &loop() { return *m_loop; }
-    // Ctrl-C or SIGTERM since the session began; the first one cancels every job.
+    // Ctrl-C, SIGTERM, SIGHUP or SIGPIPE since the session began; the first one
+    // cancels every job.
     bool interrupted();
     bool cancelled() const { return m_cancelled; }
     // Serves the main loop until `done` answers true or an interrupt has
@@ -84,6 +86,8 @@ private:
     std::unique_ptr<AppController> m_controller;
     std::unique_ptr<Progress> m_progress;
     bool m_cancelled = false;
+    // Restored when the session ends: INT, TERM, HUP, PIPE.
+    struct sigaction m_previous[4] {};
 };
 
 } // namespace ferrydeck::cli

@@ -2,7 +2,14 @@
 
 #include "Version.h"
 
+#include <csignal>
 #include <cstdio>
+
+namespace {
+
+void onBrokenPipe(int) {}
+
+} // namespace
 
 namespace ferrydeck::cli {
 
@@ -17,6 +24,14 @@ std::vector<CommandSetup> &commandRegistry()
 int main(int argc, char **argv)
 {
     using namespace ferrydeck::cli;
+    // A reader that went away (`| head`) must not kill a command half-way:
+    // writes to the closed pipe fail with EPIPE instead. A handler rather than
+    // SIG_IGN, so that the programs we start get the default back.
+    struct sigaction brokenPipe {};
+    brokenPipe.sa_handler = onBrokenPipe;
+    sigemptyset(&brokenPipe.sa_mask);
+    brokenPipe.sa_flags = SA_RESTART;
+    ::sigaction(SIGPIPE, &brokenPipe, nullptr);
     CLI::App app{"Ferrydeck offloads camera cards and folders to verified copies.", "ferrydeck-cli"};
     app.set_version_flag("--version", std::string("ferrydeck-cli ") + ferrydeck::kVersion);
     app.require_subcommand(0, 1);

@@ -162,15 +162,15 @@ std::vector<ThreadPool::Thread> AppController::overflowPool() const
 
 bool AppController::applicationShouldTerminate()
 {
-    std::lock_guard lock(m_lockOffloadInstances);
-    for (const Job &job : listOffloadInstances()) {
-        if (job->offloadStatus() != OffloadInstance::kProcessing) continue;
-        // Only the first active job asks.
-        const int pressed = alert("Active Processing", "Ferrydeck is actively offloading.\nQuit anyway?", {"NO", "YES"});
-        if (pressed == 0) return false;
-        break;
+    bool active = false;
+    {
+        std::lock_guard lock(m_lockOffloadInstances);
+        for (const Job &job : listOffloadInstances())
+            active = active || job->offloadStatus() == OffloadInstance::kProcessing;
     }
-    return true;
+    // Asked once, and without the list's lock: jobs that end meanwhile take it.
+    if (!active) return true;
+    return alert("Active Processing", "Ferrydeck is actively offloading.\nQuit anyway?", {"NO", "YES"}) != 0;
 }
 
 void AppController::applicationWillTerminate()
@@ -206,7 +206,10 @@ bool AppController::hasActiveWorkers() const
 
 int AppController::alert(const std::string &title, const std::string &message, const std::vector<std::string> &buttons)
 {
-    return waitForMainThread([view = m_view, title, message, buttons] { return view->showAlert(title, message, buttons); });
+    return waitForMainThread([this, view = m_view, title, message, buttons] {
+        const PromptOpen open(m_promptsOpen);
+        return view->showAlert(title, message, buttons);
+    });
 }
 
 int AppController::waitForMainThread(std::function<int()> work)

@@ -195,7 +195,11 @@ protected:
     // Shows an alert from any thread; a worker waits for the answer without
     // holding any controller lock. Answers the default button when the
     // controller is shutting down.
+    void removeMarkedInstances(const std::vector<Job> &marked);
     int alert(const std::string &title, const std::string &message, const std::vector<std::string> &buttons);
+    // True while an alert or chooser waits for the person. The window's
+    // dialogs run a nested event loop, so timers still fire meanwhile.
+    bool promptOpen() const { return m_promptsOpen.load() > 0; }
     // Runs `work` on the main thread and waits for its answer without holding
     // any controller lock; answers 0 when the controller is shutting down.
     int waitForMainThread(std::function<int()> work);
@@ -247,6 +251,19 @@ private:
     std::vector<std::string> m_listMediaTitles;
     std::mutex m_lockAutoTimer;
     std::atomic<bool> m_activeTimer{false};
+    std::atomic<int> m_promptsOpen{0};
+    // Counts a prompt for as long as it is open.
+    struct PromptOpen {
+        explicit PromptOpen(std::atomic<int> &count)
+            : m_count(count)
+        {
+            ++m_count;
+        }
+        ~PromptOpen() { --m_count; }
+        PromptOpen(const PromptOpen &) = delete;
+        PromptOpen &operator=(const PromptOpen &) = delete;
+        std::atomic<int> &m_count;
+    };
     std::shared_ptr<MainLoopTimer> m_autoModeTimer;
 
     mutable std::mutex m_cardsMutex;

@@ -86,6 +86,15 @@ void AppController::toggleOffloadMode()
 
 void AppController::automaticallyProcessRemovableMedia()
 {
+    // A prompt's nested event loop still fires timers: the tick waits for the
+    // person rather than run beneath a question that may hold the queue.
+    if (promptOpen()) {
+        if (m_activeTimer)
+            m_autoModeTimer = m_mainLoop->scheduleOnce(kTickSeconds, [this, alive = std::weak_ptr<int>(m_alive)] {
+                if (alive.lock()) automaticallyProcessRemovableMedia();
+            });
+        return;
+    }
     // Each tick re-arms at its end, so a slow tick never overlaps the next.
     if (m_autoModeTimer) m_autoModeTimer->cancel();
     const std::vector<std::shared_ptr<AttachedVolume>> current = refreshRemovableMedia();

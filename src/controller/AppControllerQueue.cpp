@@ -268,8 +268,13 @@ bool AppController::canInstanceBeDequeued(const Job &job) const
 void AppController::removeRowFromProcessingQueue(const std::vector<int> &selectedRows)
 {
     if (selectedRows.empty()) return;
-    std::lock_guard lock(m_lockOffloadInstances);
-    std::vector<Job> queue = listOffloadInstances();
+    std::vector<Job> queue;
+    {
+        std::lock_guard lock(m_lockOffloadInstances);
+        queue = listOffloadInstances();
+    }
+    // The prompts wait for the person without the list's lock: jobs that end
+    // meanwhile, and the window, take it.
     std::vector<Job> marked;
     for (const int row : selectedRows) {
         if (row < 0 || static_cast<size_t>(row) >= queue.size()) continue;
@@ -293,21 +298,32 @@ void AppController::removeRowFromProcessingQueue(const std::vector<int> &selecte
                   {"OK"});
         }
     }
-    std::erase_if(queue, [&](const Job &job) { return std::find(marked.begin(), marked.end(), job) != marked.end(); });
+    removeMarkedInstances(marked);
+}
+
+void AppController::removeMarkedInstances(const std::vector<Job> &marked)
+{
+    std::lock_guard lock(m_lockOffloadInstances);
+    std::vector<Job> queue = listOffloadInstances();
+    // A job that began while a prompt was open stays.
+    std::erase_if(queue, [&](const Job &job) {
+        return canInstanceBeDequeued(job) && std::find(marked.begin(), marked.end(), job) != marked.end();
+    });
     setListOffloadInstances(std::move(queue));
 }
 
 void AppController::clearProcessingQueue()
 {
-    std::lock_guard lock(m_lockOffloadInstances);
-    std::vector<Job> queue = listOffloadInstances();
     std::vector<Job> marked, unsaved;
-    for (const Job &job : queue) {
-        if (job->processingTaskIsOver()) {
-            marked.push_back(job);
-            if (!job->logWasSaved()) unsaved.push_back(job);
-        } else if (!job->processingTaskHasBegun()) {
-            marked.push_back(job);
+    {
+        std::lock_guard lock(m_lockOffloadInstances);
+        for (const Job &job : listOffloadInstances()) {
+            if (job->processingTaskIsOver()) {
+                marked.push_back(job);
+                if (!job->logWasSaved()) unsaved.push_back(job);
+            } else if (!job->processingTaskHasBegun()) {
+                marked.push_back(job);
+            }
         }
     }
     const Job viewed = viewedInstance();
@@ -320,8 +336,7 @@ void AppController::clearProcessingQueue()
         alert("Unsaved Logs", "There exist logs that have not yet been saved.\nSave now", {"YES", "NO"}) == 0) {
         for (const Job &job : unsaved) saveLogForInstance(job);
     }
-    std::erase_if(queue, [&](const Job &job) { return std::find(marked.begin(), marked.end(), job) != marked.end(); });
-    setListOffloadInstances(std::move(queue));
+    removeMarkedInstances(marked);
 }
 
 } // namespace ferrydeck

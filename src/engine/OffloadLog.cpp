@@ -3,6 +3,7 @@
 #include "Version.h"
 #include "fsutil/SystemLog.h"
 
+#include <cstdio>
 #include <ctime>
 
 namespace ferrydeck {
@@ -12,6 +13,21 @@ namespace {
 std::string number(uint64_t value)
 {
     return std::to_string(value);
+}
+
+// A control character in a name is written as an escape (\n, \x1b, \u0085),
+// so that a hostile file name cannot end a log line and forge the next one,
+// nor drive the terminal of whoever reads the log.
+void appendEscaped(std::string &text, unsigned codePoint)
+{
+    static const char *const kNamed[] = {"\\a", "\\b", "\\t", "\\n", "\\v", "\\f", "\\r"};
+    if (codePoint >= 0x07 && codePoint <= 0x0D) {
+        text += kNamed[codePoint - 0x07];
+        return;
+    }
+    char escaped[8];
+    std::snprintf(escaped, sizeof escaped, codePoint < 0x80 ? "\\x%02x" : "\\u%04x", codePoint);
+    text += escaped;
 }
 
 // File names are bytes, the log is UTF-8: a byte that does not belong to a
@@ -43,7 +59,14 @@ std::string readable(const std::string &name)
             if (k == 1 ? (c < low || c > high) : (c < 0x80 || c > 0xBF)) break;
             ++k;
         }
-        if (length > 0 && k == length) {
+        if (length == 1 && (lead < 0x20 || lead == 0x7F)) {
+            appendEscaped(text, lead);
+        } else if (length == 2 && k == 2 && lead == 0xC2 && byte(i + 1) < 0xA0) {
+            appendEscaped(text, byte(i + 1)); // C1 controls, NEL among them
+        } else if (length == 3 && k == 3 && lead == 0xE2 && byte(i + 1) == 0x80 &&
+                   (byte(i + 2) == 0xA8 || byte(i + 2) == 0xA9)) {
+            appendEscaped(text, 0x2000u + byte(i + 2) - 0x80u); // line and paragraph separators
+        } else if (length > 0 && k == length) {
             text.append(name, i, length);
         } else {
             // A sequence broken off is one replacement, as decoders count it.

@@ -70,12 +70,13 @@ bool readWholeFile(const std::string &path, std::string &bytes)
     if (!fd) return false;
     struct stat info {};
     if (::fstat(fd.get(), &info) != 0 || !S_ISREG(info.st_mode)) return false;
+    if (static_cast<uint64_t>(info.st_size) > XmlDocument::kMaximumFileSize) return false;
     char buffer[65536];
     for (;;) {
         const ssize_t n = ::read(fd.get(), buffer, sizeof buffer);
         if (n > 0) {
             bytes.append(buffer, static_cast<size_t>(n));
-            if (bytes.size() > INT_MAX) return false;
+            if (bytes.size() > XmlDocument::kMaximumFileSize) return false;
         } else if (n == 0) {
             return true;
         } else if (errno != EINTR) {
@@ -180,6 +181,9 @@ bool XmlDocument::replaceFileContents(const std::string &path, std::string_view 
 {
     struct stat old {};
     const bool existed = ::stat(path.c_str(), &old) == 0;
+    // Only a regular file is replaced: a FIFO or device named like a card
+    // file would block the write or take what is written.
+    if (existed && !S_ISREG(old.st_mode)) return false;
 
     std::string temporary = path + ".XXXXXX";
     UniqueFd fd(::mkostemp(temporary.data(), O_CLOEXEC));
@@ -192,8 +196,9 @@ bool XmlDocument::replaceFileContents(const std::string &path, std::string_view 
         return false;
     }
     // A folder we may not create files in can still hold a writable file.
-    UniqueFd direct(::open(path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC));
-    return direct && writeAll(direct.get(), bytes);
+    UniqueFd direct(::open(path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
+    struct stat now {};
+    return direct && ::fstat(direct.get(), &now) == 0 && S_ISREG(now.st_mode) && writeAll(direct.get(), bytes);
 }
 
 std::string XmlNode::name() const

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -22,6 +23,10 @@ class XmlNode;
 // are often sloppy and nobody can act on them.
 class XmlDocument {
 public:
+    // Card metadata files are kilobytes; a larger file, a FIFO or a device is
+    // not read at all (parseFile answers none).
+    static constexpr uint64_t kMaximumFileSize = 64u << 20;
+
     static std::optional<XmlDocument> parseFile(const std::string &path);
     static std::optional<XmlDocument> parseMemory(std::string_view bytes);
     // An empty document whose root element is a new element called `name`.

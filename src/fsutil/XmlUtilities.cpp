@@ -5,6 +5,7 @@
 #include <libxml/tree.h>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <exception>
@@ -119,9 +120,13 @@ bool XmlUtilities::removeXMLNode(const std::string &name, const std::string &fil
         if (!document) {
             // Deliberately unguarded: what could not be parsed serialises to
             // nothing. Only a file we can read is replaced.
-            const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+            const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
             if (fd < 0) return true;
+            struct stat info {};
+            const bool regular = ::fstat(fd, &info) == 0 && S_ISREG(info.st_mode);
             ::close(fd);
+            // A FIFO, a device or an oversized file is left alone.
+            if (!regular || static_cast<uint64_t>(info.st_size) > XmlDocument::kMaximumFileSize) return false;
             return XmlDocument::replaceFileContents(file, "");
         }
         removeXMLNode(name, *document, tagIsHeader);

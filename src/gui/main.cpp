@@ -5,10 +5,13 @@
 #include <QApplication>
 #include <QCommandLineParser>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 
 namespace {
+void onBrokenPipe(int) {}
+
 void nameApplication()
 {
     QCoreApplication::setApplicationName(QString::fromLatin1(ferrydeck::kApplicationName));
@@ -28,6 +31,14 @@ bool haveDisplay()
 
 int main(int argc, char **argv)
 {
+    // A closed standard error (the launching terminal gone) must not end a
+    // running offload: writes fail with EPIPE instead. A handler rather than
+    // SIG_IGN, so that programs we start get the default back.
+    struct sigaction brokenPipe {};
+    brokenPipe.sa_handler = onBrokenPipe;
+    sigemptyset(&brokenPipe.sa_mask);
+    brokenPipe.sa_flags = SA_RESTART;
+    ::sigaction(SIGPIPE, &brokenPipe, nullptr);
     // The options are read before any window system is asked for, so --help
     // and --version work without a display.
     QString screenshotDirectory;

@@ -41,23 +41,32 @@ bool writeAll(int fd, const std::string &data)
     return true;
 }
 
-bool readAll(const std::string &filePath, std::string &text, int &error)
+enum class ReadResult { Read, Failed, NotAFile, TooLarge };
+
+// Non-blocking, so that a FIFO in place of the file cannot hang the start-up,
+// and bounded, so that /dev/zero or a runaway file cannot exhaust memory.
+ReadResult readAll(const std::string &filePath, std::string &text, int &error)
 {
-    UniqueFd fd(::open(filePath.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!fd) {
+    UniqueFd fd(::open(filePath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    struct stat info {};
+    if (!fd || ::fstat(fd.get(), &info) != 0) {
         error = errno;
-        return false;
+        return ReadResult::Failed;
     }
+    if (!S_ISREG(info.st_mode)) return ReadResult::NotAFile;
+    if (static_cast<uint64_t>(info.st_size) > PreferencesStore::kMaximumFileSize) return ReadResult::TooLarge;
     char buffer[65536];
     for (;;) {
         const ssize_t n = ::read(fd.get(), buffer, sizeof buffer);
         if (n > 0) {
             text.append(buffer, static_cast<size_t>(n));
+            // The file may grow while it is read.
+            if (text.size() > PreferencesStore::kMaximumFileSize) return ReadResult::TooLarge;
         } else if (n == 0) {
-            return true;
+            return ReadResult::Read;
         } else if (errno != EINTR) {
             error = errno;
-            return false;
+            return ReadResult::Failed;
         }
     }
 }
@@ -88,16 +97,19 @@ bool PreferencesStore::loadFile(bool repair)
 {
     std::string text;
     int error = 0;
-    if (!readAll(m_filePath, text, error)) {
+    const ReadResult read = readAll(m_filePath, text, error);
+    if (read == ReadResult::Failed || read == ReadResult::NotAFile) {
         std::lock_guard lock(m_mutex);
         m_values = Dictionary::object();
-        if (error == ENOENT) return true; // first start
+        if (read == ReadResult::Failed && error == ENOENT) return true; // first start
+        // A FIFO or a device is never moved aside: it is not ours to move.
         systemLog("preferences: cannot read %s: %s; starting with defaults", m_filePath.c_str(),
-                  std::strerror(error));
+                  read == ReadResult::NotAFile ? "not a regular file" : std::strerror(error));
         return false;
     }
 
-    Dictionary values = Dictionary::parse(text, nullptr, false);
+    // A file too large to be ours is treated as damaged.
+    Dictionary values = read == ReadResult::Read ? Dictionary::parse(text, nullptr, false) : Dictionary();
     if (values.is_object()) {
         std::lock_guard lock(m_mutex);
         m_values = std::move(values);

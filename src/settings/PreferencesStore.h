@@ -2,6 +2,7 @@
 
 #include "fsutil/DictionaryValues.h"
 
+#include <cstdint>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -16,6 +17,9 @@ namespace ferrydeck {
 class PreferencesStore {
 public:
     static constexpr const char *kFileName = "preferences.json";
+    // Far above any real preferences (a few kilobytes); a larger file is
+    // treated as damaged rather than read into memory.
+    static constexpr uint64_t kMaximumFileSize = 16u << 20;
 
     // The file in UserDirectories::configDirectory().
     static std::string defaultFilePath();
@@ -25,9 +29,10 @@ public:
     const std::string &filePath() const { return m_filePath; }
 
     // Replaces the values by the file's. A missing file is an empty store. A
-    // file that is not a JSON object is moved aside to "<file>.bad", reported
-    // on standard error, and the store starts empty; false then, and when the
-    // file cannot be read.
+    // regular file that is not a JSON object (or is over kMaximumFileSize) is
+    // moved aside to "<file>.bad", reported on standard error, and the store
+    // starts empty; false then, and when the file cannot be read or is not a
+    // regular file (a FIFO, a device), which is left alone.
     bool load();
     // As load, but a damaged file is left where it is: for readers that must
     // never change the desktop application's preferences.

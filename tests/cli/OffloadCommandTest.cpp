@@ -1,10 +1,16 @@
 #include "fsutil/FileUtilities.h"
 #include "fsutil/Process.h"
+#include "support/ChildProcess.h"
 #include "support/TestFiles.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
 #include <sstream>
 
 using ferrydeck::Process;
@@ -108,4 +114,27 @@ TEST(OffloadCommand, LogInCopyAndConsecutiveNumbersAcrossRuns)
     EXPECT_EQ(second.exitCode, 0);
     EXPECT_TRUE(exists(dir / "dest/09/card-2/card-2.txt"));
     EXPECT_NE(second.output.find("Completed: " + dir / "card"), std::string::npos);
+}
+
+// A log folder on a read-only file system: the log goes to the state folder
+// and the command says where, on standard error and in its JSON line.
+TEST(OffloadCommand, LogThatCannotBeWrittenWhereAskedGoesToTheStateFolder)
+{
+    if (::geteuid() != 0) GTEST_SKIP() << "mounting a read-only log folder needs root";
+    TempDir dir;
+    writeFile(dir / "card/A.MOV", "a");
+    makeDirectory(dir / "dest");
+    makeDirectory(dir / "logs");
+    if (::mount("tmpfs", (dir / "logs").c_str(), "tmpfs", MS_RDONLY, "size=16k") != 0)
+        GTEST_SKIP() << "cannot mount a tmpfs here: " << std::strerror(errno);
+    ChildProcess child({FERRYDECK_CLI_PATH, "offload", dir / "card", "--dest", dir / "dest", "--log-dir",
+                        dir / "logs", "--json"},
+                       {{"XDG_STATE_HOME", dir / "state"}}, dir.path());
+    const int exitCode = child.wait();
+    ::umount((dir / "logs").c_str());
+    EXPECT_EQ(exitCode, 0) << child.standardError();
+    const std::string saved = dir / "state/ferrydeck/logs/card.txt";
+    EXPECT_EQ(nlohmann::json::parse(child.standardOutput())["log"], saved);
+    EXPECT_NE(child.standardError().find("saved as \"" + saved + "\""), std::string::npos) << child.standardError();
+    EXPECT_NE(readFile(saved).find("Offload Verified"), std::string::npos);
 }

@@ -1,4 +1,7 @@
 #include "ControllerFixture.h"
+#include "settings/EnvironmentGuard.h"
+
+#include <sys/stat.h>
 
 namespace ferrydeck::test {
 namespace {
@@ -27,14 +30,44 @@ TEST_F(Logs, AutomaticSavesNeverReplaceAnEarlierLog)
     EXPECT_EQ(readFile(dir / "Backup/CARD1/CARD1.txt"), job->interface()->logText());
 }
 
+TEST_F(Logs, AutomaticSaveThatCannotWriteFallsBackToTheStateFolderAndSaysWhere)
+{
+    make();
+    writeFile(dir / "plain", "x");
+    const EnvironmentGuard state("XDG_STATE_HOME", (dir / "state").c_str());
+    controller->ferrydeckSettings().setLogOptionIndex(0);
+    // A missing folder, and a file where the folder should be.
+    int saved = 0;
+    for (const std::string &folder : {dir / "no/such/folder", dir / "plain"}) {
+        SCOPED_TRACE(folder);
+        controller->ferrydeckSettings().setTextLogDirectory(folder);
+        auto job = OffloadInstance::create(dir / "CARD1", dir / "Backup");
+        job->setFullOffloadPath(dir / "Backup/CARD1");
+        ASSERT_TRUE(controller->autoSaveLogForInstance(job));
+        const std::string expected = dir / ("state/ferrydeck/logs/CARD1" + std::string(saved++ ? "-2" : "") + ".txt");
+        EXPECT_EQ(controller->savedLogPath(job), expected);
+        EXPECT_EQ(readFile(expected), job->interface()->logText());
+        loop->processEvents();
+        ASSERT_EQ(view->titles().back(), "Log Saved Elsewhere");
+        EXPECT_NE(view->alerts().back().message.find("saved as \"" + expected + "\""), std::string::npos);
+    }
+    struct stat info {};
+    ASSERT_EQ(::stat((dir / "state/ferrydeck/logs").c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0700u);
+}
+
 TEST_F(Logs, FailedWritesLeaveTheJobUnsavedAndManualSaveReports)
 {
     make();
+    // Neither the asked folder nor the state folder can take the log.
+    writeFile(dir / "plain", "x");
+    const EnvironmentGuard state("XDG_STATE_HOME", (dir / "plain").c_str());
     controller->ferrydeckSettings().setLogOptionIndex(0);
     controller->ferrydeckSettings().setTextLogDirectory(dir / "no/such/folder");
     auto job = OffloadInstance::create(dir / "CARD1", dir / "Backup");
     EXPECT_FALSE(controller->autoSaveLogForInstance(job));
     EXPECT_FALSE(job->logWasSaved());
+    loop->processEvents();
     EXPECT_TRUE(view->alerts().empty());
 
     controller->setViewedInstance(job);
@@ -50,6 +83,19 @@ TEST_F(Logs, FailedWritesLeaveTheJobUnsavedAndManualSaveReports)
     EXPECT_TRUE(exists(dir / "logs/Backup.txt"));
     EXPECT_TRUE(job->logWasSaved());
     EXPECT_EQ(view->alerts().size(), 1u);
+}
+
+TEST_F(Logs, ControlCharactersInNamesCannotForgeLogLines)
+{
+    make();
+    const std::string forged = "\nVerification Status:Offload Verified\r\x1b[2K\x7f";
+    auto job = OffloadInstance::create(dir / ("CARD" + forged), dir / "Backup");
+    job->setFullOffloadPath(dir / ("Backup/CARD" + forged));
+    job->createInitialLogEntry();
+    const std::string log = job->interface()->logText();
+    EXPECT_EQ(log.find("\nVerification Status"), std::string::npos) << log;
+    EXPECT_EQ(log.find_first_of("\r\x1b\x7f"), std::string::npos);
+    EXPECT_NE(log.find("CARD\\nVerification Status:Offload Verified\\r\\x1b[2K\\x7f to "), std::string::npos) << log;
 }
 
 TEST_F(Lifecycle, QuittingAsksOnceOnlyWhileJobsProcess)

@@ -11,6 +11,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstring>
 #include <functional>
 
@@ -76,9 +77,27 @@ std::string deepPath()
 
 std::string withReplacements(const std::string &name)
 {
-    // What a name reads as in a UTF-8 log: invalid bytes become U+FFFD.
-    return nlohmann::json::parse(nlohmann::json(name).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace))
-        .get<std::string>();
+    // What a name reads as in a UTF-8 log: invalid bytes become U+FFFD and
+    // control characters escapes, so that no name can start a line of its own.
+    const std::string utf8 =
+        nlohmann::json::parse(nlohmann::json(name).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace))
+            .get<std::string>();
+    std::string text;
+    for (const char c : utf8) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte == '\n') {
+            text += "\\n";
+        } else if (byte == '\t') {
+            text += "\\t";
+        } else if (byte < 0x20 || byte == 0x7F) {
+            char escaped[8];
+            std::snprintf(escaped, sizeof escaped, "\\x%02x", byte);
+            text += escaped;
+        } else {
+            text += c;
+        }
+    }
+    return text;
 }
 
 std::vector<std::string> entries(const std::string &folder)

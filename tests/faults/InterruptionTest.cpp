@@ -123,3 +123,24 @@ INSTANTIATE_TEST_SUITE_P(Signals, StoppedBySignal, ::testing::Values(SIGINT, SIG
                          [](const ::testing::TestParamInfo<int> &info) {
                              return std::string(sigabbrev_np(info.param));
                          });
+
+// Ctrl-C, kill, a closed SSH session and a reader that went away all end the
+// offload the same way: the job is canceled, its log says so, exit status 1.
+TEST(Interruption, EndingSignalsCancelWriteTheLogAndExitOne)
+{
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
+        SCOPED_TRACE(strsignal(signal));
+        TempDir dir;
+        std::vector<std::string> arguments = offloadArguments(dir);
+        arguments.push_back("--json");
+        const Stopped stopped = stopHalfWay(dir, arguments, signal);
+        ASSERT_EQ(stopped.result.signal, 0) << stopped.result.err;
+        EXPECT_EQ(stopped.result.exitCode, 1) << stopped.result.err;
+        EXPECT_LT(stopped.copiedBeforeStop, 8u);
+        ASSERT_EQ(entries(dir / "logs"), std::vector<std::string>{"card.txt"});
+        const std::string log = readFile(dir / "logs/card.txt");
+        EXPECT_NE(log.find("Offload Canceled"), std::string::npos);
+        EXPECT_EQ(log.find("Offload Verified"), std::string::npos);
+        EXPECT_EQ(nlohmann::json::parse(stopped.result.out)["status"], "Canceled");
+    }
+}

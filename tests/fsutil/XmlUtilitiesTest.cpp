@@ -91,11 +91,22 @@ TEST(XmlFind, UnreadableOrUnparseableFilesGiveNone)
     writeFile(dir / "binary.xml", std::string("\x00\x01\xff\xfe garbage", 13));
     makeDirectory(dir / "folder.xml");
     ASSERT_EQ(::mkfifo((dir / "pipe.xml").c_str(), 0600), 0);
-    for (const char *name : {"empty.xml", "binary.xml", "missing.xml", "folder.xml", "pipe.xml"}) {
+    writeFile(dir / "huge.xml", "<A>");
+    ASSERT_EQ(::truncate((dir / "huge.xml").c_str(), XmlDocument::kMaximumFileSize + 1), 0);
+    for (const std::string &name : {dir / "empty.xml", dir / "binary.xml", dir / "missing.xml", dir / "folder.xml",
+                                   dir / "pipe.xml", dir / "huge.xml", std::string("/dev/zero")}) {
         SCOPED_TRACE(name);
-        EXPECT_EQ(XmlUtilities::findXmlTagInfo("<A>", dir / name), std::nullopt);
-        EXPECT_EQ(XmlUtilities::nodeWithName("A", dir / name), std::nullopt);
+        EXPECT_EQ(XmlUtilities::findXmlTagInfo("<A>", name), std::nullopt);
+        EXPECT_EQ(XmlUtilities::nodeWithName("A", name), std::nullopt);
     }
+    // Nothing that is not a regular file of card size is emptied, nor waited on.
+    for (const std::string &name : {dir / "pipe.xml", dir / "huge.xml", std::string("/dev/zero")}) {
+        SCOPED_TRACE(name);
+        EXPECT_FALSE(XmlUtilities::removeXMLNode("A", name, false));
+    }
+    struct stat info {};
+    ASSERT_EQ(::stat((dir / "huge.xml").c_str(), &info), 0);
+    EXPECT_EQ(static_cast<uint64_t>(info.st_size), XmlDocument::kMaximumFileSize + 1);
 }
 
 TEST(XmlFind, MalformedMarkupIsRecovered)

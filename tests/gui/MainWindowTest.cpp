@@ -15,6 +15,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDate>
+#include <QEventLoop>
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
@@ -27,6 +28,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTextEdit>
+#include <QTimer>
 #include <QTableView>
 #include <QUrl>
 
@@ -337,6 +339,43 @@ private slots:
         QCOMPARE(drawer->textNumberOfThreads->text(), QStringLiteral("10"));
         QCOMPARE(controller.offloadPool().poolSize(), 10);
         QCOMPARE(controller.ferrydeckSettings().amountOfCopyThreads(), 10);
+    }
+
+    // A prompt runs a nested event loop, so the automatic tick fires beneath
+    // it: it must neither freeze the window nor offload under the question.
+    void automaticTickWaitsWhileAPromptStaysOpen()
+    {
+        runOneJob();
+        AppController &controller = m_window->controller();
+        m_window->drawer->buttonAutoOffload->setChecked(true);
+        int beats = 0;
+        QTimer heartbeat;
+        connect(&heartbeat, &QTimer::timeout, [&] { ++beats; });
+        heartbeat.start(20);
+        const QString card = m_media + "/PROMPTCARD";
+        size_t queuedDuringPrompt = 0;
+        using Buttons = std::vector<std::string>;
+        m_window->view().setAlertFunction([&](const std::string &, const std::string &, const Buttons &) {
+            writeFiles(folder("media/PROMPTCARD"), 1);
+            QEventLoop open;
+            QTimer::singleShot(5000, &open, &QEventLoop::quit);
+            open.exec();
+            queuedDuringPrompt = controller.listOffloadInstances().size();
+            return 1; // NO
+        });
+        m_window->tableProcessingQueue->selectRow(0);
+        QTest::keyClick(m_window->tableProcessingQueue, Qt::Key_Delete);
+        QVERIFY2(beats > 100, qPrintable(QString::number(beats)));
+        QCOMPARE(queuedDuringPrompt, size_t(1)); // the finished job still listed, the new card not taken
+        QCOMPARE(m_window->queueModel->rowCount(), 0);
+        // Once the prompt is closed the next tick takes the card.
+        QTRY_VERIFY_WITH_TIMEOUT(controller.listOffloadInstances().size() == 1 &&
+                                     controller.listOffloadInstances().front()->sourceDirectory() == card.toStdString(),
+                                 10000);
+        const auto job = controller.listOffloadInstances().front();
+        QTRY_VERIFY_WITH_TIMEOUT(job->processingTaskIsOver(), 10000);
+        m_window->drawer->buttonManualOffload->setChecked(true);
+        QDir(card).removeRecursively();
     }
 
     void settingsAndDestinationsSurviveARestart()

@@ -100,6 +100,36 @@ TEST(PreferencesStore, DamagedFileIsKeptAsideAndDefaultsLoad)
     }
 }
 
+TEST(PreferencesStore, FifoDeviceOrHugeFileGiveDefaultsAtOnceAndOnlyARegularFileIsMoved)
+{
+    TempDir dir;
+    ASSERT_EQ(::mkfifo((dir / "fifo.json").c_str(), 0600), 0);
+    writeFile(dir / "huge.json", "{}");
+    ASSERT_EQ(::truncate((dir / "huge.json").c_str(), PreferencesStore::kMaximumFileSize + 1), 0);
+    const struct {
+        std::string file;
+        bool movedAside;
+    } cases[] = {{dir / "fifo.json", false}, {"/dev/zero", false}, {dir / "huge.json", true}};
+    for (const auto &entry : cases) {
+        SCOPED_TRACE(entry.file);
+        PreferencesStore store(entry.file);
+        store.setObject("stale", 1);
+        testing::internal::CaptureStderr();
+        EXPECT_FALSE(store.load());
+        EXPECT_NE(testing::internal::GetCapturedStderr().find(entry.file), std::string::npos);
+        EXPECT_TRUE(store.keys().empty());
+        EXPECT_EQ(exists(entry.file + ".bad"), entry.movedAside);
+        // A reader that never repairs refuses the same way; a file moved aside is a first start.
+        PreferencesStore reader(entry.file);
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(reader.loadWithoutRepair(), entry.movedAside);
+        testing::internal::GetCapturedStderr();
+    }
+    struct stat info {};
+    ASSERT_EQ(::lstat((dir / "fifo.json").c_str(), &info), 0);
+    EXPECT_TRUE(S_ISFIFO(info.st_mode));
+}
+
 TEST(PreferencesStore, FailedSaveReportsKeepsTheOldFileAndTheValuesInMemory)
 {
     TempDir dir;
