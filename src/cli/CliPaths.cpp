@@ -1,5 +1,7 @@
 #include "cli/CliPaths.h"
 
+#include "fsutil/FileUtilities.h"
+
 #include <unistd.h>
 
 namespace ferrydeck::cli {
@@ -17,7 +19,7 @@ std::string absolutePath(const std::string &path)
 
 bool isInside(const std::string &inner, const std::string &outer)
 {
-    return inner == outer || inner.starts_with(outer + "/");
+    return path::sameOrInside(inner, outer);
 }
 
 } // namespace ferrydeck::cli

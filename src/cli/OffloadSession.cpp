@@ -9,6 +9,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <cstdio>
@@ -259,13 +260,20 @@ int OffloadSession::prepare(bool sourcesRequired)
         if (!path::exists(source)) return usage("source " + source + " does not exist");
         if (!path::isDirectory(source)) return usage("source " + source + " is not a folder");
     }
-    for (std::string &destination : m_options.destinations) {
+    std::vector<std::string> destinations;
+    for (std::string destination : m_options.destinations) {
         destination = absolutePath(destination);
         if (!path::isDirectory(destination)) return usage("destination " + destination + " is not an existing folder");
         for (const std::string &source : m_options.sources) {
             if (isInside(destination, source)) return usage("destination " + destination + " lies inside a source");
         }
+        // One folder named twice, in any spelling, is one destination.
+        const bool named = std::any_of(destinations.begin(), destinations.end(), [&](const std::string &earlier) {
+            return path::real(earlier) == path::real(destination);
+        });
+        if (!named) destinations.push_back(destination);
     }
+    m_options.destinations = std::move(destinations);
     if (!m_options.logDir.empty()) {
         m_options.logDir = absolutePath(m_options.logDir);
         if (!path::isDirectory(m_options.logDir))

@@ -25,8 +25,10 @@ void AppController::addDirectoriesToDestinationList(const std::vector<std::strin
     std::vector<Destination> destinations = listOffloadDestinations();
     for (const std::string &path : paths) {
         if (!path::isDirectory(path)) continue;
-        const bool listed = std::any_of(destinations.begin(), destinations.end(),
-                                        [&](const Destination &entry) { return entry->destinationPath() == path; });
+        // One folder in two spellings (a link, "..") is one destination.
+        const bool listed = std::any_of(destinations.begin(), destinations.end(), [&](const Destination &entry) {
+            return entry->destinationPath() == path || path::real(entry->destinationPath()) == path::real(path);
+        });
         // Tested before the duplicate check, so an unwritable duplicate still raises the alert.
         if (!DirectoryUtilities::doesPathHaveWritePermissions(path)) {
             alert("Insufficient Permissions",
@@ -94,6 +96,9 @@ bool AppController::directoryIsAnOffloadDestination(const std::string &path)
     // A plain text search: /Volumes/A conflicts with /Volumes/AB/Copies, deliberately broad.
     for (const Destination &destination : listOffloadDestinations()) {
         if (destination->destinationPath().find(path) != std::string::npos) return true;
+        // The text search misses a destination reached through a link or
+        // "..": a copy must never be written onto its own source.
+        if (path::sameOrInside(destination->destinationPath(), path)) return true;
     }
     return false;
 }

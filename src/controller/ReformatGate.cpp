@@ -49,7 +49,11 @@ std::optional<std::vector<OffloadHistory::File>> ReformatGate::cardFiles(const s
 {
     std::vector<OffloadHistory::File> files;
     std::string unreadable;
-    const bool opened = DirectoryWalk::walk(mountPath, [&](const DirectoryWalk::Entry &entry) {
+    const auto noteUnreadable = [&](const std::string &relative, int errorNumber) {
+        if (unreadable.empty())
+            unreadable = (relative.empty() ? mountPath : relative) + ": " + std::strerror(errorNumber);
+    };
+    const auto visit = [&](const DirectoryWalk::Entry &entry) {
         if (entry.isDirectory) {
             // The walk skips a folder it cannot open; here that must refuse, not pass.
             UniqueFd probe(::openat(entry.parentFd, entry.name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
@@ -64,7 +68,8 @@ std::optional<std::vector<OffloadHistory::File>> ReformatGate::cardFiles(const s
                              static_cast<int64_t>(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec});
         }
         return DirectoryWalk::Step::Descend;
-    });
+    };
+    const bool opened = DirectoryWalk::walk(mountPath, visit, noteUnreadable);
     if (!opened && unreadable.empty()) unreadable = mountPath + ": " + std::strerror(errno);
     if (!unreadable.empty()) {
         if (error) *error = unreadable;

@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <exception>
@@ -51,7 +52,8 @@ void OffloadInstance::offloadSourceFiles()
         std::lock_guard lock(m_properties);
         observer = m_copyObserver;
     }
-    const auto recordCount = static_cast<int32_t>(details.size());
+    // The records of what the listing could not read come last and are never taken.
+    const auto recordCount = static_cast<int32_t>(details.size() - std::min(details.size(), unreadableEntries()));
 
     while (!processingTaskIsOver()) {
         int32_t index = 0;
@@ -147,33 +149,61 @@ void OffloadInstance::offloadSourceFiles()
     }
 }
 
+void OffloadInstance::completeWithoutFiles()
+{
+    bool failed = false;
+    {
+        std::lock_guard lock(m_lockProcessing);
+        if (offloadStatus() != kProcessing) return;
+        failed = endAfterLastReadableFile(fileDetails());
+    }
+    if (failed && !m_errorReported.exchange(true)) soundFileCopyFailureAlert();
+}
+
+bool OffloadInstance::endAfterLastReadableFile(const std::vector<Details> &details)
+{
+    if (unreadableEntries() == 0) {
+        setOffloadStatus(kCompleted);
+        updateInterfaceToComplete();
+        createLogEntriesForCopies(details, false);
+        m_interface->setCurrentOffloadFile("Offload Complete & Verified");
+        return false;
+    }
+    setOffloadStatus(kError);
+    m_endedPremature = true;
+    createLogEntriesForCopies(details, true);
+    m_interface->setCurrentOffloadFile("Not all files were copied correctly, look at the Log Report for details");
+    return true;
+}
+
 void OffloadInstance::recordResult(const Details &record, bool failed, const std::vector<Details> &details)
 {
     // The thread's own list, not a fresh copy of the job's: copying every
     // record's pointer for every file made a card of many files quadratic.
-    std::lock_guard lock(m_lockProcessing);
-    try {
-        if (!failed) {
-            // A file finished after a cancel or an error no longer counts.
-            if (offloadStatus() != kProcessing) return;
-            m_bytesCopied += record->rawBytesCopied();
-            if (++m_itemsProcessed >= static_cast<int32_t>(details.size())) {
-                setOffloadStatus(kCompleted);
-                updateInterfaceToComplete();
-                createLogEntriesForCopies(details, false);
-                m_interface->setCurrentOffloadFile("Offload Complete & Verified");
+    bool unreadableFailed = false;
+    {
+        std::lock_guard lock(m_lockProcessing);
+        try {
+            if (!failed) {
+                // A file finished after a cancel or an error no longer counts.
+                if (offloadStatus() != kProcessing) return;
+                m_bytesCopied += record->rawBytesCopied();
+                const size_t readable = details.size() - std::min(details.size(), unreadableEntries());
+                if (++m_itemsProcessed >= static_cast<int32_t>(readable))
+                    unreadableFailed = endAfterLastReadableFile(details);
+            } else {
+                // A canceled job whose file fails becomes Error, on purpose.
+                setOffloadStatus(kError);
+                m_endedPremature = true;
+                createLogEntriesForCopies(details, true);
+                m_interface->setCurrentOffloadFile(
+                    "Not all files were copied correctly, look at the Log Report for details");
             }
-        } else {
-            // A canceled job whose file fails becomes Error, on purpose.
-            setOffloadStatus(kError);
-            m_endedPremature = true;
-            createLogEntriesForCopies(details, true);
-            m_interface->setCurrentOffloadFile(
-                "Not all files were copied correctly, look at the Log Report for details");
+        } catch (const std::exception &error) {
+            systemLog("recording %s: %s", record->filePath().c_str(), error.what());
         }
-    } catch (const std::exception &error) {
-        systemLog("recording %s: %s", record->filePath().c_str(), error.what());
     }
+    if (unreadableFailed && !m_errorReported.exchange(true)) soundFileCopyFailureAlert();
 }
 
 bool OffloadInstance::compareFiles(const std::string &source, const std::string &destination, bool compareBytes)

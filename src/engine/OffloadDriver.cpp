@@ -3,12 +3,14 @@
 #include "fsutil/DirectoryUtilities.h"
 #include "fsutil/FileCopy.h"
 #include "fsutil/FileUtilities.h"
+#include "fsutil/SystemLog.h"
 
 #include <fcntl.h>
 
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cstring>
 #include <optional>
 
 namespace ferrydeck {
@@ -17,10 +19,23 @@ void OffloadDriver::listSource(OffloadInstance &job)
 {
     uint64_t count = 0, bytes = 0;
     const std::string source = job.sourceDirectory();
-    const std::vector<std::string> files = DirectoryUtilities::sourceFilesAtDirectory(source, false, count, bytes);
+    std::vector<DirectoryUtilities::UnreadableEntry> unreadable;
+    const std::vector<std::string> files =
+        DirectoryUtilities::sourceFilesAtDirectory(source, false, count, bytes, unreadable);
     std::vector<OffloadInstance::Details> details;
-    details.reserve(files.size());
+    details.reserve(files.size() + unreadable.size());
     for (const std::string &file : files) details.push_back(FileCopyDetails::detailsFromFile(file));
+    // Last in the list and failed from the start: everything readable is
+    // still copied and verified before the job ends as Error naming them.
+    for (const DirectoryUtilities::UnreadableEntry &entry : unreadable) {
+        systemLog("File %s could not be read while listing the source: %s", entry.path.c_str(),
+                  std::strerror(entry.error));
+        auto record = std::make_shared<FileCopyDetails>();
+        record->setFilePath(entry.path);
+        record->setRawStatus(FileCopyDetails::kCopyError);
+        details.push_back(std::move(record));
+    }
+    job.setUnreadableEntries(unreadable.size());
     job.setBytesAtSource(bytes);
     job.setTotalFilesAtSource(count);
     job.setProbeFilePath(FileUtilities::ensureFilePathDoesNotExist(job.probeFilePath()));
@@ -95,7 +110,11 @@ int32_t OffloadDriver::drive(const std::shared_ptr<OffloadInstance> &job, const 
             }
             if (const auto folder = job->offloadFolder())
                 createOffloadDirectories(job->sourceSubDirectories(), job->sourceDirectory(), folder->get());
-            job->pool().fireAllThreadsInThePool();
+            if (job->fileDetails().size() <= job->unreadableEntries()) {
+                job->completeWithoutFiles();
+            } else {
+                job->pool().fireAllThreadsInThePool();
+            }
             while (!job->processingTaskIsOver()) {
                 job->updateInterfaceEstimatedTime();
                 if (hooks.refresh) hooks.refresh();

@@ -82,6 +82,14 @@ public:
     std::shared_ptr<OffloadInstanceDelegate> delegate() const;
     void setDelegate(std::shared_ptr<OffloadInstanceDelegate> delegate);
     void setCopyObserver(CopyObserver observer);
+    // How many entries the listing could not read (a folder it could not open
+    // or read to its end, an entry it could not examine). Each has a record,
+    // failed from the start, at the end of the list; the copy threads take
+    // only the records before them, and once those are done the job ends as
+    // Error naming them instead of calling a copy of the rest a copy of the
+    // source.
+    size_t unreadableEntries() const { return m_unreadableEntries.load(); }
+    void setUnreadableEntries(size_t count) { m_unreadableEntries = count; }
     // Plays once at a job's first failed file unless it was canceled; silent
     // when none is set.
     void setFailureSound(std::function<void()> sound);
@@ -132,6 +140,10 @@ public:
 
     // --- copying (OffloadCopyLoop.cpp) --------------------------------------
     void offloadSourceFiles();
+    // A source that lists nothing readable has nothing left to copy or
+    // verify: the job ends at once (Completed, or Error when something could
+    // not be read) instead of waiting for a file that never comes.
+    void completeWithoutFiles();
     // `file`'s path below `source` (the source's prefix, once); none when it
     // does not lie below it.
     static std::optional<std::string> relativeToSource(const std::string &file, const std::string &source);
@@ -166,6 +178,9 @@ private:
     OffloadInstance(const std::string &source, const std::string &destination, std::shared_ptr<MainLoop> mainLoop);
     // details: the job's list as the copy thread took it (it is fixed while threads run).
     void recordResult(const Details &record, bool failed, const std::vector<Details> &details);
+    // Under lockProcessing, once every readable file is verified: Completed,
+    // or Error when the listing could not see everything. True for Error.
+    bool endAfterLastReadableFile(const std::vector<Details> &details);
 
     std::shared_ptr<OffloadInterface> m_interface = std::make_shared<OffloadInterface>();
     std::shared_ptr<ThreadPool> m_pool = std::make_shared<ThreadPool>(1);
@@ -198,6 +213,7 @@ private:
     std::atomic<bool> m_verboseLogging{false};
     std::atomic<bool> m_endedPremature{false};
     std::atomic<bool> m_errorReported{false};
+    std::atomic<size_t> m_unreadableEntries{0};
     std::atomic<bool> m_logWasSaved{false};
     std::atomic<bool> m_postOffloadComplete{false};
 

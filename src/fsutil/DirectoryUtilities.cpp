@@ -39,12 +39,23 @@ std::vector<std::string> DirectoryUtilities::sourceFilesAtDirectory(const std::s
                                                                     bool countDirectories,
                                                                     uint64_t &numberOfFiles, uint64_t &sizeOfFiles)
 {
+    std::vector<UnreadableEntry> unreadable;
+    return sourceFilesAtDirectory(directory, countDirectories, numberOfFiles, sizeOfFiles, unreadable);
+}
+
+std::vector<std::string> DirectoryUtilities::sourceFilesAtDirectory(const std::string &directory, bool countDirectories,
+                                                                    uint64_t &numberOfFiles, uint64_t &sizeOfFiles,
+                                                                    std::vector<UnreadableEntry> &unreadable)
+{
     numberOfFiles = 0;
     sizeOfFiles = 0;
     std::vector<std::string> files;
     uint64_t count = 0;
     const std::string prefix = directory + "/";
-    DirectoryWalk::walk(directory, [&](const DirectoryWalk::Entry &entry) {
+    const auto noteUnreadable = [&](const std::string &relative, int error) {
+        unreadable.push_back({relative.empty() ? directory : prefix + relative, error});
+    };
+    const auto visit = [&](const DirectoryWalk::Entry &entry) {
         if (entry.isDirectory) {
             if (countDirectories && !isHiddenEntry(entry)) files.push_back(prefix + entry.relativePath);
             return descendInto(entry);
@@ -52,13 +63,16 @@ std::vector<std::string> DirectoryUtilities::sourceFilesAtDirectory(const std::s
         if (isHiddenEntry(entry)) return DirectoryWalk::Step::Skip;
         struct stat info {};
         if (::fstatat(entry.parentFd, entry.name, &info, AT_SYMLINK_NOFOLLOW) != 0) {
-            return DirectoryWalk::Step::Skip; // vanished since it was read
+            // Gone since its folder was read is not a fault of the listing.
+            if (errno != ENOENT) unreadable.push_back({prefix + entry.relativePath, errno});
+            return DirectoryWalk::Step::Skip;
         }
         files.push_back(prefix + entry.relativePath);
         sizeOfFiles += static_cast<uint64_t>(info.st_size);
         ++count;
         return DirectoryWalk::Step::Skip;
-    });
+    };
+    if (!DirectoryWalk::walk(directory, visit, noteUnreadable)) unreadable.push_back({directory, errno});
     numberOfFiles = count;
     return files;
 }

@@ -31,6 +31,18 @@ public:
                                                            uint64_t &numberOfFiles, uint64_t &sizeOfFiles);
     static std::vector<std::string> sourceFilesAtDirectory(const std::string &directory, uint64_t &numberOfFiles,
                                                            uint64_t &sizeOfFiles);
+    // What a listing could not see: the path (absolute) and why.
+    struct UnreadableEntry {
+        std::string path;
+        int error = 0;
+    };
+    // The same listing, also telling every folder or entry below `directory`
+    // (or `directory` itself) that could not be opened, read to its end or
+    // examined, so that a copy of what could be seen is never taken for a
+    // copy of the whole source.
+    static std::vector<std::string> sourceFilesAtDirectory(const std::string &directory, bool countDirectories,
+                                                           uint64_t &numberOfFiles, uint64_t &sizeOfFiles,
+                                                           std::vector<UnreadableEntry> &unreadable);
     static uint64_t numberOfBytesAtDirectory(const std::string &directory);
     static int32_t numberOfFilesAtDirectory(const std::string &directory);
     static std::vector<std::string> subDirectoriesAtDirectory(const std::string &directory);

@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstring>
 
 namespace ferrydeck {
@@ -28,23 +29,46 @@ private:
     DIR *m_dir;
 };
 
-void walkFolder(int folderFd, std::string &relative, const DirectoryWalk::Visitor &visitor)
+void walkFolder(int folderFd, std::string &relative, const DirectoryWalk::Visitor &visitor,
+                const DirectoryWalk::ErrorVisitor &onError)
 {
+    const auto report = [&onError](const std::string &path, int error) {
+        if (onError) onError(path, error);
+    };
     DirStream stream(folderFd);
     if (!stream.get()) {
+        report(relative, errno);
         ::close(folderFd);
         return;
     }
     const int fd = ::dirfd(stream.get());
     const size_t base = relative.size();
-    while (const dirent *entry = ::readdir(stream.get())) {
+    for (;;) {
+        // readdir answers null both at the end and on a damaged directory
+        // block; only errno tells them apart.
+        errno = 0;
+        const dirent *entry = ::readdir(stream.get());
+        if (!entry) {
+            if (errno != 0) {
+                relative.resize(base);
+                report(relative, errno);
+            }
+            break;
+        }
         const char *name = entry->d_name;
         if (name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0'))) continue;
 
         bool isDirectory = entry->d_type == DT_DIR;
         if (entry->d_type == DT_UNKNOWN) {
             struct stat info {};
-            if (::fstatat(fd, name, &info, AT_SYMLINK_NOFOLLOW) != 0) continue;
+            if (::fstatat(fd, name, &info, AT_SYMLINK_NOFOLLOW) != 0) {
+                const int error = errno;
+                if (error != ENOENT) {
+                    relative.resize(base);
+                    report(base == 0 ? std::string(name) : relative + "/" + name, error);
+                }
+                continue;
+            }
             isDirectory = S_ISDIR(info.st_mode);
         }
 
@@ -56,7 +80,11 @@ void walkFolder(int folderFd, std::string &relative, const DirectoryWalk::Visito
         const DirectoryWalk::Entry visited{relative, nameOffset, isDirectory, fd, name};
         if (visitor(visited) == DirectoryWalk::Step::Descend && isDirectory) {
             const int child = ::openat(fd, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-            if (child >= 0) walkFolder(child, relative, visitor);
+            if (child >= 0) {
+                walkFolder(child, relative, visitor, onError);
+            } else if (errno != ENOENT) {
+                report(relative, errno);
+            }
         }
     }
     relative.resize(base);
@@ -64,13 +92,13 @@ void walkFolder(int folderFd, std::string &relative, const DirectoryWalk::Visito
 
 } // namespace
 
-bool DirectoryWalk::walk(const std::string &directory, const Visitor &visitor)
+bool DirectoryWalk::walk(const std::string &directory, const Visitor &visitor, const ErrorVisitor &onError)
 {
     const int fd = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd < 0) return false;
     std::string relative;
     relative.reserve(4096);
-    walkFolder(fd, relative, visitor);
+    walkFolder(fd, relative, visitor, onError);
     return true;
 }
 

@@ -20,10 +20,14 @@ public:
     };
     enum class Step { Descend, Skip };
     using Visitor = std::function<Step(const Entry &)>;
+    // A folder that could not be opened or read to its end, or an entry that
+    // could not be examined, with the errno that stopped it. Entries gone
+    // between the read of their folder and their examination are not reported.
+    using ErrorVisitor = std::function<void(const std::string &relativePath, int error)>;
 
-    // False when the folder cannot be opened; an entry that cannot be read is
-    // skipped and the walk goes on.
-    static bool walk(const std::string &directory, const Visitor &visitor);
+    // False when the folder cannot be opened; past that, whatever cannot be
+    // read is told to `onError` and the walk goes on with the rest.
+    static bool walk(const std::string &directory, const Visitor &visitor, const ErrorVisitor &onError = {});
 };
 
 } // namespace ferrydeck

@@ -55,6 +55,14 @@ std::string parent(const std::string &path);
 std::string join(const std::string &directory, const std::string &name);
 bool exists(const std::string &path);          // without following a final symbolic link
 bool isDirectory(const std::string &path);     // following symbolic links
+// The path as the file system reaches it: symbolic links and ".." resolved
+// through every component that exists, the rest appended as written (with
+// "." and ".." folded), so that two spellings of one folder compare equal.
+std::string real(const std::string &path);
+// True when `inner` is the folder `outer` or lies below it as the file
+// system reaches them: through links, "..", and bind mounts (a folder is
+// recognised by its device and inode, not by its name).
+bool sameOrInside(const std::string &inner, const std::string &outer);
 std::string replaceAll(std::string text, const std::string &from, const std::string &to);
 // One level of a folder, in the order the file system gives; empty when unreadable.
 bool listDirectory(const std::string &directory, std::vector<std::string> &names);

@@ -3,7 +3,9 @@
 #include <dirent.h>
 #include <sys/stat.h>
 
+#include <filesystem>
 #include <memory>
+#include <system_error>
 
 namespace ferrydeck::path {
 
@@ -34,6 +36,32 @@ bool exists(const std::string &p)
 {
     struct stat info {};
     return ::lstat(p.c_str(), &info) == 0;
+}
+
+std::string real(const std::string &p)
+{
+    std::error_code error;
+    const std::filesystem::path resolved = std::filesystem::weakly_canonical(p, error);
+    if (error || resolved.empty()) return p;
+    std::string text = resolved.string();
+    while (text.size() > 1 && text.back() == '/')
+        text.pop_back();
+    return text;
+}
+
+bool sameOrInside(const std::string &inner, const std::string &outer)
+{
+    const std::string innerReal = real(inner), outerReal = real(outer);
+    if (innerReal == outerReal || innerReal.starts_with(outerReal == "/" ? outerReal : outerReal + "/")) return true;
+    struct stat target {};
+    if (::stat(outerReal.c_str(), &target) != 0) return false;
+    // The same folder may also be reached under another name through a bind mount.
+    for (std::string at = innerReal; !at.empty(); at = parent(at)) {
+        struct stat info {};
+        if (::stat(at.c_str(), &info) == 0 && info.st_dev == target.st_dev && info.st_ino == target.st_ino) return true;
+        if (at == "/") break;
+    }
+    return false;
 }
 
 bool isDirectory(const std::string &p)

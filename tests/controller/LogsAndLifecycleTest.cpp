@@ -2,6 +2,7 @@
 #include "settings/EnvironmentGuard.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace ferrydeck::test {
 namespace {
@@ -182,10 +183,14 @@ TEST_F(Lifecycle, DestinationsRefuseDuplicatesAndActiveRemovals)
 {
     make();
     const std::string backup = addDestination("backup");
-    controller->addDirectoriesToDestinationList({backup, dir / "missing"});
+    ASSERT_EQ(::symlink(backup.c_str(), (dir / "link").c_str()), 0);
+    controller->addDirectoriesToDestinationList({backup, dir / "missing", dir / "link", dir / "link/../backup"});
     EXPECT_EQ(controller->listOffloadDestinations().size(), 1u);
     EXPECT_TRUE(view->alerts().empty());
     EXPECT_TRUE(controller->directoryIsAnOffloadDestination(dir.path()));
+    // A source reached through a link to the destination's folder is refused too.
+    ASSERT_EQ(::symlink(dir.path().c_str(), (dir / "elsewhere").c_str()), 0);
+    EXPECT_TRUE(controller->directoryIsAnOffloadDestination(dir / "elsewhere"));
 
     auto running = OffloadInstance::create(dir / "s", backup);
     auto waiting = OffloadInstance::create(dir / "t", backup);

@@ -212,19 +212,15 @@ TEST(CopyLoop, TwoFailuresLogTwiceAndSoundOnce)
     EXPECT_EQ(sounds.load(), 1);
 }
 
-TEST(CopyLoop, EmptyJobRunsUntilCanceled)
+TEST(CopyLoop, EmptyJobCompletesAtOnceWithItsLog)
 {
     TempDir dir;
-    makeDirectory(dir / "card");
+    makeDirectory(dir / "card/.hidden-only");
+    writeFile(dir / "card/.DS_Store", "x");
     makeDirectory(dir / "dest");
     auto job = preparedJob(dir / "card", dir / "dest", JobOptions{});
-    std::thread canceller([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        EXPECT_EQ(job->offloadStatus(), OffloadInstance::kProcessing);
-        job->cancelOffloadingTasks();
-    });
-    EXPECT_EQ(driveJob(job), OffloadInstance::kCanceled);
-    canceller.join();
+    EXPECT_EQ(driveJob(job), OffloadInstance::kCompleted);
+    EXPECT_NE(job->interface()->logText().find("Ferrydeck Offload Summary"), std::string::npos);
 }
 
 // Only the leading source folder is replaced: a sub-folder that repeats the

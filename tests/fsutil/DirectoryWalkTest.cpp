@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -104,16 +106,20 @@ TEST(SourceWalk, MissingOrEmptyFolderGivesNothing)
     EXPECT_EQ(DirectoryUtilities::fastFolderSizeAtFSRef(dir / "missing"), 0u);
 }
 
-TEST(SourceWalk, UnreadableSubfolderIsSkippedNotFatal)
+TEST(SourceWalk, UnreadableSubfolderIsReportedAndTheRestListed)
 {
-    if (::geteuid() == 0) GTEST_SKIP() << "root reads every folder";
+    if (::geteuid() == 0) GTEST_SKIP() << "root reads every folder (test_faults covers it with an injected EACCES)";
     TempDir card;
     writeFile(card / "ok/a.mov", "a");
     writeFile(card / "locked/b.mov", "b");
     ASSERT_EQ(::chmod((card / "locked").c_str(), 0), 0);
     uint64_t count = 0, bytes = 0;
-    const auto files = listed(card.path(), false, count, bytes);
+    std::vector<DirectoryUtilities::UnreadableEntry> unreadable;
+    const auto files = DirectoryUtilities::sourceFilesAtDirectory(card.path(), false, count, bytes, unreadable);
     EXPECT_EQ(files, (std::vector<std::string>{card / "ok/a.mov"}));
+    ASSERT_EQ(unreadable.size(), 1u);
+    EXPECT_EQ(unreadable[0].path, card / "locked");
+    EXPECT_EQ(unreadable[0].error, EACCES);
 }
 
 TEST(Permissions, WriteTestAndModeBits)
