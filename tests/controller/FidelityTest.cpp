@@ -1,27 +1,10 @@
 #include "controller/ControllerFixture.h"
 
 #include "fsutil/AttachedVolume.h"
-#include "fsutil/VolumeService.h"
+#include "support/FixedVolumes.h"
 
 namespace ferrydeck::test {
 namespace {
-
-// Fixed lists of local and removable volumes for as long as it is installed.
-class FixedVolumes : public VolumeService {
-public:
-    FixedVolumes(std::vector<std::string> local, std::vector<std::string> removable)
-        : m_local(std::move(local))
-        , m_removable(std::move(removable))
-    {
-    }
-    std::vector<std::string> localVolumePaths() const override { return m_local; }
-    std::vector<std::string> removableVolumePaths() const override { return m_removable; }
-    bool renameVolume(const std::string &, const std::string &) override { return false; }
-    bool ejectVolume(const std::string &) override { return false; }
-
-private:
-    std::vector<std::string> m_local, m_removable;
-};
 
 class Fidelity : public ControllerTest {
 protected:

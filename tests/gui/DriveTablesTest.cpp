@@ -1,11 +1,11 @@
 #include "engine/OffloadInstance.h"
-#include "fsutil/VolumeService.h"
 #include "gui/DriveTableModel.h"
 #include "gui/FerrydeckMainWindow.h"
 #include "gui/QtControllerView.h"
 #include "gui/QueueTableModel.h"
 #include "gui/SettingsDrawer.h"
 #include "gui/VolumeBrowserDrawer.h"
+#include "../support/FixedVolumes.h"
 
 #include <QAction>
 #include <QColumnView>
@@ -20,24 +20,9 @@
 #include <QTest>
 
 using namespace ferrydeck;
+using ferrydeck::test::FixedVolumes;
 
 namespace {
-
-class FixedVolumes : public VolumeService {
-public:
-    FixedVolumes(std::vector<std::string> local, std::vector<std::string> removable)
-        : m_local(std::move(local))
-        , m_removable(std::move(removable))
-    {
-    }
-    std::vector<std::string> localVolumePaths() const override { return m_local; }
-    std::vector<std::string> removableVolumePaths() const override { return m_removable; }
-    bool renameVolume(const std::string &, const std::string &) override { return false; }
-    bool ejectVolume(const std::string &) override { return false; }
-
-private:
-    std::vector<std::string> m_local, m_removable;
-};
 
 QImage pictureOf(const QVariant &decoration)
 {
