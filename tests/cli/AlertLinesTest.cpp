@@ -13,7 +13,8 @@ TEST(CliAlertLines, SourceThatHoldsADestinationPrintsTheWindowsAlert)
     TempDir dir;
     writeFile(dir / "card/A.MOV", "a");
     makeDirectory(dir / "card/inner");
-    for (const std::string &destination : {dir / "card", dir / "card/inner"}) {
+    {
+        const std::string destination = dir / "card/inner";
         const auto result = Process::run({FERRYDECK_CLI_PATH, "offload", dir / "card", "--dest", destination},
                                          Process::Output::CaptureAll);
         EXPECT_EQ(result.exitCode, 2);
