@@ -79,9 +79,14 @@ void AppController::waitForSpaceCheckTurn(const Job &job)
         }
         return false;
     };
+    const auto shuttingDown = [&] {
+        std::lock_guard workers(m_workersMutex);
+        return m_shuttingDown;
+    };
     std::unique_lock lock(m_spaceCheckMutex);
-    // Polled as well: a job taken off the queue meanwhile also ends the wait.
-    while (earlierCheckPending())
+    // Polled as well: a job taken off the queue meanwhile also ends the wait,
+    // and a shutdown may have kept an earlier job's listing from starting.
+    while (earlierCheckPending() && !shuttingDown())
         m_spaceCheckDone.wait_for(lock, std::chrono::milliseconds(50));
 }
 
