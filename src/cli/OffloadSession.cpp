@@ -1,6 +1,7 @@
 #include "cli/OffloadSession.h"
 
 #include "cli/CliPaths.h"
+#include "controller/AlertTexts.h"
 #include "controller/OffloadNamingScheme.h"
 #include "fsutil/FileUtilities.h"
 #include "settings/DefaultsPersistence.h"
@@ -265,7 +266,10 @@ int OffloadSession::prepare(bool sourcesRequired)
         destination = absolutePath(destination);
         if (!path::isDirectory(destination)) return usage("destination " + destination + " is not an existing folder");
         for (const std::string &source : m_options.sources) {
-            if (isInside(destination, source)) return usage("destination " + destination + " lies inside a source");
+            if (!isInside(destination, source)) continue;
+            const int status = usage("destination " + destination + " lies inside a source");
+            std::fprintf(stderr, "%s\n", AlertTexts::sourceIsADestination(source).line().c_str());
+            return status;
         }
         // One folder named twice, in any spelling, is one destination.
         const bool named = std::any_of(destinations.begin(), destinations.end(), [&](const std::string &earlier) {

@@ -3,6 +3,7 @@
 
 #include "cards/HDUtilities.h"
 #include "cards/VolumeUtilities.h"
+#include "controller/AlertTexts.h"
 #include "controller/OffloadHistory.h"
 #include "controller/ReformatGate.h"
 #include "fsutil/FileUtilities.h"
@@ -16,9 +17,16 @@ namespace ferrydeck::cli {
 
 namespace {
 
+// The window's own lines follow ours, so a person who knows the window sees its words.
+void printAlert(const AlertText &alert)
+{
+    std::fprintf(stderr, "%s\n", alert.line().c_str());
+}
+
 bool confirmed(const std::string &drive, const std::string &title)
 {
-    std::fprintf(stderr, "Reformat %s (%s)? Every clip on it will be deleted. [y/N] ", drive.c_str(), title.c_str());
+    std::fprintf(stderr, "Reformat %s (%s)? Every clip on it will be deleted.\n", drive.c_str(), title.c_str());
+    std::fprintf(stderr, "%s [y/N] ", AlertTexts::reformatWarning(drive).line().c_str());
     std::fflush(stderr);
     std::string answer;
     if (!std::getline(std::cin, answer)) return false;
@@ -54,11 +62,13 @@ int runReformat(const std::string &argument, bool yes, bool force)
     const std::string title = HDUtilities::volumeTitleForType(type);
     if (!yes && !confirmed(*drive, title)) {
         std::fprintf(stderr, "ferrydeck-cli: not confirmed; nothing was touched\n");
+        printAlert(AlertTexts::reformatAborted());
         return kExitFailed;
     }
     if (!HDUtilities::reformatDrive(*drive)) {
         std::fprintf(stderr, "ferrydeck-cli: the reformat of %s failed; the card may be partly emptied\n",
                      drive->c_str());
+        printAlert(AlertTexts::reformatFailed(*drive));
         return kExitFailed;
     }
     std::printf("Reformatted %s (%s)\n", drive->c_str(), title.c_str());

@@ -31,6 +31,10 @@ public:
     {
         m_loop->post([view = m_view, job] { view->refreshDetails(job); });
     }
+    void showAlert(const std::string &title, const std::string &message) override
+    {
+        m_loop->post([view = m_view, title, message] { view->showAlert(title, message, {"OK"}); });
+    }
 
 private:
     std::shared_ptr<ControllerView> m_view;

@@ -13,6 +13,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -143,6 +144,8 @@ public:
     void populateMediaTitles();
     // Refreshes the drive lists and queues nothing, as designed.
     void addAllRemovableMediaToQueue();
+    // Refreshes the drive lists, then queues every removable volume not yet queued.
+    void addAllMountedMediaToQueue();
 
     // --- card actions (AppControllerCardActions.cpp) ---------------------------
     // Reformat, rename and eject after a card's last job; runs on the job's
@@ -225,6 +228,10 @@ private:
     std::string logFolderForInstance(const Job &job) const;
     void noteSavedLog(const Job &job, const std::string &path);
     std::vector<Job> collectJobsWithStatus(int32_t status);
+    // Space checks of one destination folder run in queue order, whichever
+    // listing finishes first.
+    void waitForSpaceCheckTurn(const Job &job);
+    void endSpaceCheck(const Job &job);
 
     std::shared_ptr<ControllerView> m_view;
     std::shared_ptr<MainLoop> m_mainLoop;
@@ -243,6 +250,10 @@ private:
     std::mutex m_lockOffloadDestination;
     std::mutex m_lockInterface;
     std::mutex m_lockPostOffload;
+
+    std::mutex m_spaceCheckMutex;
+    std::condition_variable m_spaceCheckDone;
+    std::vector<Job> m_spaceChecksPending;
 
     FerrydeckSettings m_settings;
     ThreadPool m_offloadPool;

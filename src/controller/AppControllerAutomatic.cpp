@@ -25,7 +25,11 @@ std::vector<std::shared_ptr<AttachedVolume>> volumesOf(const std::vector<std::st
 {
     std::vector<std::shared_ptr<AttachedVolume>> volumes;
     volumes.reserve(paths.size());
-    for (const std::string &path : paths) volumes.push_back(std::make_shared<AttachedVolume>(path, type));
+    for (const std::string &path : paths) {
+        auto volume = std::make_shared<AttachedVolume>(path, type);
+        volume->setVolumeImage(type == MountTypeLocal ? AttachedVolume::kLocalImage : AttachedVolume::kRemovableImage);
+        volumes.push_back(std::move(volume));
+    }
     return volumes;
 }
 } // namespace
@@ -196,6 +200,17 @@ void AppController::populateMediaTitles()
 void AppController::addAllRemovableMediaToQueue()
 {
     refreshDriveLists();
+}
+
+void AppController::addAllMountedMediaToQueue()
+{
+    refreshDriveLists();
+    // Whole local disks are never queued in bulk: only the removable volumes.
+    std::vector<std::shared_ptr<AttachedVolume>> removable;
+    for (const auto &volume : listMountedMedia()) {
+        if (volume->mountType() == MountTypeRemovable) removable.push_back(volume);
+    }
+    queueAllDrivesFromList(removable);
 }
 
 } // namespace ferrydeck

@@ -1,4 +1,5 @@
 #include "controller/AppController.h"
+#include "controller/AlertTexts.h"
 #include "controller/ReformatGate.h"
 
 #include "fsutil/AttachedVolume.h"
@@ -244,17 +245,15 @@ bool AppController::attemptToFormatDrive(const std::string &path)
     }
     if (!DirectoryUtilities::unlockDirectory(path)) return false;
 
-    std::string failure;
-    if (m_settings.warnBeforeFormatting() &&
-        alert("Reformat Warning",
-              stringWithFormat("Ferrydeck will attempt to reformat drive \"%s\"\nProceed?", path.c_str()),
-              {"NO", "YES"}) == 0) {
-        failure = "Reformat attempt was aborted";
+    AlertText failure;
+    const AlertText warning = AlertTexts::reformatWarning(path);
+    if (m_settings.warnBeforeFormatting() && alert(warning.title, warning.message, {"NO", "YES"}) == 0) {
+        failure = AlertTexts::reformatAborted();
     } else {
         if (m_options.reformatDrive(path)) return true;
-        failure = stringWithFormat("Ferrydeck's attempt to format drive \"%s\" has failed", path.c_str());
+        failure = AlertTexts::reformatFailed(path);
     }
-    if (m_settings.alertOnFailedFormat()) alert("Error", failure, {"OK"});
+    if (m_settings.alertOnFailedFormat()) alert(failure.title, failure.message, {"OK"});
     return false;
 }
 

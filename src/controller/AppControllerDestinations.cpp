@@ -1,4 +1,5 @@
 #include "controller/AppController.h"
+#include "controller/AlertTexts.h"
 
 #include "fsutil/DirectoryUtilities.h"
 #include "fsutil/FileUtilities.h"
@@ -31,10 +32,8 @@ void AppController::addDirectoriesToDestinationList(const std::vector<std::strin
         });
         // Tested before the duplicate check, so an unwritable duplicate still raises the alert.
         if (!DirectoryUtilities::doesPathHaveWritePermissions(path)) {
-            alert("Insufficient Permissions",
-                  stringWithFormat("%s does not have write-permissions & may not be added as a destination",
-                                   path.c_str()),
-                  {"OK"});
+            const AlertText text = AlertTexts::destinationNotWritable(path);
+            alert(text.title, text.message, {"OK"});
         } else if (!listed) {
             destinations.push_back(std::make_shared<OffloadDestination>(path));
         }
@@ -126,12 +125,15 @@ bool AppController::isSufficentSpaceAvailableForOffload(const Job &job)
     const std::string folder = job->offloadDirectory();
     uint64_t free = m_options.freeSpace ? m_options.freeSpace(folder) : statvfsFreeSpace(folder);
     // Space is reserved per destination folder text, the job itself included, as designed.
+    // Jobs queued after it are checked after it and are not counted here, so
+    // the later job is the one refused.
     std::lock_guard lock(m_lockOffloadInstances);
     for (const Job &queued : listOffloadInstances()) {
         if (queued->offloadDirectory() != folder) continue;
         const uint64_t need = queued->bytesLeftToCopy();
         if (free < need) return false;
         free -= need;
+        if (queued == job) break;
     }
     return true;
 }

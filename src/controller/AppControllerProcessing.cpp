@@ -1,4 +1,5 @@
 #include "controller/AppController.h"
+#include "controller/AlertTexts.h"
 
 #include "engine/OffloadDriver.h"
 #include "fsutil/DirectoryUtilities.h"
@@ -29,11 +30,10 @@ void AppController::processInstance(const Job &job)
     }
     OffloadDriver::Hooks hooks;
     hooks.interval = m_options.refreshInterval;
+    hooks.folderCreationLock = &m_lockInterface;
     hooks.permissionDenied = [this, &job] {
-        alert("Insufficient Permissions",
-              stringWithFormat("%s does not have write-permissions & cannot be offloaded",
-                               job->offloadDirectory().c_str()),
-              {"OK"});
+        const AlertText text = AlertTexts::offloadNotWritable(job->offloadDirectory());
+        alert(text.title, text.message, {"OK"});
     };
     hooks.refresh = [this, &job] {
         updateView([weak = std::weak_ptr(job)](ControllerView &view) {

@@ -1,4 +1,5 @@
 #include "controller/AppController.h"
+#include "controller/AlertTexts.h"
 #include "controller/OffloadNamingScheme.h"
 
 #include "engine/OffloadDriver.h"
@@ -44,6 +45,8 @@ void AppController::addDirectoriesToOffloadList(const std::vector<std::string> &
             systemLog("could not queue a source: %s", error.what());
         }
         setListOffloadInstances(std::move(queue));
+        std::lock_guard order(m_spaceCheckMutex);
+        m_spaceChecksPending.insert(m_spaceChecksPending.end(), added.begin(), added.end());
     }
     beginCardOffloads(added);
     for (const Job &job : added) {
@@ -63,6 +66,39 @@ void AppController::queueAllDrivesFromList(const std::vector<std::shared_ptr<Att
     }
 }
 
+void AppController::waitForSpaceCheckTurn(const Job &job)
+{
+    const std::string folder = job->offloadDirectory();
+    const auto earlierCheckPending = [&] {
+        for (const Job &queued : listOffloadInstances()) {
+            if (queued == job) return false;
+            if (queued->offloadDirectory() == folder &&
+                std::find(m_spaceChecksPending.begin(), m_spaceChecksPending.end(), queued) !=
+                    m_spaceChecksPending.end())
+                return true;
+        }
+        return false;
+    };
+    const auto shuttingDown = [&] {
+        std::lock_guard workers(m_workersMutex);
+        return m_shuttingDown;
+    };
+    std::unique_lock lock(m_spaceCheckMutex);
+    // Polled as well: a job taken off the queue meanwhile also ends the wait,
+    // and a shutdown may have kept an earlier job's listing from starting.
+    while (earlierCheckPending() && !shuttingDown())
+        m_spaceCheckDone.wait_for(lock, std::chrono::milliseconds(50));
+}
+
+void AppController::endSpaceCheck(const Job &job)
+{
+    {
+        std::lock_guard lock(m_spaceCheckMutex);
+        std::erase(m_spaceChecksPending, job);
+    }
+    m_spaceCheckDone.notify_all();
+}
+
 bool AppController::isSourceAlreadyInList(const std::string &path) const
 {
     const std::vector<Job> queue = listOffloadInstances();
@@ -72,28 +108,25 @@ bool AppController::isSourceAlreadyInList(const std::string &path) const
 bool AppController::directoryPathCanBeProcessed(const std::string &path)
 {
     if (!directoryIsAnOffloadDestination(path)) return true;
-    alert("Error",
-          "Directory could not be added for the following reason:\n" +
-              stringWithFormat("Directory %s is listed as a offload destination.  A directory cannot be both a source "
-                               "and a destination.\n",
-                               path.c_str()) +
-              "Please correct the above error & try again",
-          {"OK"});
+    const AlertText text = AlertTexts::sourceIsADestination(path);
+    alert(text.title, text.message, {"OK"});
     return false;
 }
 
 void AppController::verifyOffloadSourceSize(const std::vector<Job> &jobs)
 {
     if (jobs.empty()) return;
-    std::string message = "The following directories could not be copied due to insufficient space at the "
-                          "destination:\n";
+    const AlertText space = AlertTexts::insufficientSpace();
+    std::string message = space.message;
     bool removed = false;
     for (const Job &job : jobs) {
         // The walk runs outside the queue's lock: a large card must not stall the window.
         OffloadDriver::listSource(*job);
-        if (!isSufficentSpaceAvailableForOffload(job)) {
-            message += stringWithFormat("%s could not be copied to %s\n", job->sourceDirectory().c_str(),
-                                        job->offloadDirectory().c_str());
+        waitForSpaceCheckTurn(job);
+        const bool enoughSpace = isSufficentSpaceAvailableForOffload(job);
+        endSpaceCheck(job);
+        if (!enoughSpace) {
+            message += AlertTexts::insufficientSpaceLine(job->sourceDirectory(), job->offloadDirectory());
             recordJobInHistory(job, true);
             std::lock_guard lock(m_lockOffloadInstances);
             std::vector<Job> queue = listOffloadInstances();
@@ -103,7 +136,7 @@ void AppController::verifyOffloadSourceSize(const std::vector<Job> &jobs)
         }
         job->updateInterfaceEstimatedTime();
     }
-    if (removed) alert("Insufficient Space", message, {"OK"});
+    if (removed) alert(space.title, message, {"OK"});
     std::lock_guard lock(m_lockInterface);
     updateView([](ControllerView &view) { view.reloadQueueTable(); });
 }

@@ -27,7 +27,8 @@ struct VerificationControls {
 };
 
 // Everything the controller asks of a window. The controller calls it on the
-// main thread only; worker threads reach it through the main loop.
+// main thread, worker threads through the main loop; the one exception is
+// renameCardText, which a job's card actions read on the job's thread.
 class ControllerView {
 public:
     virtual ~ControllerView() = default;

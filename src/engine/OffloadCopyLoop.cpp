@@ -212,6 +212,13 @@ bool OffloadInstance::compareFiles(const std::string &source, const std::string 
                         : FileUtilities::compareFileSize(source, destination);
 }
 
+void OffloadInstance::reportCopyError(const std::string &path, int error)
+{
+    const std::string message = path + ": " + std::strerror(error);
+    systemLog("Coyp Error: %s", message.c_str());
+    if (auto target = delegate()) target->showAlert("Coyp Error", message);
+}
+
 bool OffloadInstance::copyFile(const std::string &source, const std::string &destination, int64_t blockSize)
 {
     if (blockSize <= 0) return false;
@@ -220,7 +227,7 @@ bool OffloadInstance::copyFile(const std::string &source, const std::string &des
     if (!out) return false;
     UniqueFd in(::open(source.c_str(), O_RDONLY | O_CLOEXEC));
     if (!in) {
-        systemLog("Coyp Error: %s: %s", source.c_str(), std::strerror(errno));
+        reportCopyError(source, errno);
         return false;
     }
     std::unique_ptr<char[]> buffer(new char[static_cast<size_t>(blockSize)]);
@@ -229,7 +236,7 @@ bool OffloadInstance::copyFile(const std::string &source, const std::string &des
         const ssize_t n = ::pread(in.get(), buffer.get(), static_cast<size_t>(blockSize), offset);
         if (n < 0 && errno == EINTR) continue;
         if (n < 0) {
-            systemLog("Coyp Error: %s: %s", source.c_str(), std::strerror(errno));
+            reportCopyError(source, errno);
             return false;
         }
         // The end of the data ends the copy, even before the size read at the
@@ -239,7 +246,7 @@ bool OffloadInstance::copyFile(const std::string &source, const std::string &des
             const ssize_t w = ::write(out.get(), buffer.get() + written, static_cast<size_t>(n - written));
             if (w < 0 && errno == EINTR) continue;
             if (w <= 0) {
-                systemLog("Coyp Error: %s: %s", destination.c_str(), std::strerror(errno));
+                reportCopyError(destination, w < 0 ? errno : EIO);
                 return false;
             }
             written += w;

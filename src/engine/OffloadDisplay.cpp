@@ -85,7 +85,7 @@ void OffloadInstance::updateInterfaceEstimatedTime()
     double rate = took >= 0.0 ? kProbeBytes / std::max(took, 1e-9) : 0.0;
     const double previous = previousCopyRate();
     if (rate <= 0.0) {
-        // No measurement (destination gone or full): keep the last estimate.
+        // No measurement (destination gone or full): estimate with the last measured rate.
         if (previous <= 0.0) return;
         rate = previous;
     } else if (previous > 0.0) {

@@ -108,8 +108,11 @@ int32_t OffloadDriver::drive(const std::shared_ptr<OffloadInstance> &job, const 
                 std::lock_guard lock(job->interface()->lockInterface());
                 job->interface()->setStartTime(OffloadInstance::Clock::now());
             }
-            if (const auto folder = job->offloadFolder())
+            if (const auto folder = job->offloadFolder()) {
+                std::unique_lock<std::mutex> lock;
+                if (hooks.folderCreationLock) lock = std::unique_lock(*hooks.folderCreationLock);
                 createOffloadDirectories(job->sourceSubDirectories(), job->sourceDirectory(), folder->get());
+            }
             if (job->fileDetails().size() <= job->unreadableEntries()) {
                 job->completeWithoutFiles();
             } else {

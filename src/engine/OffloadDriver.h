@@ -5,6 +5,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -33,6 +34,8 @@ public:
         std::function<void()> permissionDenied; // the destination cannot be written
         std::function<void()> refresh;          // every interval while the job runs
         std::chrono::milliseconds interval = std::chrono::seconds(5);
+        // Held while the sub-folder tree is made (the window's interface lock).
+        std::mutex *folderCreationLock = nullptr;
     };
 
     // Checks write permission, starts the job's threads, refreshes the

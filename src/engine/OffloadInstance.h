@@ -29,6 +29,12 @@ class OffloadInstanceDelegate {
 public:
     virtual ~OffloadInstanceDelegate() = default;
     virtual void updateDetailsWindowFromThread(const std::shared_ptr<OffloadInstance> &job) = 0;
+    // An alert for the person (the block copier's "Coyp Error"); must not wait for an answer.
+    virtual void showAlert(const std::string &title, const std::string &message)
+    {
+        (void)title;
+        (void)message;
+    }
 };
 
 // One offload job: one source folder copied to one destination folder by the
@@ -150,6 +156,8 @@ public:
     bool compareFiles(const std::string &source, const std::string &destination, bool compareBytes);
     // Block copier kept for callers that want to replace a destination.
     bool copyFile(const std::string &source, const std::string &destination, int64_t blockSize);
+    // Logs a failed step of copyFile and has the delegate show it.
+    void reportCopyError(const std::string &path, int error);
     void soundFileCopyFailureAlert();
 
     // --- display (OffloadDisplay.cpp) ---------------------------------------

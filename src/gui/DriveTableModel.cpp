@@ -11,10 +11,11 @@
 namespace ferrydeck {
 
 namespace {
-// "removable.tif" names the picture ":/icons/removable.png".
+// "removable.tif" (or a path ending in it) names the picture ":/icons/removable.png".
 QIcon iconForImage(const std::string &image)
 {
-    const std::string stem = image.substr(0, image.rfind('.'));
+    const std::string name = image.substr(image.rfind('/') + 1);
+    const std::string stem = name.substr(0, name.rfind('.'));
     return QIcon(QStringLiteral(":/icons/%1.png").arg(QString::fromStdString(stem)));
 }
 } // namespace

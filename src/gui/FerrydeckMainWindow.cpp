@@ -9,6 +9,7 @@
 #include "gui/QtMainLoop.h"
 #include "gui/QueueTableModel.h"
 #include "gui/SettingsDrawer.h"
+#include "gui/VolumeBrowserDrawer.h"
 #include "settings/DefaultsPersistence.h"
 
 #include <QCloseEvent>
@@ -70,6 +71,24 @@ void FerrydeckMainWindow::buildPanels()
     scroller->setMinimumWidth(drawer->sizeHint().width() + scroller->verticalScrollBar()->sizeHint().width() + 4);
     dockDrawer->setWidget(scroller);
     addDockWidget(Qt::RightDockWidgetArea, dockDrawer);
+    // Volumes are listed when the drawer opens, after the controller exists.
+    drawerVolumes = new VolumeBrowserDrawer(
+        [this] {
+            auto volumes = m_controller->refreshRemovableMedia();
+            const auto local = m_controller->refreshMountedMedia();
+            volumes.insert(volumes.end(), local.begin(), local.end());
+            return volumes;
+        },
+        this);
+    addDockWidget(Qt::LeftDockWidgetArea, drawerVolumes);
+    drawerVolumes->hide();
+    // One drawer at a time, as designed.
+    connect(drawerVolumes, &QDockWidget::visibilityChanged, this, [this](bool shown) {
+        if (shown) dockDrawer->hide();
+    });
+    connect(dockDrawer, &QDockWidget::visibilityChanged, this, [this](bool shown) {
+        if (shown) drawerVolumes->hide();
+    });
 
     panelProgress = new OffloadProgressPanel(this);
     panelLog = new LogPanel(this);
@@ -217,6 +236,11 @@ void FerrydeckMainWindow::makeManualItemsVisible(bool visible)
 void FerrydeckMainWindow::toggleDrawer()
 {
     dockDrawer->setVisible(!dockDrawer->isVisible());
+}
+
+void FerrydeckMainWindow::toggleFinderDrawer()
+{
+    drawerVolumes->setVisible(!drawerVolumes->isVisible());
 }
 
 } // namespace ferrydeck

@@ -28,6 +28,7 @@ class QtControllerView;
 class QtMainLoop;
 class QueueTableModel;
 class SettingsDrawer;
+class VolumeBrowserDrawer;
 
 // The main window: drive tables, processing queue, destinations, the
 // settings drawer, the toolbar, and the details, log and About panels. It
@@ -74,6 +75,7 @@ public:
     void addMountedDriveToQueue(QTableView *table);
     void cancelViewedOffloadInstance();
     void toggleDrawer();
+    void toggleFinderDrawer();
     void openAbout();
     // A drop onto one of the tables; the paths are queued or added once the
     // drag has finished.
@@ -99,6 +101,7 @@ public:
     QPushButton *buttonRemoveDestination = nullptr;
     SettingsDrawer *drawer = nullptr;
     QDockWidget *dockDrawer = nullptr;
+    VolumeBrowserDrawer *drawerVolumes = nullptr;
     OffloadProgressPanel *panelProgress = nullptr;
     LogPanel *panelLog = nullptr;
     QDialog *panelAbout = nullptr;
@@ -108,6 +111,7 @@ public:
     QAction *itemCancelAll = nullptr;
     QAction *itemClear = nullptr;
     QAction *itemSettings = nullptr;
+    QAction *itemVolumes = nullptr;
     QAction *itemAbout = nullptr;
 
 protected:

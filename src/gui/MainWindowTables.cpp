@@ -122,7 +122,6 @@ void FerrydeckMainWindow::connectTables()
     connect(tableProcessingQueue, &QTableView::doubleClicked, this, [this] { showOffloadDetails(); });
     connect(tableRemovableDrives, &QTableView::doubleClicked, this,
             [this] { addMountedDriveToQueue(tableRemovableDrives); });
-    connect(tableLocalDrives, &QTableView::doubleClicked, this, [this] { addMountedDriveToQueue(tableLocalDrives); });
     connect(buttonAddDestination, &QPushButton::clicked, this, &FerrydeckMainWindow::addDestinationFromChooser);
     connect(buttonRemoveDestination, &QPushButton::clicked, this, &FerrydeckMainWindow::removeSelectedDestination);
 }

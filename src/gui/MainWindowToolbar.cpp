@@ -2,6 +2,7 @@
 
 #include "Version.h"
 #include "gui/OffloadProgressPanel.h"
+#include "gui/VolumeBrowserDrawer.h"
 
 #include <QApplication>
 #include <QDialog>
@@ -23,17 +24,21 @@ void FerrydeckMainWindow::buildToolbar()
         return item;
     };
     itemBrowse = action(QStyle::SP_DirOpenIcon, "Add to Queue", "Choose a folder to offload");
-    itemAddAllMedia = action(QStyle::SP_DriveHDIcon, "Add All Media", "Look for newly mounted removable media");
+    itemAddAllMedia =
+        action(QStyle::SP_DriveHDIcon, "Add All Media", "Queue every mounted removable volume not yet queued");
     itemProcess = action(QStyle::SP_MediaPlay, "Process", "Start every waiting offload");
     itemCancelAll = action(QStyle::SP_BrowserStop, "Cancel All", "Cancel every offload");
     itemClear = action(QStyle::SP_DialogResetButton, "Clear", "Remove finished and waiting offloads");
     itemSettings = dockDrawer->toggleViewAction();
     itemSettings->setIcon(style()->standardIcon(QStyle::SP_FileDialogDetailedView));
     itemSettings->setText(QStringLiteral("Settings"));
+    itemVolumes = drawerVolumes->toggleViewAction();
+    itemVolumes->setIcon(style()->standardIcon(QStyle::SP_DirHomeIcon));
+    itemVolumes->setText(QStringLiteral("Volumes"));
     itemAbout = new QAction(QStringLiteral("About %1").arg(QString::fromLatin1(kApplicationName)), this);
 
     connect(itemBrowse, &QAction::triggered, this, &FerrydeckMainWindow::addRowToQueue);
-    connect(itemAddAllMedia, &QAction::triggered, this, [this] { m_controller->addAllRemovableMediaToQueue(); });
+    connect(itemAddAllMedia, &QAction::triggered, this, [this] { m_controller->addAllMountedMediaToQueue(); });
     connect(itemProcess, &QAction::triggered, this, [this] { m_controller->processAllItemsInTheQueue(); });
     connect(itemCancelAll, &QAction::triggered, this, [this] { m_controller->cancelAllItemsInTheQueue(); });
     connect(itemClear, &QAction::triggered, this, [this] { m_controller->clearProcessingQueue(); });
@@ -49,7 +54,7 @@ void FerrydeckMainWindow::buildToolbar()
     auto *spacer = new QWidget(toolbar);
     spacer->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
     toolbar->addWidget(spacer);
-    toolbar->addAction(itemSettings);
+    toolbar->addActions({itemVolumes, itemSettings});
 
     QMenu *file = menuBar()->addMenu(QStringLiteral("&File"));
     file->addAction(itemBrowse);
@@ -59,7 +64,7 @@ void FerrydeckMainWindow::buildToolbar()
     QMenu *offload = menuBar()->addMenu(QStringLiteral("&Offload"));
     offload->addActions({itemAddAllMedia, itemProcess, itemCancelAll, itemClear});
     QMenu *window = menuBar()->addMenu(QStringLiteral("&Window"));
-    window->addAction(itemSettings);
+    window->addActions({itemSettings, itemVolumes});
     window->addAction(QStringLiteral("Offload Details"), this, [this] {
         panelProgress->show();
         panelProgress->raise();

@@ -71,9 +71,8 @@ void SettingsDrawer::connectNaming()
         settings.setAddSuffix(on);
         m_controller->configureFullNamingSchemeTextBox();
     });
-    // Typing updates the preview at once; leaving a field cleans what was typed.
+    // Settings and preview follow a field when its editing ends, not per keystroke.
     for (QLineEdit *field : {textCustomNameScheme, textPrefix, textSuffix, textRenameCard}) {
-        connect(field, &QLineEdit::textEdited, this, [this] { textDidEndEditing(); });
         connect(field, &QLineEdit::editingFinished, this, [this] { controlTextDidEndEditing(); });
     }
 }

@@ -142,16 +142,67 @@ public:
         return info.timeScale != 0;
     }
 
-    bool isVideoTrack(const Box &trak)
+    // The media handler type of a track, 0 when it has none.
+    uint32_t handlerType(const Box &trak)
     {
         Box mdia, hdlr;
-        if (!findChild(trak.payload, trak.end, fourCc("mdia"), mdia)) return false;
-        if (!findChild(mdia.payload, mdia.end, fourCc("hdlr"), hdlr)) return false;
+        if (!findChild(trak.payload, trak.end, fourCc("mdia"), mdia)) return 0;
+        if (!findChild(mdia.payload, mdia.end, fourCc("hdlr"), hdlr)) return 0;
         // Version and flags, then the QuickTime component type (zero in MP4),
         // then the handler type.
         uint8_t bytes[12];
-        if (hdlr.end - hdlr.payload < 12 || !m_source.read(hdlr.payload, bytes, 12)) return false;
-        return be32(bytes + 8) == fourCc("vide");
+        if (hdlr.end - hdlr.payload < 12 || !m_source.read(hdlr.payload, bytes, 12)) return 0;
+        return be32(bytes + 8);
+    }
+
+    bool sampleTable(const Box &trak, Box &stbl)
+    {
+        Box mdia, minf;
+        return findChild(trak.payload, trak.end, fourCc("mdia"), mdia) &&
+               findChild(mdia.payload, mdia.end, fourCc("minf"), minf) &&
+               findChild(minf.payload, minf.end, fourCc("stbl"), stbl);
+    }
+
+    // The first chunk's file offset, from "stco" or "co64".
+    std::optional<uint64_t> firstChunkOffset(const Box &stbl)
+    {
+        Box table;
+        uint8_t bytes[16];
+        if (findChild(stbl.payload, stbl.end, fourCc("stco"), table)) {
+            if (table.end - table.payload < 12 || !m_source.read(table.payload, bytes, 12) || be32(bytes + 4) == 0)
+                return std::nullopt;
+            return be32(bytes + 8);
+        }
+        if (findChild(stbl.payload, stbl.end, fourCc("co64"), table)) {
+            if (table.end - table.payload < 16 || !m_source.read(table.payload, bytes, 16) || be32(bytes + 4) == 0)
+                return std::nullopt;
+            return be64(bytes + 8);
+        }
+        return std::nullopt;
+    }
+
+    std::optional<TimecodeTrack> readTimecodeTrack(const Box &trak)
+    {
+        Box stbl, stsd;
+        if (!sampleTable(trak, stbl) || !findChild(stbl.payload, stbl.end, fourCc("stsd"), stsd)) return std::nullopt;
+        // Version and flags, entry count, then the first entry: size, "tmcd",
+        // 6 reserved bytes, data reference index, 4 reserved bytes, flags,
+        // time scale, frame duration, frames per second.
+        constexpr size_t kEntry = 8 + 33;
+        uint8_t bytes[kEntry];
+        if (stsd.end - stsd.payload < kEntry || !m_source.read(stsd.payload, bytes, kEntry)) return std::nullopt;
+        const uint8_t *entry = bytes + 8;
+        if (be32(bytes + 4) == 0 || be32(entry) < 33 || be32(entry + 4) != fourCc("tmcd")) return std::nullopt;
+        TimecodeTrack track;
+        track.flags = be32(entry + 20);
+        track.timeScale = be32(entry + 24);
+        track.frameDuration = be32(entry + 28);
+        track.framesPerSecond = entry[32];
+        if (const auto offset = firstChunkOffset(stbl)) {
+            uint8_t sample[4];
+            if (m_source.read(*offset, sample, 4)) track.firstFrame = static_cast<int32_t>(be32(sample));
+        }
+        return track;
     }
 
     std::optional<MovieInfo> read()
@@ -167,7 +218,9 @@ public:
                 if (!haveHeader) return std::nullopt;
             } else if (box.type == fourCc("trak")) {
                 ++info.trackCount;
-                if (isVideoTrack(box)) ++info.videoTrackCount;
+                const uint32_t handler = handlerType(box);
+                if (handler == fourCc("vide")) ++info.videoTrackCount;
+                if (handler == fourCc("tmcd") && !info.timecode) info.timecode = readTimecodeTrack(box);
             }
         }
         if (!haveHeader) return std::nullopt;

@@ -12,6 +12,7 @@
 #include "gui/QueueTableModel.h"
 #include "gui/SettingsDrawer.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDate>
@@ -432,5 +433,14 @@ private slots:
     }
 };
 
-QTEST_MAIN(MainWindowTest)
+int runDriveTablesTest(int argc, char **argv);
+
+int main(int argc, char **argv)
+{
+    QApplication app(argc, argv);
+    QTEST_SET_MAIN_SOURCE_PATH
+    MainWindowTest windowTest;
+    const int failures = QTest::qExec(&windowTest, argc, argv);
+    return failures + runDriveTablesTest(argc, argv);
+}
 #include "MainWindowTest.moc"

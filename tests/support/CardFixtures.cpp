@@ -135,6 +135,24 @@ std::string movieBytes(uint32_t timeScale, uint64_t duration, bool withVideo)
            box("moov", mvhd + tracks);
 }
 
+std::string timecodeMovieBytes(const TimecodeMovie &movie)
+{
+    const std::string ftyp = box("ftyp", "qt  " + be32(0x200) + "qt  ");
+    const uint32_t sampleOffset = static_cast<uint32_t>(ftyp.size() + 8);
+    const std::string mdat = box("mdat", be32(static_cast<uint32_t>(movie.firstFrame)));
+    const std::string entry = box("tmcd", std::string(6, '\0') + std::string("\0\1", 2) + be32(0) + be32(movie.flags) +
+                                              be32(movie.timeScale) + be32(movie.frameDuration) +
+                                              static_cast<char>(movie.framesPerSecond) + '\0');
+    const std::string chunks = movie.sixtyFourBitOffsets ? box("co64", be32(0) + be32(1) + be32(0) + be32(sampleOffset))
+                                                         : box("stco", be32(0) + be32(1) + be32(sampleOffset));
+    const std::string stbl = box("stbl", box("stsd", be32(0) + be32(1) + entry) + chunks);
+    const std::string hdlr = box("hdlr", be32(0) + "mhlr" + "tmcd" + std::string(12, '\0') + "Timecode" + '\0');
+    const std::string mdia = box("mdia", box("mdhd", std::string(24, '\0')) + hdlr + box("minf", stbl));
+    const std::string mvhd =
+        box("mvhd", be32(0) + be32(1) + be32(2) + be32(movie.timeScale) + be32(1001) + std::string(80, '\0'));
+    return ftyp + mdat + box("moov", mvhd + box("trak", box("tkhd", std::string(84, '\0')) + mdia));
+}
+
 std::string p2ClipXml(const P2Clip &clip)
 {
     std::string connection;

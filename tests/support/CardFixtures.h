@@ -46,6 +46,19 @@ BuiltCard buildCard(CardKind kind, const std::string &rootDir);
 // units of `timeScale`.
 std::string movieBytes(uint32_t timeScale, uint64_t duration, bool withVideo = true);
 
+// A QuickTime movie whose only track is a timecode track: one "tmcd" sample
+// description and one sample, `firstFrame`, in the media data before the
+// movie box, found through "stco" (or "co64").
+struct TimecodeMovie {
+    uint32_t timeScale = 30000;
+    uint32_t frameDuration = 1001;
+    uint8_t framesPerSecond = 30;
+    uint32_t flags = 0;
+    int32_t firstFrame = 0;
+    bool sixtyFourBitOffsets = false;
+};
+std::string timecodeMovieBytes(const TimecodeMovie &movie);
+
 // One P2 clip index file. Links are written only when given: `top` as the
 // series' first clip, `previous`/`next` as clip names.
 struct P2Clip {
