@@ -1,4 +1,4 @@
-// The offload command as scripts meet it: saved preferences and interruption.
+// The offload command as scripts meet it: saved preferences.
 #include "settings/DefaultsPersistence.h"
 #include "support/CliRun.h"
 
@@ -6,8 +6,6 @@
 #include <nlohmann/json.hpp>
 
 #include <sys/stat.h>
-
-#include <csignal>
 
 using namespace ferrydeck;
 using namespace ferrydeck::test;
@@ -82,31 +80,4 @@ TEST(OffloadSession, DamagedSavedPreferencesAreLeftWhereTheyAre)
     EXPECT_NE(run.err.find("no destination given"), std::string::npos) << run.err;
     EXPECT_EQ(readFile(dir / "config/preferences.json"), "{ not json");
     EXPECT_FALSE(exists(dir / "config/preferences.json.bad"));
-}
-
-TEST(OffloadSession, InterruptCancelsTheJobsWritesTheirLogsAndExitsOne)
-{
-    TempDir dir;
-    for (int i = 0; i < 1500; ++i)
-        writeSizedFile(dir / ("card/C" + std::to_string(i) + ".MOV"), 32768, i);
-    makeDirectory(dir / "one");
-    makeDirectory(dir / "two");
-    makeDirectory(dir / "logs");
-    CliRun child({"offload", dir / "card", "--dest", dir / "one", "--dest", dir / "two", "--verify", "contents",
-                  "--threads", "1", "--log-dir", dir / "logs", "--json"});
-    ASSERT_TRUE(waitFor([&] { return exists(dir / "one/card/C0.MOV") || !child.running(); }));
-    ASSERT_TRUE(child.running()) << "finished before it could be interrupted";
-    child.signal(SIGINT);
-    const auto result = child.wait();
-    EXPECT_EQ(result.exitCode, 1) << result.err;
-    const auto jobs = jsonLines(result.out);
-    ASSERT_EQ(jobs.size(), 2u);
-    for (const auto &job : jobs) {
-        EXPECT_EQ(job["status"], "Canceled");
-        EXPECT_LT(job["files"].get<int>(), 1500);
-        ASSERT_TRUE(job["log"].is_string());
-        const std::string log = readFile(job["log"]);
-        EXPECT_NE(log.find("Offload Canceled"), std::string::npos);
-        EXPECT_EQ(log.find("Offload Verified"), std::string::npos);
-    }
 }

@@ -22,7 +22,7 @@ struct Stopped {
 
 Stopped stopHalfWay(const TempDir &dir, const std::vector<std::string> &arguments, int signal)
 {
-    Environment slow = faultEnvironment("slow", dir / "dest/*");
+    Environment slow = faultEnvironment("slow", dir / "dest*/*");
     slow["FERRYDECK_FAULT_DELAY_MS"] = "40";
     CliRun run(arguments, slow);
     waitFor([&] { return listFolder(dir / "dest/card/CLIP").size() >= 2; }, std::chrono::seconds(60));
@@ -93,15 +93,16 @@ TEST(Interruption, KilledOffloadSaysNothingVerifiedAndARerunMakesAFreshCompleteC
 }
 
 // Ctrl-C, kill, a closed SSH session and a reader that went away all end the
-// offload the same way: the job is canceled, its log says so, exit status 1,
-// and no clip's name ever holds a partial copy.
+// offload the same way: every job is canceled, its log says so, exit status
+// 1, and no clip's name ever holds a partial copy.
 class StoppedBySignal : public ::testing::TestWithParam<int> {};
 
-TEST_P(StoppedBySignal, CancelsWritesTheLogExitsOneAndLeavesOnlyWholeCopies)
+TEST_P(StoppedBySignal, CancelsEveryJobWritesTheLogsExitsOneAndLeavesOnlyWholeCopies)
 {
     TempDir dir;
     std::vector<std::string> arguments = offloadArguments(dir);
-    arguments.push_back("--json");
+    makeDirectory(dir / "dest2");
+    arguments.insert(arguments.end(), {"--dest", dir / "dest2", "--json"});
     const Stopped stopped = stopHalfWay(dir, arguments, GetParam());
     ASSERT_FALSE(stopped.result.timedOut) << stopped.result.err;
     ASSERT_EQ(stopped.result.signal, 0) << stopped.result.err;
@@ -109,11 +110,15 @@ TEST_P(StoppedBySignal, CancelsWritesTheLogExitsOneAndLeavesOnlyWholeCopies)
     EXPECT_GE(stopped.copiedBeforeStop, 2u);
     EXPECT_LT(stopped.copiedBeforeStop, 8u);
     expectOnlyWholeCopiesAndTemporaries(dir);
-    ASSERT_EQ(listFolder(dir / "logs"), std::vector<std::string>{"card.txt"});
-    const std::string log = readFile(dir / "logs/card.txt");
-    EXPECT_NE(log.find("Offload Canceled"), std::string::npos);
-    EXPECT_EQ(log.find("Offload Verified"), std::string::npos);
-    EXPECT_EQ(nlohmann::json::parse(stopped.result.out)["status"], "Canceled");
+    const auto jobs = jsonLines(stopped.result.out);
+    ASSERT_EQ(jobs.size(), 2u) << stopped.result.out;
+    ASSERT_EQ(listFolder(dir / "logs"), (std::vector<std::string>{"card-2.txt", "card.txt"}));
+    for (const auto &job : jobs) {
+        EXPECT_EQ(job["status"], "Canceled");
+        const std::string log = readFile(job["log"]);
+        EXPECT_NE(log.find("Offload Canceled"), std::string::npos);
+        EXPECT_EQ(log.find("Offload Verified"), std::string::npos);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Signals, StoppedBySignal, ::testing::Values(SIGINT, SIGTERM, SIGHUP, SIGPIPE),
