@@ -1,35 +1,27 @@
-#include "fsutil/Process.h"
 #include "support/CardFixtures.h"
-#include "support/TestFiles.h"
-
-#include <nlohmann/json.hpp>
+#include "support/CliRun.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
-#include <cstdlib>
+#include <algorithm>
 
-using ferrydeck::Process;
 using namespace ferrydeck::test;
 
 namespace {
 
-Process::Result cli(const std::string &mediaRoot, std::vector<std::string> args)
+// The card reader is simulated by a media root; the history of these runs
+// stays beside the simulated cards (a hidden folder is no card).
+CliRun::Result cli(const std::string &mediaRoot, const std::vector<std::string> &args)
 {
-    ::setenv("FERRYDECK_MEDIA_ROOT", mediaRoot.c_str(), 1);
-    // The history of these runs stays beside their simulated cards (a hidden folder is no card).
-    ::setenv("XDG_STATE_HOME", (mediaRoot + "/.state").c_str(), 1);
-    args.insert(args.begin(), FERRYDECK_CLI_PATH);
-    Process::Result result = Process::run(args, Process::Output::Capture);
-    ::unsetenv("FERRYDECK_MEDIA_ROOT");
-    ::unsetenv("XDG_STATE_HOME");
-    return result;
+    return runCli(args, {{"FERRYDECK_MEDIA_ROOT", mediaRoot}, {"XDG_STATE_HOME", mediaRoot + "/.state"}});
 }
 
 nlohmann::json identify(const std::string &mediaRoot, const std::string &path)
 {
-    const Process::Result result = cli(mediaRoot, {"identify", "--json", path});
+    const CliRun::Result result = cli(mediaRoot, {"identify", "--json", path});
     EXPECT_EQ(result.exitCode, 0) << path;
-    return nlohmann::json::parse(result.output, nullptr, false);
+    return nlohmann::json::parse(result.out, nullptr, false);
 }
 
 } // namespace
@@ -51,9 +43,9 @@ TEST(CliIdentify, NamesTheCardTypeOfADriveOrAClip)
     EXPECT_EQ(folder["kind"], "folder");
     EXPECT_EQ(folder["title"], "Volume");
 
-    const Process::Result missing = cli(media.path(), {"identify", media / "nothing"});
+    const CliRun::Result missing = cli(media.path(), {"identify", media / "nothing"});
     EXPECT_EQ(missing.exitCode, 2);
-    EXPECT_EQ(missing.output, "");
+    EXPECT_EQ(missing.out, "");
 }
 
 TEST(CliReformat, RefusesAFixedDiskFolderAndReformatsACard)
@@ -73,17 +65,17 @@ TEST(CliReformat, RefusesAFixedDiskFolderAndReformatsACard)
     // A card is reformatted only once the history shows verified copies of all it holds.
     buildCard(CardKind::CanonEos, media / "EOS");
     const auto eos = listTree(media / "EOS");
-    const Process::Result refused = cli(media.path(), {"reformat", "--yes", media / "EOS"});
+    const CliRun::Result refused = cli(media.path(), {"reformat", "--yes", media / "EOS"});
     EXPECT_EQ(refused.exitCode, 1);
     EXPECT_EQ(listTree(media / "EOS"), eos);
     makeDirectory(fixed / "copies");
     EXPECT_EQ(cli(media.path(), {"offload", "--quiet", "--dest", fixed / "copies", media / "EOS"}).exitCode, 0);
-    const Process::Result listed = cli(media.path(), {"history", "--json"});
+    const CliRun::Result listed = cli(media.path(), {"history", "--json"});
     EXPECT_EQ(listed.exitCode, 0);
-    EXPECT_NE(listed.output.find("\"status\":\"Completed\""), std::string::npos) << listed.output;
-    const Process::Result done = cli(media.path(), {"reformat", "--yes", media / "EOS"});
+    EXPECT_NE(listed.out.find("\"status\":\"Completed\""), std::string::npos) << listed.out;
+    const CliRun::Result done = cli(media.path(), {"reformat", "--yes", media / "EOS"});
     EXPECT_EQ(done.exitCode, 0);
-    EXPECT_NE(done.output.find("Canon EOS"), std::string::npos);
+    EXPECT_NE(done.out.find("Canon EOS"), std::string::npos);
     const std::vector<std::string> empty{"DCIM/", "DCIM/100CANON/", "MISC/", "MISC/CANONMSC.DAT 8"};
     EXPECT_EQ(listTree(media / "EOS"), empty);
 
@@ -93,4 +85,49 @@ TEST(CliReformat, RefusesAFixedDiskFolderAndReformatsACard)
     EXPECT_EQ(listTree(media / "FORCED"), empty);
     EXPECT_EQ(cli(media.path(), {"reformat", "--yes", "--force", media / "PLAIN"}).exitCode, 2);
     EXPECT_EQ(listTree(media / "PLAIN"), plain);
+}
+
+TEST(CliVolumes, ListsCardsAndLocalVolumesAsJson)
+{
+    TempDir root;
+    makeDirectory(root / "CARD_B");
+    makeDirectory(root / "A \"quoted\" card");
+    makeDirectory(root / ".ejected/OLD");
+    writeFile(root / "stray.txt", "x");
+
+    const CliRun::Result result = cli(root.path(), {"volumes", "--json"});
+    ASSERT_EQ(result.exitCode, 0);
+    const nlohmann::json document = nlohmann::json::parse(result.out);
+    const nlohmann::json expectedRemovable = {
+        {{"path", root / "A \"quoted\" card"},
+         {"name", "A \"quoted\" card"},
+         {"kind", "removable"},
+         {"mountType", 10001}},
+        {{"path", root / "CARD_B"}, {"name", "CARD_B"}, {"kind", "removable"}, {"mountType", 10001}}};
+    EXPECT_EQ(document["removable"], expectedRemovable);
+
+    std::vector<std::string> localPaths;
+    for (const auto &volume : document["local"]) {
+        EXPECT_EQ(volume["kind"], "local");
+        localPaths.push_back(volume["path"]);
+    }
+    EXPECT_TRUE(std::is_sorted(localPaths.begin(), localPaths.end()));
+    EXPECT_NE(std::find(localPaths.begin(), localPaths.end(), "/"), localPaths.end());
+    EXPECT_NE(std::find(localPaths.begin(), localPaths.end(), root / "CARD_B"), localPaths.end());
+}
+
+TEST(CliVolumes, PrintsATableAndRefusesAMissingMediaRoot)
+{
+    TempDir root;
+    makeDirectory(root / "CARD_A");
+    const CliRun::Result table = cli(root.path(), {"volumes"});
+    ASSERT_EQ(table.exitCode, 0);
+    EXPECT_NE(table.out.find("Removable volumes:\n  removable  CARD_A"), std::string::npos) << table.out;
+    EXPECT_NE(table.out.find("Local volumes:"), std::string::npos);
+
+    const CliRun::Result empty = cli(root / "CARD_A", {"volumes", "--json"});
+    EXPECT_EQ(nlohmann::json::parse(empty.out)["removable"], nlohmann::json::array());
+
+    EXPECT_EQ(cli(root / "missing", {"volumes", "--json"}).exitCode, 2);
+    EXPECT_EQ(cli(root.path(), {"volumes", "--bogus"}).exitCode, 2);
 }

@@ -49,57 +49,34 @@ protected:
 
 } // namespace
 
-TEST_F(CardActionsTest, OnlyTheLastOfThreeJobsRenamesAndEjectsTheCard)
+// The eject acts on the renamed card itself, never on a card named DAY nor
+// on one whose name the card's path ends with.
+TEST_F(CardActionsTest, OnlyTheLastOfThreeJobsRenamesWithTheNextNumberAndEjectsOnlyThatCard)
 {
+    const std::string decoy = buildCard(CardKind::CanonEos, dir / "media/AY-4").root;
     const std::string source = card();
     make();
-    for (const char *name : {"one", "two", "three"}) addDestination(name);
-    settings().setRenameCard(true);
-    settings().setTextRenameCard("DAY");
-    settings().setEjectCard(true);
-    offload({source});
-    for (const auto &job : controller->listOffloadInstances()) {
-        EXPECT_EQ(job->offloadStatus(), OffloadInstance::kCompleted);
-        EXPECT_TRUE(job->postOffloadComplete());
-    }
-    EXPECT_EQ(volumes->renames, (std::vector<std::string>{"DAY_ONE>DAY"}));
-    EXPECT_EQ(volumes->ejects, (std::vector<std::string>{"DAY"}));
-    EXPECT_TRUE(exists(dir / "media/.ejected/DAY"));
-    EXPECT_TRUE(view->alerts().empty());
-}
-
-TEST_F(CardActionsTest, TheRenameCounterAdvancesAndTheEjectLooksForThePlainText)
-{
-    const std::string source = card();
-    make();
-    addDestination("dest");
+    for (const char *name : {"one", "two", "three"})
+        addDestination(name);
     settings().setRenameCard(true);
     settings().setTextRenameCard("DAY");
     settings().setIncrementRenameTitle(true);
     settings().setRenameCounter(4);
     settings().setEjectCard(true);
     offload({source});
+    for (const auto &job : controller->listOffloadInstances()) {
+        EXPECT_EQ(job->offloadStatus(), OffloadInstance::kCompleted);
+        EXPECT_TRUE(job->postOffloadComplete());
+    }
     EXPECT_EQ(volumes->renames, (std::vector<std::string>{"DAY_ONE>DAY-4"}));
     EXPECT_EQ(settings().renameCounter(), 5);
-    // The eject acts on the renamed card itself, not on a card named DAY.
     EXPECT_EQ(volumes->ejects, (std::vector<std::string>{"DAY-4"}));
     EXPECT_TRUE(exists(dir / "media/.ejected/DAY-4"));
+    EXPECT_TRUE(exists(decoy));
+    EXPECT_TRUE(view->alerts().empty());
     const auto last = controller->drivesMountedLastTick();
     ASSERT_FALSE(last.empty());
     EXPECT_EQ(last.back()->volumePath(), dir / "media/DAY-4");
-}
-
-TEST_F(CardActionsTest, TheEjectHitsOnlyTheFinishedCardNotOneWhoseNameEndsTheSame)
-{
-    const std::string other = buildCard(CardKind::CanonEos, dir / "media/ARD").root;
-    const std::string source = buildCard(CardKind::CanonEos, dir / "media/CARD").root;
-    make();
-    addDestination("dest");
-    settings().setEjectCard(true);
-    offload({source});
-    EXPECT_EQ(volumes->ejects, (std::vector<std::string>{"CARD"}));
-    EXPECT_TRUE(exists(other));
-    EXPECT_TRUE(exists(dir / "media/.ejected/CARD"));
 }
 
 // A volume that reports a fixed medium: a USB disk, never to be reformatted.
@@ -246,7 +223,8 @@ TEST_F(CardActionsTest, YesReformatsTheCardAsItsTypeExpectsAndAFailureIsTold)
     view->answers = {"YES"};
     offload({built.root});
     EXPECT_EQ(view->titles(), (std::vector<std::string>{"Reformat Warning"}));
-    for (const std::string &clip : built.clips) EXPECT_FALSE(exists(clip)) << clip;
+    for (const std::string &clip : built.clips)
+        EXPECT_FALSE(exists(clip)) << clip;
     EXPECT_TRUE(exists(built.root + "/DCIM"));
     EXPECT_TRUE(exists(built.root + "/MISC"));
 
@@ -267,7 +245,8 @@ TEST_F(CardActionsTest, ACardOfUnknownStructureOrAFailedOffloadIsNeverReformatte
     const auto unknownBefore = listTree(unknown);
     const BuiltCard failing = buildCard(CardKind::CanonEos, dir / "media/DAY_ONE");
     std::vector<std::string> clipsBefore;
-    for (const std::string &clip : failing.clips) clipsBefore.push_back(readFile(clip));
+    for (const std::string &clip : failing.clips)
+        clipsBefore.push_back(readFile(clip));
     // A FIFO cannot be copied, so the card's offload ends in Error.
     ASSERT_EQ(::mkfifo((failing.root + "/DCIM/PIPE.MOV").c_str(), 0644), 0);
     make();
@@ -280,7 +259,8 @@ TEST_F(CardActionsTest, ACardOfUnknownStructureOrAFailedOffloadIsNeverReformatte
     EXPECT_EQ(jobs[0]->offloadStatus(), OffloadInstance::kCompleted);
     EXPECT_EQ(jobs[1]->offloadStatus(), OffloadInstance::kError);
     EXPECT_EQ(listTree(unknown), unknownBefore);
-    for (size_t i = 0; i < failing.clips.size(); ++i) EXPECT_EQ(readFile(failing.clips[i]), clipsBefore[i]);
+    for (size_t i = 0; i < failing.clips.size(); ++i)
+        EXPECT_EQ(readFile(failing.clips[i]), clipsBefore[i]);
     EXPECT_TRUE(exists(failing.root + "/DCIM/PIPE.MOV"));
     EXPECT_TRUE(view->alerts().empty());
 }

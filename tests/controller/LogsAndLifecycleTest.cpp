@@ -1,5 +1,5 @@
 #include "ControllerFixture.h"
-#include "settings/EnvironmentGuard.h"
+#include "support/EnvironmentGuard.h"
 
 #include <sys/stat.h>
 #include <unistd.h>

@@ -1,9 +1,9 @@
 #include "EngineFixture.h"
 #include "controller/StdMainLoop.h"
+#include "support/EnvironmentGuard.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <ctime>
 
 using namespace ferrydeck;
@@ -18,15 +18,12 @@ TEST(JobRecord, StatusTextsColoursAndPhases)
         DisplayColor color;
         bool over, begun;
     };
-    const Row rows[] = {{100, "In Queue", DisplayColor::Blue, false, false},
-                        {101, "Processing", DisplayColor::Blue, false, true},
-                        {102, "Canceled", DisplayColor::Red, true, true},
-                        {103, "Completed", DisplayColor::Green, true, true},
-                        {104, "Error", DisplayColor::Red, true, true},
-                        {105, "Idle", DisplayColor::Blue, false, false},
-                        {106, "Indexing", DisplayColor::Blue, false, false},
-                        {99, "", DisplayColor::White, false, true},
-                        {107, "", DisplayColor::White, false, true}};
+    const Row rows[] = {
+        {100, "In Queue", DisplayColor::Blue, false, false}, {101, "Processing", DisplayColor::Blue, false, true},
+        {102, "Canceled", DisplayColor::Red, true, true},    {103, "Completed", DisplayColor::Green, true, true},
+        {104, "Error", DisplayColor::Red, true, true},       {105, "Idle", DisplayColor::Blue, false, false},
+        {106, "Indexing", DisplayColor::Blue, false, false}, {99, "", DisplayColor::White, false, true},
+        {107, "", DisplayColor::White, false, true}};
     auto job = OffloadInstance::create();
     EXPECT_EQ(job->probeFilePath(), "/.probeFile");
     EXPECT_EQ(job->offloadStatus(), OffloadInstance::kIndexing);
@@ -42,12 +39,11 @@ TEST(JobRecord, StatusTextsColoursAndPhases)
     job->setBytesAtSource(10);
     job->setBytesCopied(12);
     EXPECT_EQ(job->bytesLeftToCopy(), UINT64_MAX - 1); // wraps, as destination sizes may exceed
-}
 
-TEST(JobRecord, EachThreadRaisesThePoolSize)
-{
-    auto job = OffloadInstance::create("/a", "/b");
-    for (int i = 0; i < 3; ++i) job->addThreadToPool(job->createOffloadThread());
+    // Each thread raises the pool size by one.
+    job = OffloadInstance::create("/a", "/b");
+    for (int i = 0; i < 3; ++i)
+        job->addThreadToPool(job->createOffloadThread());
     EXPECT_EQ(job->pool().poolSize(), 4);
     EXPECT_EQ(job->pool().pool().size(), 3u);
     job->cancelOffloadingTasks();
@@ -74,9 +70,7 @@ TEST(TimeTexts, TwoDigitFieldsAndClockTimes)
 
 TEST(TimeTexts, TwelveHourRuleKeepsNoonAsAM)
 {
-    const char *old = std::getenv("TZ");
-    const std::string saved = old ? old : "";
-    ::setenv("TZ", "UTC", 1);
+    auto utc = std::make_unique<EnvironmentGuard>("TZ", "UTC");
     ::tzset();
     auto at = [](int hour, int minute) {
         std::tm tm{};
@@ -91,8 +85,7 @@ TEST(TimeTexts, TwelveHourRuleKeepsNoonAsAM)
     EXPECT_EQ(OffloadInstance::createTimeOfDayFromCalenderDate(at(13, 30)), "01:30 PM");
     EXPECT_EQ(OffloadInstance::createTimeOfDayFromCalenderDate(at(23, 59)), "11:59 PM");
     EXPECT_EQ(OffloadInstance::dateText(at(13, 30)), "2026-01-01 13:30:00 +0000");
-    if (old) ::setenv("TZ", saved.c_str(), 1);
-    else ::unsetenv("TZ");
+    utc.reset();
     ::tzset();
 }
 

@@ -1,137 +1,273 @@
-#include "CliRun.h"
+// Every way one file of a card can fail, in the engine and through the
+// command: its job ends Error naming it, nothing unverified is called
+// verified, and the card is never written.
 #include "FaultChecks.h"
-#include "support/TestFiles.h"
+#include "engine/EngineFixture.h"
+#include "fsutil/FileCopy.h"
+#include "fsutil/FileUtilities.h"
+#include "support/CliRun.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <chrono>
-#include <sstream>
-#include <thread>
+#include <sys/mount.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
 
+#include <cstring>
+#include <filesystem>
+#include <functional>
+
+using namespace ferrydeck;
 using namespace ferrydeck::test;
 
 namespace {
 
-// One injected fault on B.MOV of card A, while card B offloads beside it.
-struct FaultCase {
+// One fault on B.MOV of card A (A.MOV, B.MOV, C.MOV), while card B offloads
+// beside it where the row runs the command.
+struct FaultRow {
     const char *name;
-    // The command under test; a row for another command that offloads
-    // (watch) needs only its arguments in commandLine() below.
-    const char *command;
-    const char *fault;
-    unsigned long long after;
     const char *verify;
-    // Forces the read/write fallback instead of copy_file_range.
-    bool noCopyRange;
+    // Command: a fault the preloaded library injects into ferrydeck-cli.
+    const char *fault = nullptr;
+    unsigned long long after = 0;
+    bool noCopyRange = false; // forces the read/write fallback instead of copy_file_range
+    // Command: B.MOV made an entry that is not a readable file; false: not here.
+    std::function<bool(const std::string &)> entry = nullptr;
+    // Engine: changes made after listing, and on the copy thread after each file.
+    std::function<void(const TempDir &)> beforeStart = nullptr;
+    std::function<void(const FileCopyDetails &)> afterCopy = nullptr;
+    bool changesSource = false; // the fault itself changes B.MOV on the card
+    bool movesCopies = false;   // the fault takes the verified copies away from where the log says
+    bool exactVerdict = true;   // the verdict is the one of the verification asked for
 };
 
-void PrintTo(const FaultCase &row, std::ostream *out)
+void PrintTo(const FaultRow &row, std::ostream *out)
 {
-    *out << row.command << " " << row.fault << " after " << row.after << ", verify " << row.verify;
+    *out << row.name;
 }
 
-std::vector<std::string> commandLine(const FaultCase &row, const TempDir &dir)
+bool isCommand(const FaultRow &row)
 {
-    const std::string command = row.command;
-    if (command == "offload") {
-        return {"offload",   dir / "cardA", dir / "cardB",  "--dest",  dir / "dest", "--verify",  row.verify,
-                "--log-dir", dir / "logs",  "--log-detail", "verbose", "--json",     "--threads", "2"};
+    return row.fault || row.entry;
+}
+
+bool makeSocket(const std::string &path)
+{
+    sockaddr_un address{};
+    if (path.size() >= sizeof address.sun_path) return false;
+    address.sun_family = AF_UNIX;
+    std::strcpy(address.sun_path, path.c_str());
+    const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    const bool bound = fd >= 0 && ::bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
+    if (fd >= 0) ::close(fd);
+    return bound;
+}
+
+void runCommand(const FaultRow &row, const TempDir &dir, std::string &log)
+{
+    Environment environment;
+    if (row.fault) environment = faultEnvironment(row.fault, "*/cardA/B.MOV", row.after);
+    if (row.noCopyRange) environment["FERRYDECK_FAULT_NO_COPY_RANGE"] = "1";
+    const CliRun::Result result =
+        runCli({"offload", dir / "cardA", dir / "cardB", "--dest", dir / "dest", "--verify", row.verify, "--log-dir",
+                dir / "logs", "--log-detail", "verbose", "--json", "--threads", "2"},
+               environment);
+    ASSERT_FALSE(result.timedOut) << result.err;
+    ASSERT_EQ(result.signal, 0) << result.err;
+    EXPECT_EQ(result.exitCode, 1) << result.err;
+    EXPECT_NE(result.err.find(dir / "cardA/B.MOV"), std::string::npos) << result.err;
+    auto jobs = jobsBySource(result.out);
+    ASSERT_EQ(jobs.size(), 2u) << result.out;
+    EXPECT_EQ(jobs[dir / "cardA"]["status"], "Error");
+    EXPECT_EQ(jobs[dir / "cardB"]["status"], "Completed");
+    EXPECT_EQ(jobs[dir / "cardB"]["files"], 2);
+    EXPECT_EQ(expectVerifiedCopiesIdentical(readFile(jobs[dir / "cardB"]["log"])), 2u);
+    ASSERT_TRUE(jobs[dir / "cardA"]["log"].is_string()) << result.out;
+    log = readFile(jobs[dir / "cardA"]["log"]);
+}
+
+void runEngine(const FaultRow &row, const TempDir &dir, std::string &log)
+{
+    JobOptions options;
+    options.threads = 1;
+    options.contents = std::string(row.verify) == "contents";
+    auto job = preparedJob(dir / "cardA", dir / "dest", options);
+    if (row.beforeStart) row.beforeStart(dir);
+    if (row.afterCopy) job->setCopyObserver(row.afterCopy);
+    driveJob(job);
+    EXPECT_EQ(job->offloadStatus(), OffloadInstance::kError);
+    for (const auto &record : job->fileDetails()) {
+        if (record->filePath() == dir / "cardA/B.MOV") {
+            EXPECT_EQ(record->status(), "Copy Error");
+        }
     }
-    ADD_FAILURE() << "no command line for " << command;
-    return {};
+    // No failed copy leaves its temporary behind, and nothing is written
+    // into a folder that took the copy folder's place.
+    EXPECT_EQ(FileCopy::removeTemporaryFiles(dir / "dest"), 0);
+    if (exists(dir / "dest/copy-moved")) {
+        for (const std::string &name : listFolder(dir / "dest/copy"))
+            EXPECT_EQ(name, "B.MOV"); // the test's own
+    }
+    log = job->interface()->logText();
+}
+
+FaultRow command(const char *name, const char *verify, const char *fault, unsigned long long after,
+                 bool readWrite = false)
+{
+    FaultRow row{name, verify, fault, after, readWrite};
+    row.changesSource = std::string(fault) == "truncate-source" || std::string(fault) == "touch-source";
+    return row;
+}
+
+FaultRow entry(const char *name, const char *verify, std::function<bool(const std::string &)> make)
+{
+    FaultRow row{name, verify};
+    row.entry = std::move(make);
+    row.exactVerdict = false;
+    return row;
+}
+
+// `afterCopy` runs on B.MOV's copy right after it is written. Rows named
+// Source… change B.MOV on the card; CopyFolder… take the copies away.
+FaultRow engine(const char *name, const char *verify, std::function<void(const TempDir &)> beforeStart,
+                std::function<void(const std::string &copy)> afterCopy = nullptr)
+{
+    FaultRow row{name, verify};
+    row.beforeStart = std::move(beforeStart);
+    row.changesSource = std::string(name).starts_with("Source");
+    row.movesCopies = std::string(name).starts_with("CopyFolder");
+    if (afterCopy) {
+        row.afterCopy = [afterCopy](const FileCopyDetails &record) {
+            if (record.fileName() == "B.MOV") afterCopy(record.outputPath());
+        };
+    }
+    return row;
+}
+
+bool makeFifo(const std::string &path)
+{
+    return ::mkfifo(path.c_str(), 0644) == 0;
+}
+
+void moveCopyFolder(const std::string &copy)
+{
+    ::rename(path::parent(copy).c_str(), (path::parent(copy) + "-moved").c_str());
 }
 
 } // namespace
 
-class FaultTable : public ::testing::TestWithParam<FaultCase> {};
+class FaultTable : public ::testing::TestWithParam<FaultRow> {};
 
-TEST_P(FaultTable, FailedFileEndsItsJobAsErrorNamedInTheLogAndTheOtherJobCompletes)
+TEST_P(FaultTable, FailedFileEndsItsJobAsErrorNamedInTheLogAndNothingIsLost)
 {
-    const FaultCase &row = GetParam();
+    const FaultRow &row = GetParam();
     TempDir dir;
     writeSizedFile(dir / "cardA/A.MOV", 200000, 1);
     writeSizedFile(dir / "cardA/B.MOV", 300000, 2);
     writeSizedFile(dir / "cardA/C.MOV", 250000, 3);
     writeSizedFile(dir / "cardB/D.MOV", 300000, 4);
     writeSizedFile(dir / "cardB/sub/E.MOV", 1000, 5);
+    if (row.entry) {
+        ::unlink((dir / "cardA/B.MOV").c_str());
+        if (!row.entry(dir / "cardA/B.MOV")) GTEST_SKIP() << "cannot be made here";
+    }
     makeDirectory(dir / "dest");
     makeDirectory(dir / "logs");
     const TreeSnapshot cardBefore = snapshotTree(dir / "cardA");
 
-    CliRun::Options options;
-    options.environment = faultEnvironment(row.fault, "*/cardA/B.MOV", row.after);
-    if (row.noCopyRange) options.environment.push_back("FERRYDECK_FAULT_NO_COPY_RANGE=1");
-    const CliRun::Result result = runCli(commandLine(row, dir), options);
+    std::string log;
+    if (isCommand(row)) runCommand(row, dir, log);
+    else runEngine(row, dir, log);
+    if (HasFatalFailure()) return;
 
-    ASSERT_FALSE(result.timedOut) << result.err;
-    ASSERT_EQ(result.signal, 0) << result.err;
-    EXPECT_EQ(result.exitCode, 1) << result.err;
-    EXPECT_NE(result.err.find(dir / "cardA/B.MOV"), std::string::npos) << result.err;
-
-    auto jobs = jobsBySource(result.out);
-    ASSERT_EQ(jobs.size(), 2u) << result.out;
-    const auto &failed = jobs[dir / "cardA"];
-    const auto &other = jobs[dir / "cardB"];
-    EXPECT_EQ(failed["status"], "Error");
-    EXPECT_EQ(other["status"], "Completed");
-    EXPECT_EQ(other["files"], 2);
-
-    ASSERT_TRUE(failed["log"].is_string()) << result.out;
-    const std::string log = readFile(failed["log"]);
-    const std::string entry = "\nComparing \"" + dir / "cardA/B.MOV" + "\" to \"" + dir / "dest/cardA/B.MOV:\n";
+    const std::string entry = "\nComparing \"" + dir / "cardA/B.MOV" + "\" to \"";
     const size_t at = log.find(entry);
     ASSERT_NE(at, std::string::npos) << log;
-    const std::string verdict = std::string(row.verify) == "contents" ? "File contents compare verification failure"
-                                                                      : "File size verification failure";
-    EXPECT_EQ(log.compare(at + entry.size(), verdict.size(), verdict), 0) << log;
+    const size_t verdictAt = log.find(":\n", at + 1) + 2;
+    const std::string verdict = log.substr(verdictAt, log.find('\n', verdictAt) - verdictAt);
+    const std::string expected = !row.exactVerdict                       ? "verification failure"
+                                 : std::string(row.verify) == "contents" ? "File contents compare verification failure"
+                                                                         : "File size verification failure";
+    EXPECT_EQ(verdict.find(expected), row.exactVerdict ? 0 : verdict.find("verification failure")) << log;
     EXPECT_NE(log.find("Verification Status:Offload Errored"), std::string::npos);
     for (const auto &[source, copy] : verifiedInLog(log))
         EXPECT_NE(source, dir / "cardA/B.MOV");
-    expectVerifiedCopiesIdentical(log);
-    EXPECT_EQ(expectVerifiedCopiesIdentical(readFile(other["log"])), 2u);
+    if (!row.movesCopies) expectVerifiedCopiesIdentical(log);
 
-    // The card is read, never written; only the file the fault changes does,
-    // by the fault itself.
-    TreeSnapshot cardAfter = snapshotTree(dir / "cardA");
-    if (std::string(row.fault) == "truncate-source" || std::string(row.fault) == "touch-source") {
-        if (std::string(row.fault) == "truncate-source") {
+    // The card is read, never written; only the file the fault changes does, by the fault itself.
+    TreeSnapshot cardAfter = snapshotTree(dir / "cardA"), unchanged = cardBefore;
+    if (row.changesSource) {
+        if (row.fault && std::string(row.fault) == "truncate-source") {
             EXPECT_EQ(readFile(dir / "cardA/B.MOV").size(), row.after);
         }
-        cardAfter.erase("/B.MOV");
-        TreeSnapshot expected = cardBefore;
-        expected.erase("/B.MOV");
-        EXPECT_EQ(cardAfter, expected);
-    } else {
-        EXPECT_EQ(cardAfter, cardBefore);
+        for (const char *changed : {"", "/B.MOV"}) { // a deletion changes the folder's time too
+            cardAfter.erase(changed);
+            unchanged.erase(changed);
+        }
     }
+    EXPECT_EQ(cardAfter, unchanged);
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Offload, FaultTable,
-    ::testing::Values(FaultCase{"DiskFullMidFile", "offload", "write-enospc", 100000, "size", false},
-                      FaultCase{"DiskFullMidFileReadWrite", "offload", "write-enospc", 100000, "size", true},
-                      FaultCase{"WriteIoErrorAtFirstByte", "offload", "write-eio", 0, "contents", false},
-                      FaultCase{"WriteIoErrorMidFileReadWrite", "offload", "write-eio", 65536, "size", true},
-                      FaultCase{"ReadIoErrorMidFile", "offload", "read-eio", 100000, "contents", false},
-                      FaultCase{"ReadIoErrorMidFileReadWrite", "offload", "read-eio", 100000, "size", true},
-                      FaultCase{"SourceTruncatedMidCopy", "offload", "truncate-source", 100000, "size", false},
-                      FaultCase{"SourceTruncatedMidCopyReadWrite", "offload", "truncate-source", 100000, "contents",
-                                true},
-                      // Same size, new time: only the source check at the end of the copy can tell.
-                      FaultCase{"SourceRewrittenMidCopy", "offload", "touch-source", 100000, "size", false},
-                      FaultCase{"SourceRewrittenMidCopyReadWrite", "offload", "touch-source", 100000, "size", true},
-                      FaultCase{"ByteFlippedInTheCopy", "offload", "flip-byte", 123457, "contents", false},
-                      FaultCase{"ByteFlippedInTheCopyReadWrite", "offload", "flip-byte", 5, "contents", true},
-                      FaultCase{"SourceCannotBeOpened", "offload", "open-eacces", 0, "size", false}),
-    [](const ::testing::TestParamInfo<FaultCase> &info) { return std::string(info.param.name); });
+    Faults, FaultTable,
+    ::testing::Values(
+        command("DiskFullMidFile", "size", "write-enospc", 100000),
+        command("DiskFullMidFileReadWrite", "size", "write-enospc", 100000, true),
+        command("WriteIoErrorAtFirstByte", "contents", "write-eio", 0),
+        command("WriteIoErrorMidFileReadWrite", "size", "write-eio", 65536, true),
+        command("ReadIoErrorMidFile", "contents", "read-eio", 100000),
+        command("ReadIoErrorMidFileReadWrite", "size", "read-eio", 100000, true),
+        command("SourceTruncatedMidCopy", "size", "truncate-source", 100000),
+        command("SourceTruncatedMidCopyReadWrite", "contents", "truncate-source", 100000, true),
+        // Same size, new time: only the source check at the end of the copy can tell.
+        command("SourceRewrittenMidCopy", "size", "touch-source", 100000),
+        command("SourceRewrittenMidCopyReadWrite", "size", "touch-source", 100000, true),
+        command("ByteFlippedInTheCopy", "contents", "flip-byte", 123457),
+        command("ByteFlippedInTheCopyReadWrite", "contents", "flip-byte", 5, true),
+        command("SourceCannotBeOpened", "size", "open-eacces", 0),
+        // Entries that are not files that can be read: refused before they are opened, so nothing blocks.
+        entry("FifoVerifiedBySize", "size", makeFifo), entry("FifoVerifiedByContents", "contents", makeFifo),
+        entry("SocketVerifiedBySize", "size", makeSocket), entry("SocketVerifiedByContents", "contents", makeSocket),
+        // Root reads files without read permission; SourceCannotBeOpened stands for it there.
+        entry("Unreadable", "contents",
+              [](const std::string &p) {
+                  writeFile(p, "secret");
+                  return ::geteuid() != 0 && ::chmod(p.c_str(), 0) == 0;
+              }),
+        engine("DestinationHoldsTheFile", "size", [](const TempDir &d) { writeFile(d / "dest/copy/B.MOV", "older"); }),
+        engine("SourceDeletedAfterListing", "size", [](const TempDir &d) { ::unlink((d / "cardA/B.MOV").c_str()); }),
+        engine("SourceTruncatedAfterListing", "size",
+               [](const TempDir &d) { ::truncate((d / "cardA/B.MOV").c_str(), 10); }),
+        engine("SourceGrewAfterListing", "contents",
+               [](const TempDir &d) { writeSizedFile(d / "cardA/B.MOV", 400000, 2); }),
+        engine("DestinationByteChangedAfterCopy", "contents", nullptr,
+               [](const std::string &copy) {
+                   std::string bytes = readFile(copy);
+                   bytes[bytes.size() / 2] = static_cast<char>(bytes[bytes.size() / 2] + 1);
+                   writeFile(copy, bytes);
+               }),
+        engine("DestinationTruncatedAfterCopy", "size", nullptr,
+               [](const std::string &copy) { ::truncate(copy.c_str(), 1); }),
+        // The copy folder moved, replaced (as by another mount) or gone between a copy and its check.
+        engine("CopyFolderMovedAway", "size", nullptr, moveCopyFolder),
+        engine("CopyFolderReplacedByAnother", "contents", nullptr,
+               [](const std::string &copy) {
+                   moveCopyFolder(copy);
+                   writeSizedFile(copy, 300000, 2); // same bytes: only identity tells them apart
+               }),
+        engine("CopyFolderRemoved", "size", nullptr,
+               [](const std::string &copy) { std::filesystem::remove_all(path::parent(copy)); })),
+    [](const ::testing::TestParamInfo<FaultRow> &info) { return std::string(info.param.name); });
 
 // A file that appears under a copy's name while the copy is being written
 // (only a foreign writer could put it there) is never replaced, also where
 // the file system lacks RENAME_NOREPLACE, or hard links as well.
 struct RenameSupport {
     const char *name;
-    std::vector<std::string> environment;
+    Environment environment;
 };
 
 void PrintTo(const RenameSupport &row, std::ostream *out)
@@ -146,19 +282,15 @@ TEST_P(NameTakenDuringTheCopy, IsNeverReplacedAndTheFileFails)
     TempDir dir;
     writeSizedFile(dir / "cardA/B.MOV", 300000, 2);
     makeDirectory(dir / "dest");
-    CliRun::Options options;
-    options.environment = faultEnvironment("slow", "*/dest/cardA/B.MOV");
-    options.environment.push_back("FERRYDECK_FAULT_DELAY_MS=100");
-    for (const std::string &setting : GetParam().environment) options.environment.push_back(setting);
+    Environment environment = faultEnvironment("slow", "*/dest/cardA/B.MOV");
+    environment["FERRYDECK_FAULT_DELAY_MS"] = "100";
+    environment.insert(GetParam().environment.begin(), GetParam().environment.end());
     CliRun run({"offload", dir / "cardA", "--dest", dir / "dest", "--verify", "contents", "--log-dir", dir / "dest",
                 "--json", "--threads", "1"},
-               options);
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (!exists(dir / "dest/cardA/.B.MOV.ferrydeck-part") && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    ASSERT_TRUE(exists(dir / "dest/cardA/.B.MOV.ferrydeck-part"));
+               environment);
+    ASSERT_TRUE(waitFor([&] { return exists(dir / "dest/cardA/.B.MOV.ferrydeck-part"); }));
     writeFile(dir / "dest/cardA/B.MOV", "someone else's");
-    const CliRun::Result result = run.wait(std::chrono::seconds(60));
+    const CliRun::Result result = run.wait();
 
     EXPECT_EQ(result.exitCode, 1) << result.err;
     EXPECT_EQ(jobsBySource(result.out)[dir / "cardA"]["status"], "Error") << result.out;
@@ -169,7 +301,43 @@ TEST_P(NameTakenDuringTheCopy, IsNeverReplacedAndTheFileFails)
 INSTANTIATE_TEST_SUITE_P(
     Offload, NameTakenDuringTheCopy,
     ::testing::Values(RenameSupport{"RenameNoReplace", {}},
-                      RenameSupport{"HardLink", {"FERRYDECK_FAULT_NO_NOREPLACE=1"}},
+                      RenameSupport{"HardLink", {{"FERRYDECK_FAULT_NO_NOREPLACE", "1"}}},
                       RenameSupport{"CheckThenRename",
-                                    {"FERRYDECK_FAULT_NO_NOREPLACE=1", "FERRYDECK_FAULT_NO_LINK=1"}}),
+                                    {{"FERRYDECK_FAULT_NO_NOREPLACE", "1"}, {"FERRYDECK_FAULT_NO_LINK", "1"}}}),
     [](const ::testing::TestParamInfo<RenameSupport> &info) { return std::string(info.param.name); });
+
+TEST(Faults, DestinationThatRunsOutOfSpace)
+{
+    TempDir dir;
+    makeDirectory(dir / "small");
+    if (::mount("tmpfs", (dir / "small").c_str(), "tmpfs", 0, "size=64k") != 0) {
+        GTEST_SKIP() << "needs a small file system (root only)";
+    }
+    writeSizedFile(dir / "card/A.MOV", 20000, 1);
+    writeSizedFile(dir / "card/B.MOV", 200000, 2);
+    JobOptions options;
+    options.threads = 1;
+    auto job = preparedJob(dir / "card", dir / "small", options);
+    driveJob(job);
+    ::umount((dir / "small").c_str());
+    EXPECT_EQ(job->offloadStatus(), OffloadInstance::kError);
+    EXPECT_EQ(job->fileDetails()[0]->status(), "Copy Verified");
+    EXPECT_EQ(job->fileDetails()[1]->status(), "Copy Error");
+    EXPECT_NE(job->interface()->logText().find("\nComparing \"" + dir / "card/B.MOV"), std::string::npos);
+}
+
+TEST(Faults, UnwritableDestinationEndsAsErrorWithoutCopying)
+{
+    TempDir dir;
+    writeFile(dir / "card/A.MOV", "x");
+    auto job = OffloadInstance::create(dir / "card", dir / "missing");
+    OffloadDriver::listSource(*job);
+    job->addThreadToPool(job->createOffloadThread());
+    bool denied = false;
+    OffloadDriver::Hooks hooks;
+    hooks.permissionDenied = [&] { denied = true; };
+    EXPECT_EQ(OffloadDriver::drive(job, hooks), OffloadInstance::kError);
+    EXPECT_TRUE(denied);
+    EXPECT_EQ(job->fileDetails()[0]->status(), "In Queue");
+    EXPECT_NE(job->interface()->logText().find("Offload Errored"), std::string::npos);
+}

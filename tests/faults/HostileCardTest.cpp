@@ -1,19 +1,12 @@
-#include "CliRun.h"
 #include "FaultChecks.h"
-#include "fsutil/FileUtilities.h"
-#include "support/TestFiles.h"
+#include "support/CliRun.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstring>
-#include <functional>
 
 using namespace ferrydeck::test;
 
@@ -100,13 +93,6 @@ std::string withReplacements(const std::string &name)
     return text;
 }
 
-std::vector<std::string> entries(const std::string &folder)
-{
-    std::vector<std::string> names;
-    ferrydeck::path::listDirectory(folder, names);
-    return names;
-}
-
 } // namespace
 
 TEST(HostileCard, NamesAreCopiedVerbatimNeverRunAndLoggedAsReadableUtf8)
@@ -126,11 +112,9 @@ TEST(HostileCard, NamesAreCopiedVerbatimNeverRunAndLoggedAsReadableUtf8)
     makeDirectory(dir / "logs");
     const TreeSnapshot before = snapshotTree(card);
 
-    CliRun::Options inWork;
-    inWork.workingDirectory = dir / "work";
     const CliRun::Result result = runCli({"offload", card, "--dest", dir / "dest", "--verify", "contents", "--log-dir",
                                           dir / "logs", "--log-detail", "verbose", "--json", "--threads", "3"},
-                                         inWork);
+                                         {}, dir / "work");
     ASSERT_FALSE(result.timedOut);
     ASSERT_EQ(result.exitCode, 0) << result.err;
 
@@ -145,7 +129,7 @@ TEST(HostileCard, NamesAreCopiedVerbatimNeverRunAndLoggedAsReadableUtf8)
     for (const auto &[link, target] : kLinks)
         EXPECT_EQ(linkTarget(copy + "/" + link), target) << link;
 
-    EXPECT_TRUE(entries(dir / "work").empty());
+    EXPECT_TRUE(listFolder(dir / "work").empty());
     EXPECT_FALSE(exists(dir / "canary"));
     EXPECT_EQ(snapshotTree(card), before);
 
@@ -157,80 +141,3 @@ TEST(HostileCard, NamesAreCopiedVerbatimNeverRunAndLoggedAsReadableUtf8)
     EXPECT_NE(log.find("caf\xef\xbf\xbd.MOV"), std::string::npos);
     EXPECT_NE(log.find("Offload Verified"), std::string::npos);
 }
-
-namespace {
-
-// An entry that is not a file that can be read, next to one that can.
-struct Uncopyable {
-    const char *name;
-    const char *entry;
-    std::function<bool(const std::string &)> make; // false: cannot be made here
-    bool rootReadsIt;
-};
-
-// Readable test names instead of the case's bytes.
-void PrintTo(const Uncopyable &row, std::ostream *out)
-{
-    *out << row.name;
-}
-
-bool makeSocket(const std::string &path)
-{
-    sockaddr_un address{};
-    if (path.size() >= sizeof address.sun_path) return false;
-    address.sun_family = AF_UNIX;
-    std::strcpy(address.sun_path, path.c_str());
-    const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
-    const bool bound = fd >= 0 && ::bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
-    if (fd >= 0) ::close(fd);
-    return bound;
-}
-
-} // namespace
-
-class HostileEntries : public ::testing::TestWithParam<Uncopyable> {};
-
-TEST_P(HostileEntries, EndTheirJobAsErrorNamedInTheLogWithoutHangingOrTouchingTheCard)
-{
-    const Uncopyable &row = GetParam();
-    if (row.rootReadsIt && ::geteuid() == 0) GTEST_SKIP() << "root reads files without read permission";
-    TempDir dir;
-    writeFile(dir / "bad/A.MOV", "fine");
-    const std::string entry = dir / ("bad/" + std::string(row.entry));
-    ASSERT_TRUE(row.make(entry)) << entry;
-    writeFile(dir / "good/G.MOV", "also fine");
-    makeDirectory(dir / "dest");
-    makeDirectory(dir / "logs");
-    const TreeSnapshot before = snapshotTree(dir / "bad");
-
-    for (const char *verify : {"size", "contents"}) {
-        const CliRun::Result result = runCli({"offload", dir / "bad", dir / "good", "--dest", dir / "dest", "--verify",
-                                              verify, "--log-dir", dir / "logs", "--json", "--threads", "1"});
-        ASSERT_FALSE(result.timedOut) << verify;
-        ASSERT_EQ(result.signal, 0) << result.err;
-        EXPECT_EQ(result.exitCode, 1) << result.err;
-        auto jobs = jobsBySource(result.out);
-        ASSERT_EQ(jobs.size(), 2u) << result.out;
-        EXPECT_EQ(jobs[dir / "good"]["status"], "Completed");
-        EXPECT_EQ(jobs[dir / "bad"]["status"], "Error");
-        const std::string log = readFile(jobs[dir / "bad"]["log"].get<std::string>());
-        const size_t at = log.find("Comparing \"" + entry + "\"");
-        ASSERT_NE(at, std::string::npos) << log;
-        EXPECT_NE(log.find("verification failure", at), std::string::npos) << log;
-        expectVerifiedCopiesIdentical(log);
-    }
-    EXPECT_EQ(snapshotTree(dir / "bad"), before);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Offload, HostileEntries,
-    ::testing::Values(Uncopyable{"Fifo", "pipe.MOV",
-                                 [](const std::string &p) { return ::mkfifo(p.c_str(), 0644) == 0; }, false},
-                      Uncopyable{"Socket", "sock", makeSocket, false},
-                      Uncopyable{"Unreadable", "locked.MOV",
-                                 [](const std::string &p) {
-                                     writeFile(p, "secret");
-                                     return ::chmod(p.c_str(), 0) == 0;
-                                 },
-                                 true}),
-    [](const ::testing::TestParamInfo<Uncopyable> &info) { return std::string(info.param.name); });

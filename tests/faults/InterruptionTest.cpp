@@ -1,8 +1,6 @@
-#include "CliRun.h"
 #include "FaultChecks.h"
 #include "fsutil/FileCopy.h"
-#include "fsutil/FileUtilities.h"
-#include "support/TestFiles.h"
+#include "support/CliRun.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -10,18 +8,10 @@
 #include <signal.h>
 
 #include <cstring>
-#include <thread>
 
 using namespace ferrydeck::test;
 
 namespace {
-
-std::vector<std::string> entries(const std::string &folder)
-{
-    std::vector<std::string> names;
-    ferrydeck::path::listDirectory(folder, names);
-    return names;
-}
 
 // A slowed-down offload of eight files, stopped by `signal` once two of them
 // have reached the copy.
@@ -32,18 +22,14 @@ struct Stopped {
 
 Stopped stopHalfWay(const TempDir &dir, const std::vector<std::string> &arguments, int signal)
 {
-    CliRun::Options slow;
-    slow.environment = faultEnvironment("slow", dir / "dest/*");
-    slow.environment.push_back("FERRYDECK_FAULT_DELAY_MS=40");
+    Environment slow = faultEnvironment("slow", dir / "dest*/*");
+    slow["FERRYDECK_FAULT_DELAY_MS"] = "40";
     CliRun run(arguments, slow);
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (entries(dir / "dest/card/CLIP").size() < 2 && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    run.kill(signal);
+    waitFor([&] { return listFolder(dir / "dest/card/CLIP").size() >= 2; }, std::chrono::seconds(60));
+    run.signal(signal);
     Stopped stopped;
     stopped.result = run.wait(std::chrono::seconds(30));
-    stopped.copiedBeforeStop = entries(dir / "dest/card/CLIP").size();
+    stopped.copiedBeforeStop = listFolder(dir / "dest/card/CLIP").size();
     return stopped;
 }
 
@@ -53,7 +39,7 @@ Stopped stopHalfWay(const TempDir &dir, const std::vector<std::string> &argument
 void expectOnlyWholeCopiesAndTemporaries(const TempDir &dir)
 {
     size_t temporaries = 0;
-    for (const std::string &name : entries(dir / "dest/card/CLIP")) {
+    for (const std::string &name : listFolder(dir / "dest/card/CLIP")) {
         if (ferrydeck::FileCopy::isTemporaryName(name)) ++temporaries;
         else EXPECT_EQ(readFile(dir / ("dest/card/CLIP/" + name)), readFile(dir / ("card/CLIP/" + name))) << name;
     }
@@ -86,7 +72,7 @@ TEST(Interruption, KilledOffloadSaysNothingVerifiedAndARerunMakesAFreshCompleteC
     expectOnlyWholeCopiesAndTemporaries(dir);
     // The log is written when a job ends, so a killed job has none that could
     // say "Verified".
-    EXPECT_TRUE(entries(dir / "logs").empty());
+    EXPECT_TRUE(listFolder(dir / "logs").empty());
     EXPECT_FALSE(exists(dir / "dest/card/card.txt"));
 
     std::vector<std::string> again = arguments;
@@ -97,50 +83,45 @@ TEST(Interruption, KilledOffloadSaysNothingVerifiedAndARerunMakesAFreshCompleteC
     EXPECT_EQ(job["status"], "Completed");
     EXPECT_EQ(job["destination"], dir / "dest/card-2");
     EXPECT_EQ(job["files"], 8);
-    EXPECT_EQ(entries(dir / "logs"), std::vector<std::string>{"card-2.txt"});
+    EXPECT_EQ(listFolder(dir / "logs"), std::vector<std::string>{"card-2.txt"});
     const std::string log = readFile(dir / "logs/card-2.txt");
     EXPECT_NE(log.find("Offload Verified"), std::string::npos);
     EXPECT_EQ(expectVerifiedCopiesIdentical(log), 8u);
     // The half-made copy is left as it was for the person to inspect.
-    EXPECT_LE(entries(dir / "dest/card/CLIP").size(), killed.copiedBeforeStop);
+    EXPECT_LE(listFolder(dir / "dest/card/CLIP").size(), killed.copiedBeforeStop);
     EXPECT_EQ(snapshotTree(dir / "card"), before);
 }
 
-// Whether the signal cancels the job or ends the process, no clip's name
-// ever holds a partial copy.
+// Ctrl-C, kill, a closed SSH session and a reader that went away all end the
+// offload the same way: every job is canceled, its log says so, exit status
+// 1, and no clip's name ever holds a partial copy.
 class StoppedBySignal : public ::testing::TestWithParam<int> {};
 
-TEST_P(StoppedBySignal, LeavesOnlyWholeCopiesAndTemporaries)
+TEST_P(StoppedBySignal, CancelsEveryJobWritesTheLogsExitsOneAndLeavesOnlyWholeCopies)
 {
     TempDir dir;
-    const Stopped stopped = stopHalfWay(dir, offloadArguments(dir), GetParam());
+    std::vector<std::string> arguments = offloadArguments(dir);
+    makeDirectory(dir / "dest2");
+    arguments.insert(arguments.end(), {"--dest", dir / "dest2", "--json"});
+    const Stopped stopped = stopHalfWay(dir, arguments, GetParam());
     ASSERT_FALSE(stopped.result.timedOut) << stopped.result.err;
+    ASSERT_EQ(stopped.result.signal, 0) << stopped.result.err;
+    EXPECT_EQ(stopped.result.exitCode, 1) << stopped.result.err;
     EXPECT_GE(stopped.copiedBeforeStop, 2u);
+    EXPECT_LT(stopped.copiedBeforeStop, 8u);
     expectOnlyWholeCopiesAndTemporaries(dir);
+    const auto jobs = jsonLines(stopped.result.out);
+    ASSERT_EQ(jobs.size(), 2u) << stopped.result.out;
+    ASSERT_EQ(listFolder(dir / "logs"), (std::vector<std::string>{"card-2.txt", "card.txt"}));
+    for (const auto &job : jobs) {
+        EXPECT_EQ(job["status"], "Canceled");
+        const std::string log = readFile(job["log"]);
+        EXPECT_NE(log.find("Offload Canceled"), std::string::npos);
+        EXPECT_EQ(log.find("Offload Verified"), std::string::npos);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Signals, StoppedBySignal, ::testing::Values(SIGINT, SIGTERM, SIGHUP, SIGPIPE),
                          [](const ::testing::TestParamInfo<int> &info) {
                              return std::string(sigabbrev_np(info.param));
                          });
-
-// Ctrl-C, kill, a closed SSH session and a reader that went away all end the
-// offload the same way: the job is canceled, its log says so, exit status 1.
-TEST(Interruption, EndingSignalsCancelWriteTheLogAndExitOne)
-{
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE}) {
-        SCOPED_TRACE(strsignal(signal));
-        TempDir dir;
-        std::vector<std::string> arguments = offloadArguments(dir);
-        arguments.push_back("--json");
-        const Stopped stopped = stopHalfWay(dir, arguments, signal);
-        ASSERT_EQ(stopped.result.signal, 0) << stopped.result.err;
-        EXPECT_EQ(stopped.result.exitCode, 1) << stopped.result.err;
-        EXPECT_LT(stopped.copiedBeforeStop, 8u);
-        ASSERT_EQ(entries(dir / "logs"), std::vector<std::string>{"card.txt"});
-        const std::string log = readFile(dir / "logs/card.txt");
-        EXPECT_NE(log.find("Offload Canceled"), std::string::npos);
-        EXPECT_EQ(log.find("Offload Verified"), std::string::npos);
-        EXPECT_EQ(nlohmann::json::parse(stopped.result.out)["status"], "Canceled");
-    }
-}

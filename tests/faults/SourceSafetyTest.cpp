@@ -1,5 +1,5 @@
-#include "CliRun.h"
 #include "FaultChecks.h"
+#include "support/CliRun.h"
 #include "support/TestFiles.h"
 
 #include <gtest/gtest.h>

@@ -1,12 +1,16 @@
 #include "fsutil/FileComparison.h"
+#include "fsutil/FileUtilities.h"
 #include "fsutil/Process.h"
 #include "support/TestFiles.h"
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <optional>
 
 using ferrydeck::FileComparison;
+using ferrydeck::FileUtilities;
 using ferrydeck::Process;
 using namespace ferrydeck::test;
 
@@ -53,6 +57,7 @@ const Pair kPairs[] = {
     {"BigDifferOnChunkEdge", kBig, changedAt(kBig, 262144)},
     {"BigSecondEndsInThirdChunk", kBig, kBig.substr(0, 524288 + 17)},
     {"BigFirstEndsOnChunkEdge", kBig.substr(0, 262144), kBig},
+    {"BigDifferInLastByte", kBig, changedAt(kBig, kBig.size() - 1)},
 };
 
 class SameAsCmp : public ::testing::TestWithParam<Pair> {};
@@ -60,7 +65,7 @@ class SameAsCmp : public ::testing::TestWithParam<Pair> {};
 } // namespace
 
 // Whatever cmp answers and prints for a pair, the comparison answers and
-// reports word for word.
+// reports word for word; the verifications' size and contents checks agree.
 TEST_P(SameAsCmp, OutcomeAndReport)
 {
     TempDir dir;
@@ -75,6 +80,9 @@ TEST_P(SameAsCmp, OutcomeAndReport)
     const FileComparison::Outcome outcome = FileComparison::compare(first, second, report);
     EXPECT_EQ(static_cast<int>(outcome), cmp.exitCode);
     EXPECT_EQ(report, cmp.output);
+    EXPECT_EQ(FileUtilities::compareFileContents(first, second), cmp.exitCode == 0);
+    EXPECT_EQ(FileUtilities::compareFileSize(first, second),
+              pair.first && pair.second && pair.first->size() == pair.second->size());
 }
 
 INSTANTIATE_TEST_SUITE_P(Pairs, SameAsCmp, ::testing::ValuesIn(kPairs),
@@ -91,4 +99,64 @@ TEST(FileComparison, FolderAndSelfAreJudgedAsCmpJudgesThem)
         EXPECT_EQ(static_cast<int>(FileComparison::compare(x, y, report)), cmp.exitCode) << y;
         EXPECT_EQ(report, cmp.output) << y;
     }
+}
+
+TEST(Compare, CommandLineIsEscapedForDisplay)
+{
+    EXPECT_EQ(FileUtilities::compareCommandLine("/Card 1/it's.mov", "/D/it's.mov"),
+              "cmp /Card\\ 1/it\\'s.mov /D/it\\'s.mov");
+}
+
+class HostileNames : public ::testing::TestWithParam<std::string> {};
+
+// Every name would run `touch PWNED` in a shell that read it unquoted.
+TEST_P(HostileNames, CompareCorrectlyAndNeverRunACommand)
+{
+    TempDir dir;
+    const std::string name = GetParam();
+    writeFile(dir / ("src/" + name), "same bytes");
+    writeFile(dir / ("dst/" + name), "same bytes");
+    writeFile(dir / ("bad/" + name), "diff bytes");
+    const std::string cwd = dir.path();
+    ASSERT_EQ(::chdir(cwd.c_str()), 0);
+
+    EXPECT_TRUE(FileUtilities::compareFileContents(dir / ("src/" + name), dir / ("dst/" + name)));
+    EXPECT_FALSE(FileUtilities::compareFileContents(dir / ("src/" + name), dir / ("bad/" + name)));
+    EXPECT_TRUE(FileUtilities::compareFileSize(dir / ("src/" + name), dir / ("bad/" + name)));
+    EXPECT_FALSE(exists(dir / "PWNED"));
+    EXPECT_FALSE(exists(dir / "src/PWNED"));
+    ASSERT_EQ(::chdir("/"), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Names, HostileNames,
+                         ::testing::Values("a b.mov", "it's.mov", "say \"hi\".mov", "`touch PWNED`.mov",
+                                           "$(touch PWNED).mov", "x; touch PWNED", "line\nbreak.mov", "-n.mov",
+                                           "--help", "a|touch PWNED", "*", "tab\there", "&& touch PWNED"),
+                         [](const ::testing::TestParamInfo<std::string> &info) {
+                             return "name" + std::to_string(info.index);
+                         });
+
+TEST(Process, RunsWithoutAShellAndReportsExitCodes)
+{
+    EXPECT_TRUE(Process::run({"true"}).succeeded());
+    const auto failed = Process::run({"false"});
+    EXPECT_TRUE(failed.started);
+    EXPECT_EQ(failed.exitCode, 1);
+    EXPECT_FALSE(Process::run({"/no/such/program"}).started);
+    const auto echoed = Process::run({"echo", "$(whoami)"}, Process::Output::Capture);
+    EXPECT_EQ(echoed.output, "$(whoami)\n");
+    EXPECT_EQ(Process::displayCommand({"cmp", "it's"}), "'cmp' 'it'\\''s'");
+}
+
+TEST(Compare, LinksCompareByTheirTargetsWithoutFollowingThem)
+{
+    TempDir dir;
+    ASSERT_EQ(::symlink("loop", (dir / "loop").c_str()), 0);
+    ASSERT_EQ(::symlink("loop", (dir / "copy").c_str()), 0);
+    ASSERT_EQ(::symlink("..", (dir / "up").c_str()), 0);
+    writeFile(dir / "file", "loop");
+    EXPECT_TRUE(FileUtilities::compareFileContents(dir / "loop", dir / "copy"));
+    EXPECT_FALSE(FileUtilities::compareFileContents(dir / "loop", dir / "up"));
+    EXPECT_FALSE(FileUtilities::compareFileContents(dir / "loop", dir / "file"));
+    EXPECT_FALSE(FileUtilities::compareFileContents(dir / "loop", dir / "missing"));
 }

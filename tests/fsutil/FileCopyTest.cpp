@@ -33,33 +33,26 @@ class FileCopyPaths : public ::testing::TestWithParam<bool> {};
 
 TEST_P(FileCopyPaths, CopiesBytesModeAndTimes)
 {
-    TempDir dir;
-    writeSizedFile(dir / "src.bin", (5 << 20) + 123, 3);
-    ASSERT_EQ(::chmod((dir / "src.bin").c_str(), 0640), 0);
-    const struct timespec times[2] = {{1000000000, 5}, {1200000000, 700}};
-    ASSERT_EQ(::utimensat(AT_FDCWD, (dir / "src.bin").c_str(), times, 0), 0);
+    for (const uint64_t size : {uint64_t{0}, uint64_t{(5 << 20) + 123}}) {
+        TempDir dir;
+        writeSizedFile(dir / "src.bin", size, 3);
+        ASSERT_EQ(::chmod((dir / "src.bin").c_str(), 0640), 0);
+        const struct timespec times[2] = {{1000000000, 5}, {1200000000, 700}};
+        ASSERT_EQ(::utimensat(AT_FDCWD, (dir / "src.bin").c_str(), times, 0), 0);
 
-    FileCopy::Options options;
-    options.useCopyFileRange = GetParam();
-    options.bufferSize = 64 * 1024;
-    const auto result = FileCopy::copyFile(dir / "src.bin", dir / "dst.bin", options);
-    ASSERT_TRUE(result.ok()) << result.describe();
-    EXPECT_EQ(result.bytesCopied, (5u << 20) + 123);
-    EXPECT_EQ(readFile(dir / "dst.bin"), readFile(dir / "src.bin"));
-    const struct stat copy = statOf(dir / "dst.bin");
-    EXPECT_EQ(copy.st_mode & 07777, 0640u);
-    EXPECT_EQ(copy.st_mtim.tv_sec, 1200000000);
-    EXPECT_EQ(copy.st_mtim.tv_nsec, 700);
-}
-
-TEST_P(FileCopyPaths, EmptyFile)
-{
-    TempDir dir;
-    writeFile(dir / "empty", "");
-    FileCopy::Options options;
-    options.useCopyFileRange = GetParam();
-    ASSERT_TRUE(FileCopy::copyFile(dir / "empty", dir / "copy", options).ok());
-    EXPECT_EQ(statOf(dir / "copy").st_size, 0);
+        FileCopy::Options options;
+        options.useCopyFileRange = GetParam();
+        options.bufferSize = 64 * 1024;
+        const auto result = FileCopy::copyFile(dir / "src.bin", dir / "dst.bin", options);
+        ASSERT_TRUE(result.ok()) << result.describe();
+        EXPECT_EQ(result.bytesCopied, size);
+        EXPECT_EQ(readFile(dir / "dst.bin"), readFile(dir / "src.bin"));
+        const struct stat copy = statOf(dir / "dst.bin");
+        EXPECT_EQ(copy.st_size, static_cast<off_t>(size));
+        EXPECT_EQ(copy.st_mode & 07777, 0640u);
+        EXPECT_EQ(copy.st_mtim.tv_sec, 1200000000);
+        EXPECT_EQ(copy.st_mtim.tv_nsec, 700);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(KernelAndFallback, FileCopyPaths, ::testing::Values(true, false));
@@ -95,14 +88,16 @@ TEST(FileCopy, LeftoverTemporariesAreRemovedAndNothingElse)
 {
     TempDir dir;
     const std::vector<std::string> kept = {"A.MOV", "CLIP/B.MOV", "CLIP/.thumbs/c.jpg", "CLIP/x.ferrydeck-part"};
-    for (const std::string &file : kept) writeFile(dir / ("copy/" + file), "keep");
+    for (const std::string &file : kept)
+        writeFile(dir / ("copy/" + file), "keep");
     writeFile(dir / "copy/.A.MOV.ferrydeck-part", "partial");
     writeFile(dir / "copy/CLIP/.thumbs/.c.jpg.ferrydeck-part", "partial");
     ASSERT_EQ(::symlink("target", (dir / "copy/CLIP/.L.ferrydeck-part").c_str()), 0);
     makeDirectory(dir / "copy/.D.ferrydeck-part"); // a folder is never ours to remove
 
     EXPECT_EQ(FileCopy::removeTemporaryFiles(dir / "copy"), 3);
-    for (const std::string &file : kept) EXPECT_EQ(readFile(dir / ("copy/" + file)), "keep");
+    for (const std::string &file : kept)
+        EXPECT_EQ(readFile(dir / ("copy/" + file)), "keep");
     EXPECT_FALSE(exists(dir / "copy/.A.MOV.ferrydeck-part"));
     EXPECT_TRUE(exists(dir / "copy/.D.ferrydeck-part"));
     EXPECT_EQ(FileCopy::removeTemporaryFiles(dir / "missing"), -1);

@@ -1,5 +1,5 @@
 #include "fsutil/Resources.h"
-#include "settings/EnvironmentGuard.h"
+#include "support/EnvironmentGuard.h"
 #include "support/TestFiles.h"
 
 #include <gtest/gtest.h>

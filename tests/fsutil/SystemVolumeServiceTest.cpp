@@ -49,7 +49,7 @@ std::string readLabel(const std::string &image)
 
 } // namespace
 
-TEST(SystemVolumeService, SortsRemovableAndLocalListsFromTheMountTableAndSysfs)
+TEST(SystemVolumeService, SortsRemovableAndLocalListsFromTheMountTableAndOnlyTheExactMountPathIsRemovable)
 {
     VolumeFixture fixture;
     fixture.writeMountinfo(kDesktopMounts);
@@ -61,14 +61,7 @@ TEST(SystemVolumeService, SortsRemovableAndLocalListsFromTheMountTableAndSysfs)
               (std::vector<std::string>{"/mnt/USB STICK", "/mnt/dvd", "/mnt/over", "/srv/sd"}));
     EXPECT_EQ(DirectoryUtilities::localVolumes(),
               (std::vector<std::string>{"/", "/boot/efi", "/mnt/USB STICK", "/mnt/dvd", "/mnt/over", "/srv/sd"}));
-}
-
-TEST(SystemVolumeService, OnlyTheExactMountPathIsRemovable)
-{
-    VolumeFixture fixture;
-    fixture.writeMountinfo(kDesktopMounts);
-    CurrentService current(std::make_shared<SystemVolumeService>(fixture.mountinfoPath(), fixture.sysfsRoot()));
-
+    // Only the exact mount path is removable.
     EXPECT_TRUE(DirectoryUtilities::driveIsRemovable("/mnt/USB STICK"));
     EXPECT_TRUE(DirectoryUtilities::driveIsRemovable("/srv/sd"));
     EXPECT_FALSE(DirectoryUtilities::driveIsRemovable("/mnt/USB STICK/"));

@@ -34,46 +34,56 @@ const char *kClipFile = R"(<?xml version="1.0" encoding="UTF-8"?>
 
 } // namespace
 
-TEST(XmlFind, ValueWithoutDescriptorIsTheTextBetweenTheTags)
+struct FindCase {
+    const char *name;
+    std::string file;
+    const char *tag;
+    std::optional<std::string> descriptor;
+    std::optional<std::string> found;
+};
+
+void PrintTo(const FindCase &c, std::ostream *out)
 {
-    TempDir dir;
-    writeFile(dir / "clip.xml", kClipFile);
-    EXPECT_EQ(XmlUtilities::findXmlTagInfo("<StartTimecode>", dir / "clip.xml"), "10:00:00:00");
+    *out << c.name;
 }
 
-TEST(XmlFind, FirstOfTwoEqualElementsWins)
+class XmlFind : public ::testing::TestWithParam<FindCase> {};
+
+TEST_P(XmlFind, FindsTheFirstMatchingLineBelowTheRoot)
 {
     TempDir dir;
-    writeFile(dir / "clip.xml", kClipFile);
-    EXPECT_EQ(XmlUtilities::findXmlTagInfo("<LtcChange ", dir / "clip.xml", std::string("frameCount=")),
-              R"(<LtcChange frameCount="0" value="10000000" status="increment"/>)");
-    auto node = XmlUtilities::nodeWithName("StartTimecode", dir / "clip.xml");
-    ASSERT_TRUE(node);
-    EXPECT_EQ(node->stringValue(), "10:00:00:00");
+    writeFile(dir / "clip.xml", GetParam().file);
+    EXPECT_EQ(XmlUtilities::findXmlTagInfo(GetParam().tag, dir / "clip.xml", GetParam().descriptor), GetParam().found);
 }
 
-TEST(XmlFind, DescriptorSelectsTheFirstLineContainingIt)
+INSTANTIATE_TEST_SUITE_P(
+    Files, XmlFind,
+    ::testing::Values(FindCase{"TextBetweenTheTags", kClipFile, "<StartTimecode>", std::nullopt, "10:00:00:00"},
+                      FindCase{"FirstOfTwoEqualElements", kClipFile, "<LtcChange ",
+                               "frameCount=", R"(<LtcChange frameCount="0" value="10000000" status="increment"/>)"},
+                      FindCase{"DescriptorSelectsTheLine", kClipFile, "<LtcChange ", "status=\"end",
+                               R"(<LtcChange frameCount="249" value="34090010" status="end"/>)"},
+                      FindCase{"DescriptorIsCaseSensitive", kClipFile, "<LtcChange ", "Status=", std::nullopt},
+                      FindCase{"RootIsNeverExamined", R"(<StartTimecode value="1">10:00:00:00</StartTimecode>)",
+                               "<StartTimecode", "value", std::nullopt},
+                      FindCase{"MalformedMarkupIsRecovered",
+                               "<Clip><Name>C0001</Name><StartTimecode>01:02:03:04</StartTimecode><Unclosed a=1>",
+                               "<StartTimecode>", std::nullopt, "01:02:03:04"}),
+    [](const ::testing::TestParamInfo<FindCase> &info) { return std::string(info.param.name); });
+
+TEST(XmlFindLines, ABarePrefixMatchesTheEnclosingTableFirstAndNodesAfterTheRootAreWalked)
 {
     TempDir dir;
     writeFile(dir / "clip.xml", kClipFile);
-    EXPECT_EQ(XmlUtilities::findXmlTagInfo("<LtcChange ", dir / "clip.xml", std::string("status=\"end")),
-              R"(<LtcChange frameCount="249" value="34090010" status="end"/>)");
-    EXPECT_EQ(XmlUtilities::findXmlTagInfo("<LtcChange ", dir / "clip.xml", std::string("Status=")),
-              std::nullopt);
-    // A bare prefix also matches the enclosing table, whose line holds its
-    // children's text, so the table comes first.
+    // The table's line holds its children's text, so the table comes first.
     auto table = XmlUtilities::findXmlTagInfo("<LtcChange", dir / "clip.xml", std::string("status=\"end"));
     ASSERT_TRUE(table);
     EXPECT_EQ(table->find("<LtcChangeTable tcFps=\"25\""), 0u);
     EXPECT_EQ(table->rfind("</LtcChangeTable>"), table->size() - 17);
-}
-
-TEST(XmlFind, RootIsNeverExamined)
-{
-    TempDir dir;
+    auto node = XmlUtilities::nodeWithName("StartTimecode", dir / "clip.xml");
+    ASSERT_TRUE(node);
+    EXPECT_EQ(node->stringValue(), "10:00:00:00");
     writeFile(dir / "root.xml", R"(<StartTimecode value="1">10:00:00:00</StartTimecode>)");
-    EXPECT_EQ(XmlUtilities::findXmlTagInfo("<StartTimecode", dir / "root.xml", std::string("value")),
-              std::nullopt);
     EXPECT_EQ(XmlUtilities::nodeWithName("StartTimecode", dir / "root.xml"), std::nullopt);
 
     // Nodes after the root are walked; one named like the root inside it is found.
@@ -84,7 +94,7 @@ TEST(XmlFind, RootIsNeverExamined)
     EXPECT_EQ(XmlUtilities::findTagLine("<!--", *document, std::nullopt), "<!--after-->");
 }
 
-TEST(XmlFind, UnreadableOrUnparseableFilesGiveNone)
+TEST(XmlFindLines, UnreadableOrUnparseableFilesGiveNone)
 {
     TempDir dir;
     writeFile(dir / "empty.xml", "");
@@ -94,7 +104,7 @@ TEST(XmlFind, UnreadableOrUnparseableFilesGiveNone)
     writeFile(dir / "huge.xml", "<A>");
     ASSERT_EQ(::truncate((dir / "huge.xml").c_str(), XmlDocument::kMaximumFileSize + 1), 0);
     for (const std::string &name : {dir / "empty.xml", dir / "binary.xml", dir / "missing.xml", dir / "folder.xml",
-                                   dir / "pipe.xml", dir / "huge.xml", std::string("/dev/zero")}) {
+                                    dir / "pipe.xml", dir / "huge.xml", std::string("/dev/zero")}) {
         SCOPED_TRACE(name);
         EXPECT_EQ(XmlUtilities::findXmlTagInfo("<A>", name), std::nullopt);
         EXPECT_EQ(XmlUtilities::nodeWithName("A", name), std::nullopt);
@@ -107,15 +117,6 @@ TEST(XmlFind, UnreadableOrUnparseableFilesGiveNone)
     struct stat info {};
     ASSERT_EQ(::stat((dir / "huge.xml").c_str(), &info), 0);
     EXPECT_EQ(static_cast<uint64_t>(info.st_size), XmlDocument::kMaximumFileSize + 1);
-}
-
-TEST(XmlFind, MalformedMarkupIsRecovered)
-{
-    TempDir dir;
-    writeFile(dir / "broken.xml",
-              "<Clip><Name>C0001</Name><StartTimecode>01:02:03:04</StartTimecode><Unclosed a=1>");
-    EXPECT_EQ(XmlUtilities::findXmlTagInfo("<StartTimecode>", dir / "broken.xml"), "01:02:03:04");
-    EXPECT_EQ(XmlUtilities::findXmlTagInfo("<Name>", dir / "broken.xml"), "C0001");
 }
 
 struct StripCase {
@@ -138,17 +139,16 @@ TEST_P(XmlStrip, CutsTheQuotedValueAfterTheDescriptor)
     EXPECT_EQ(XmlUtilities::stripValueFromInfo(std::string(c.line), c.descriptor), c.value);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Lines, XmlStrip,
-    ::testing::Values(StripCase{R"(<Item frameCount="0" value="10"/>)", "value=\"", "10"},
-                      StripCase{R"(<Item frameCount="0" value="17"/>)", "value=", "17"},
-                      StripCase{R"(<Item frameCount="0" value="17"/>)", "value=\"", "17"},
-                      StripCase{R"(<Item name="" value="9"/>)", "name=", ""},
-                      // The first occurrence wins, even inside another attribute's name.
-                      StripCase{R"(<Item startvalue="5" value="6"/>)", "value=", "5"},
-                      StripCase{R"(<Item value=17/>)", "value=", std::nullopt},
-                      StripCase{R"(<Item value="17/>)", "value=", std::nullopt},
-                      StripCase{R"(<Item frameCount="0"/>)", "value=", std::nullopt}));
+INSTANTIATE_TEST_SUITE_P(Lines, XmlStrip,
+                         ::testing::Values(StripCase{R"(<Item frameCount="0" value="10"/>)", "value=\"", "10"},
+                                           StripCase{R"(<Item frameCount="0" value="17"/>)", "value=", "17"},
+                                           StripCase{R"(<Item frameCount="0" value="17"/>)", "value=\"", "17"},
+                                           StripCase{R"(<Item name="" value="9"/>)", "name=", ""},
+                                           // The first occurrence wins, even inside another attribute's name.
+                                           StripCase{R"(<Item startvalue="5" value="6"/>)", "value=", "5"},
+                                           StripCase{R"(<Item value=17/>)", "value=", std::nullopt},
+                                           StripCase{R"(<Item value="17/>)", "value=", std::nullopt},
+                                           StripCase{R"(<Item frameCount="0"/>)", "value=", std::nullopt}));
 
 TEST(XmlStrip, NoLineGivesNone)
 {
@@ -163,32 +163,25 @@ const char *kMediaInfo = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
 
 } // namespace
 
-TEST(XmlRemove, WithoutHeaderKeepsTheOpeningElementAndRemovesEverythingAfterIt)
+TEST(XmlRemove, TheHeaderFlagDecidesWhetherTheOpeningElementGoesAndOnlyABareOneIsAnOpening)
 {
     TempDir dir;
-    writeFile(dir / "MEDIAINF.XML", kMediaInfo);
-    EXPECT_TRUE(XmlUtilities::removeXMLNode("ClipInfo", dir / "MEDIAINF.XML", false));
-    EXPECT_EQ(readFile(dir / "MEDIAINF.XML"), "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                                              "<MediaInfo><Header>h</Header><ClipInfo/></MediaInfo>\n");
-}
-
-TEST(XmlRemove, WithHeaderRemovesTheOpeningElementToo)
-{
-    TempDir dir;
-    writeFile(dir / "MEDIAINF.XML", kMediaInfo);
-    EXPECT_TRUE(XmlUtilities::removeXMLNode("ClipInfo", dir / "MEDIAINF.XML", true));
-    EXPECT_EQ(readFile(dir / "MEDIAINF.XML"), "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                                              "<MediaInfo><Header>h</Header></MediaInfo>\n");
-}
-
-TEST(XmlRemove, ElementWithAttributesIsNeverAnOpening)
-{
-    TempDir dir;
-    const std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-                             "<M><ClipInfo v=\"1\"><Clip/></ClipInfo><Tail/></M>\n";
-    writeFile(dir / "a.xml", text);
-    EXPECT_TRUE(XmlUtilities::removeXMLNode("ClipInfo", dir / "a.xml", true));
-    EXPECT_EQ(readFile(dir / "a.xml"), text);
+    const std::string header = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+    const std::string withAttributes = header + "<M><ClipInfo v=\"1\"><Clip/></ClipInfo><Tail/></M>\n";
+    const struct {
+        std::string before;
+        bool withHeader;
+        std::string after;
+    } cases[] = {
+        {kMediaInfo, false, header + "<MediaInfo><Header>h</Header><ClipInfo/></MediaInfo>\n"},
+        {kMediaInfo, true, header + "<MediaInfo><Header>h</Header></MediaInfo>\n"},
+        {withAttributes, true, withAttributes},
+    };
+    for (const auto &c : cases) {
+        writeFile(dir / "MEDIAINF.XML", c.before);
+        EXPECT_TRUE(XmlUtilities::removeXMLNode("ClipInfo", dir / "MEDIAINF.XML", c.withHeader));
+        EXPECT_EQ(readFile(dir / "MEDIAINF.XML"), c.after);
+    }
 }
 
 TEST(XmlRemove, UnparseableFileIsEmptiedAndMissingFileLeftAlone)
@@ -217,9 +210,8 @@ TEST(XmlRemove, NodesHeldBeforeARemovalStayUsable)
 TEST(XmlNodes, ChildLookupIsDirectChildrenOnlyAndNodesOutliveTheFile)
 {
     TempDir dir;
-    writeFile(dir / "clip.xml",
-              "<P2Main><ClipContent><ClipName>0001AB</ClipName><Relation><ClipName>x</ClipName>"
-              "</Relation><GlobalClipID>ID1</GlobalClipID></ClipContent></P2Main>");
+    writeFile(dir / "clip.xml", "<P2Main><ClipContent><ClipName>0001AB</ClipName><Relation><ClipName>x</ClipName>"
+                                "</Relation><GlobalClipID>ID1</GlobalClipID></ClipContent></P2Main>");
     auto content = XmlUtilities::nodeWithName("ClipContent", dir / "clip.xml");
     ::unlink((dir / "clip.xml").c_str());
     ASSERT_TRUE(content);
@@ -245,8 +237,7 @@ TEST(XmlNodes, CreatedElementsTakeAttributesOnlyFromListsOfEqualLength)
     auto uneven = XmlUtilities::createElementWithName("Clip", Names{"a", "b"}, Names{"1"}, std::nullopt);
     ASSERT_TRUE(uneven);
     EXPECT_EQ(uneven->xmlString(), "<Clip/>");
-    EXPECT_EQ(XmlUtilities::createElementWithName("", std::nullopt, std::nullopt, std::nullopt),
-              std::nullopt);
+    EXPECT_EQ(XmlUtilities::createElementWithName("", std::nullopt, std::nullopt, std::nullopt), std::nullopt);
 }
 
 // A listening socket on the loopback that no one should ever connect to.
@@ -259,8 +250,7 @@ public:
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         socklen_t length = sizeof address;
-        if (m_fd < 0 || ::bind(m_fd, reinterpret_cast<sockaddr *>(&address), length) != 0 ||
-            ::listen(m_fd, 4) != 0 ||
+        if (m_fd < 0 || ::bind(m_fd, reinterpret_cast<sockaddr *>(&address), length) != 0 || ::listen(m_fd, 4) != 0 ||
             ::getsockname(m_fd, reinterpret_cast<sockaddr *>(&address), &length) != 0)
             throw std::runtime_error("listener");
         m_port = ntohs(address.sin_port);
@@ -348,7 +338,8 @@ TEST(XmlSafety, EntityBombsAndDeepNestingAreReadInBoundedTimeAndMemory)
     std::string bomb = "<?xml version=\"1.0\"?>\n<!DOCTYPE Clip [\n<!ENTITY a0 \"lollollollollollollollollollol\">\n";
     for (int i = 1; i < 10; ++i) {
         bomb += "<!ENTITY a" + std::to_string(i) + " \"";
-        for (int k = 0; k < 10; ++k) bomb += "&a" + std::to_string(i - 1) + ";";
+        for (int k = 0; k < 10; ++k)
+            bomb += "&a" + std::to_string(i - 1) + ";";
         bomb += "\">\n";
     }
     bomb += "]>\n<Clip><Name>&a9;</Name><Tc>01:00:00:00</Tc></Clip>\n";
@@ -362,7 +353,8 @@ TEST(XmlSafety, EntityBombsAndDeepNestingAreReadInBoundedTimeAndMemory)
     EXPECT_LT(document ? document->xmlData().size() : 0, 100000u);
 
     std::string deep;
-    for (int i = 0; i < 100000; ++i) deep += "<a>";
+    for (int i = 0; i < 100000; ++i)
+        deep += "<a>";
     writeFile(dir / "deep.xml", "<Clip><Tc>02:00:00:00</Tc>" + deep);
     EXPECT_EQ(XmlUtilities::findXmlTagInfo("<Tc>", dir / "deep.xml"), "02:00:00:00");
 }

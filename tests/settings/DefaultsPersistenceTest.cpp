@@ -1,4 +1,4 @@
-#include "EnvironmentGuard.h"
+#include "support/EnvironmentGuard.h"
 
 #include "settings/DefaultsPersistence.h"
 #include "support/TestFiles.h"

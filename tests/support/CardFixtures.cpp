@@ -5,13 +5,13 @@
 #include "fsutil/MediaRootVolumeService.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <filesystem>
+#include <stdexcept>
 
 namespace fs = std::filesystem;
 
 namespace ferrydeck::test {
-
-namespace {
 
 std::string be32(uint32_t value)
 {
@@ -23,6 +23,8 @@ std::string box(const std::string &type, const std::string &payload)
 {
     return be32(static_cast<uint32_t>(8 + payload.size())) + type + payload;
 }
+
+namespace {
 
 std::string track(const std::string &handler)
 {
@@ -285,6 +287,16 @@ BuiltCard buildCard(CardKind kind, const std::string &rootDir)
         card.clips = {r + "/Movies/interview.mov", r + "/Movies/broll.mp4"};
         break;
     }
+    return card;
+}
+
+BuiltCard insertCard(CardKind kind, const std::string &staging, const std::string &mountPoint)
+{
+    BuiltCard card = buildCard(kind, staging);
+    if (std::rename(staging.c_str(), mountPoint.c_str()) != 0) throw std::runtime_error("cannot insert " + staging);
+    for (std::string &clip : card.clips)
+        clip = mountPoint + clip.substr(staging.size());
+    card.root = mountPoint;
     return card;
 }
 

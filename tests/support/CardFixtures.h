@@ -42,6 +42,14 @@ struct BuiltCard {
 // AVCHD kinds). Movies are real enough for the movie reader.
 BuiltCard buildCard(CardKind kind, const std::string &rootDir);
 
+// Builds the card in `staging` and moves it to `mountPoint` in one rename,
+// as a card is mounted whole; the result names it at `mountPoint`.
+BuiltCard insertCard(CardKind kind, const std::string &staging, const std::string &mountPoint);
+
+// A big-endian 32-bit field, and a movie box of `type` around `payload`.
+std::string be32(uint32_t value);
+std::string box(const std::string &type, const std::string &payload);
+
 // A movie file with one video track (when `withVideo`) and the duration in
 // units of `timeScale`.
 std::string movieBytes(uint32_t timeScale, uint64_t duration, bool withVideo = true);

@@ -5,6 +5,7 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -72,11 +73,22 @@ bool exists(const std::string &path)
     return ::lstat(path.c_str(), &info) == 0;
 }
 
+std::vector<std::string> listFolder(const std::string &path)
+{
+    std::vector<std::string> names;
+    std::error_code error;
+    for (const auto &entry : fs::directory_iterator(path, error))
+        names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
 std::vector<nlohmann::json> jsonLines(const std::string &output)
 {
     std::vector<nlohmann::json> lines;
     std::istringstream stream(output);
-    for (std::string line; std::getline(stream, line);) lines.push_back(nlohmann::json::parse(line));
+    for (std::string line; std::getline(stream, line);)
+        lines.push_back(nlohmann::json::parse(line));
     return lines;
 }
 

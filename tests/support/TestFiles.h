@@ -33,6 +33,8 @@ void writeSizedFile(const std::string &path, uint64_t size, unsigned pattern = 1
 std::string readFile(const std::string &path);
 void makeDirectory(const std::string &path);
 bool exists(const std::string &path);
+// The names in a folder (not below it), sorted; none for a missing folder.
+std::vector<std::string> listFolder(const std::string &path);
 
 // The JSON objects of a command's `--json` output, one per line.
 std::vector<nlohmann::json> jsonLines(const std::string &output);
