@@ -26,11 +26,9 @@ TEST(ListingFaults, AFolderThatCannotBeOpenedEndsTheJobAsErrorNamingIt)
 
     for (const char *verify : {"size", "contents"}) {
         SCOPED_TRACE(verify);
-        CliRun::Options options;
-        options.environment = faultEnvironment("open-eacces", "*/card/CLIPS");
         const CliRun::Result result = runCli({"offload", dir / "card", "--dest", dir / "dest", "--verify", verify,
                                               "--log-dir", dir / "logs", "--log-detail", "verbose", "--json"},
-                                             options);
+                                             faultEnvironment("open-eacces", "*/card/CLIPS"));
         ASSERT_FALSE(result.timedOut) << result.err;
         EXPECT_EQ(result.exitCode, 1) << result.err;
         EXPECT_NE(result.err.find(dir / "card/CLIPS"), std::string::npos) << result.err;
