@@ -83,7 +83,8 @@ int runCopy(const CopyOptions &options)
     job->setDelegate(progress);
     job->updateInterfaceEstimatedTime();
     job->createInitialLogEntry();
-    for (int i = 0; i < options.threads; ++i) job->addThreadToPool(job->createOffloadThread());
+    for (int i = 0; i < options.threads; ++i)
+        job->addThreadToPool(job->createOffloadThread());
 
     std::signal(SIGINT, onInterrupt);
     std::signal(SIGTERM, onInterrupt);

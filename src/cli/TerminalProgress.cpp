@@ -7,7 +7,8 @@
 namespace ferrydeck::cli {
 
 TerminalProgress::TerminalProgress(std::shared_ptr<MainLoop> loop)
-    : m_loop(std::move(loop)), m_enabled(::isatty(STDERR_FILENO) == 1)
+    : m_loop(std::move(loop))
+    , m_enabled(::isatty(STDERR_FILENO) == 1)
 {
 }
 

@@ -108,8 +108,8 @@ void AppController::automaticallyProcessRemovableMedia()
         const std::vector<std::shared_ptr<AttachedVolume>> last = drivesMountedLastTick();
         for (const auto &volume : current) {
             const std::string path = volume->volumePath();
-            const bool seen = std::any_of(last.begin(), last.end(),
-                                          [&](const auto &old) { return old->volumePath() == path; });
+            const bool seen =
+                std::any_of(last.begin(), last.end(), [&](const auto &old) { return old->volumePath() == path; });
             if (!seen) fresh.push_back(path);
         }
     }

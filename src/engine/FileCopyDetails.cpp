@@ -9,11 +9,16 @@ namespace ferrydeck {
 const char *FileCopyDetails::statusText(int32_t status)
 {
     switch (status) {
-    case kInQueue: return "In Queue";
-    case kInProcess: return "In Process";
-    case kCopyVerified: return "Copy Verified";
-    case kCopyError: return "Copy Error";
-    default: return "N/A";
+    case kInQueue:
+        return "In Queue";
+    case kInProcess:
+        return "In Process";
+    case kCopyVerified:
+        return "Copy Verified";
+    case kCopyError:
+        return "Copy Error";
+    default:
+        return "N/A";
     }
 }
 

@@ -24,7 +24,8 @@ void OffloadDriver::listSource(OffloadInstance &job)
         DirectoryUtilities::sourceFilesAtDirectory(source, false, count, bytes, unreadable);
     std::vector<OffloadInstance::Details> details;
     details.reserve(files.size() + unreadable.size());
-    for (const std::string &file : files) details.push_back(FileCopyDetails::detailsFromFile(file));
+    for (const std::string &file : files)
+        details.push_back(FileCopyDetails::detailsFromFile(file));
     // Last in the list and failed from the start: everything readable is
     // still copied and verified before the job ends as Error naming them.
     for (const DirectoryUtilities::UnreadableEntry &entry : unreadable) {
@@ -44,8 +45,8 @@ void OffloadDriver::listSource(OffloadInstance &job)
     job.setOffloadStatus(OffloadInstance::kInQueue);
 }
 
-void OffloadDriver::createOffloadDirectories(const std::vector<std::string> &subDirectories,
-                                             const std::string &source, int destinationFd)
+void OffloadDriver::createOffloadDirectories(const std::vector<std::string> &subDirectories, const std::string &source,
+                                             int destinationFd)
 {
     for (const std::string &folder : subDirectories) {
         // Only the folder's own name is tested for a leading dot: a visible
@@ -65,8 +66,8 @@ void OffloadDriver::createOffloadDirectories(const std::vector<std::string> &sub
     }
 }
 
-void OffloadDriver::createOffloadDirectories(const std::vector<std::string> &subDirectories,
-                                             const std::string &source, const std::string &destination)
+void OffloadDriver::createOffloadDirectories(const std::vector<std::string> &subDirectories, const std::string &source,
+                                             const std::string &destination)
 {
     const UniqueFd folder(::open(destination.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (folder) createOffloadDirectories(subDirectories, source, folder.get());
@@ -86,8 +87,8 @@ void OffloadDriver::copyFolderModificationTimes(const OffloadInstance &job)
     folders.push_back(source);
     for (const std::string &sourceFolder : folders) {
         const std::optional<std::string> relative = sourceFolder == source
-                                                         ? std::optional<std::string>("")
-                                                         : OffloadInstance::relativeToSource(sourceFolder, source);
+                                                        ? std::optional<std::string>("")
+                                                        : OffloadInstance::relativeToSource(sourceFolder, source);
         struct stat info {};
         if (!relative || ::stat(sourceFolder.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) continue;
         const UniqueFd copy = FileCopy::openFolderBeneath(folder->get(), *relative, false);

@@ -9,14 +9,22 @@ namespace ferrydeck {
 const char *OffloadInstance::statusText(int32_t status)
 {
     switch (status) {
-    case kInQueue: return "In Queue";
-    case kProcessing: return "Processing";
-    case kCanceled: return "Canceled";
-    case kCompleted: return "Completed";
-    case kError: return "Error";
-    case kIdle: return "Idle";
-    case kIndexing: return "Indexing";
-    default: return "";
+    case kInQueue:
+        return "In Queue";
+    case kProcessing:
+        return "Processing";
+    case kCanceled:
+        return "Canceled";
+    case kCompleted:
+        return "Completed";
+    case kError:
+        return "Error";
+    case kIdle:
+        return "Idle";
+    case kIndexing:
+        return "Indexing";
+    default:
+        return "";
     }
 }
 
@@ -26,11 +34,15 @@ DisplayColor OffloadInstance::statusColor(int32_t status)
     case kInQueue:
     case kProcessing:
     case kIdle:
-    case kIndexing: return DisplayColor::Blue;
+    case kIndexing:
+        return DisplayColor::Blue;
     case kCanceled:
-    case kError: return DisplayColor::Red;
-    case kCompleted: return DisplayColor::Green;
-    default: return DisplayColor::White;
+    case kError:
+        return DisplayColor::Red;
+    case kCompleted:
+        return DisplayColor::Green;
+    default:
+        return DisplayColor::White;
     }
 }
 

@@ -5,28 +5,34 @@ namespace ferrydeck {
 const char *displayColorName(DisplayColor color)
 {
     switch (color) {
-    case DisplayColor::Default: return "default";
-    case DisplayColor::Black: return "black";
-    case DisplayColor::Blue: return "blue";
-    case DisplayColor::Red: return "red";
-    case DisplayColor::Green: return "green";
-    case DisplayColor::White: return "white";
+    case DisplayColor::Default:
+        return "default";
+    case DisplayColor::Black:
+        return "black";
+    case DisplayColor::Blue:
+        return "blue";
+    case DisplayColor::Red:
+        return "red";
+    case DisplayColor::Green:
+        return "green";
+    case DisplayColor::White:
+        return "white";
     }
     return "default";
 }
 
 OffloadInterface::OffloadInterface() = default;
 
-#define FERRYDECK_PROPERTY(Type, getter, setter, member)                                                      \
-    Type OffloadInterface::getter() const                                                                     \
-    {                                                                                                         \
-        std::lock_guard lock(m_fields);                                                                       \
-        return member;                                                                                        \
-    }                                                                                                         \
-    void OffloadInterface::setter(const Type &value)                                                          \
-    {                                                                                                         \
-        std::lock_guard lock(m_fields);                                                                       \
-        member = value;                                                                                       \
+#define FERRYDECK_PROPERTY(Type, getter, setter, member)                                                               \
+    Type OffloadInterface::getter() const                                                                              \
+    {                                                                                                                  \
+        std::lock_guard lock(m_fields);                                                                                \
+        return member;                                                                                                 \
+    }                                                                                                                  \
+    void OffloadInterface::setter(const Type &value)                                                                   \
+    {                                                                                                                  \
+        std::lock_guard lock(m_fields);                                                                                \
+        member = value;                                                                                                \
     }
 
 FERRYDECK_PROPERTY(std::string, sourceDirectory, setSourceDirectory, m_sourceDirectory)
@@ -87,7 +93,8 @@ std::string OffloadInterface::logText() const
 {
     std::lock_guard lock(m_fields);
     std::string text;
-    for (const LogSegment &segment : m_logDetails) text += segment.text;
+    for (const LogSegment &segment : m_logDetails)
+        text += segment.text;
     return text;
 }
 

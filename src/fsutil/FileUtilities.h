@@ -53,8 +53,8 @@ namespace path {
 std::string lastComponent(const std::string &path);
 std::string parent(const std::string &path);
 std::string join(const std::string &directory, const std::string &name);
-bool exists(const std::string &path);          // without following a final symbolic link
-bool isDirectory(const std::string &path);     // following symbolic links
+bool exists(const std::string &path);      // without following a final symbolic link
+bool isDirectory(const std::string &path); // following symbolic links
 // The path as the file system reaches it: symbolic links and ".." resolved
 // through every component that exists, the rest appended as written (with
 // "." and ".." folded), so that two spellings of one folder compare equal.

@@ -73,14 +73,17 @@ TEST(CopyCommand, BadInputIsRefusedWithStatusTwo)
 TEST(CopyCommand, HostileNamesAreCopiedAndNeverRun)
 {
     TempDir dir;
-    const std::vector<std::string> names{"it's \"quoted\".mov", "`touch PWNED`", "$(touch PWNED)", "a;touch PWNED",
-                                         "-rf", "new\nline", "tab\tx", "\xff\xfe-not-utf8"};
-    for (size_t i = 0; i < names.size(); ++i) writeSizedFile(dir / ("card/" + names[i]), 100 + i, i);
+    const std::vector<std::string> names{
+        "it's \"quoted\".mov", "`touch PWNED`", "$(touch PWNED)",   "a;touch PWNED", "-rf",
+        "new\nline",           "tab\tx",        "\xff\xfe-not-utf8"};
+    for (size_t i = 0; i < names.size(); ++i)
+        writeSizedFile(dir / ("card/" + names[i]), 100 + i, i);
     makeDirectory(dir / "dest");
     const auto run = cli({"copy", dir / "card", dir / "dest", "--verify", "contents", "--json"});
     ASSERT_EQ(run.exitCode, 0) << run.output;
     EXPECT_TRUE(nlohmann::json::parse(run.output).is_object());
-    for (const auto &name : names) EXPECT_EQ(readFile(dir / ("dest/card/" + name)), readFile(dir / ("card/" + name)));
+    for (const auto &name : names)
+        EXPECT_EQ(readFile(dir / ("dest/card/" + name)), readFile(dir / ("card/" + name)));
     EXPECT_FALSE(exists(dir / "PWNED"));
     EXPECT_FALSE(exists("PWNED"));
 }
