@@ -50,6 +50,7 @@ bench: deps
 	@cmake --build build-release -j $(JOBS) --target ferrydeck-cli bench-walk bench-uncache bench-gui-block
 	@bash bench/run-all.sh build-release
 	@bash bench/gui.sh build-release
+	@bash bench/slow-card.sh build-release
 
 # PREFIX=/usr/local by default; the desktop's menu finds share/applications there.
 install: build
