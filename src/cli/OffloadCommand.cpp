@@ -4,8 +4,6 @@
 
 namespace ferrydeck::cli {
 
-namespace {
-
 int runOffload(OffloadOptions &options)
 {
     OffloadSession session(options);
@@ -26,6 +24,8 @@ int runOffload(OffloadOptions &options)
     if (session.cancelled()) return kExitFailed; // the running jobs ended Canceled with their logs written
     return allCompleted && !dropped ? kExitOk : kExitFailed;
 }
+
+namespace {
 
 const RegisterCommand registration([](CLI::App &app, int &exitCode) {
     auto options = std::make_shared<OffloadOptions>();

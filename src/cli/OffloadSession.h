@@ -43,10 +43,15 @@ struct OffloadOptions {
     std::set<std::string> given;
 };
 
-// Adds the shared options to a sub-command.
+// The options of how jobs copy, log and report.
+void addCopyOptions(CLI::App &command, OffloadOptions &options);
+// addCopyOptions with the destinations, the naming and --saved.
 void addOffloadOptions(CLI::App &command, OffloadOptions &options);
 // Records which options were given; call from the sub-command's callback.
 void noteGivenOptions(const CLI::App &command, OffloadOptions &options);
+
+// `offload` of options.sources; `copy` is the same run with one destination.
+int runOffload(OffloadOptions &options);
 
 // The controller of one command run, its main loop and its command-line view.
 class OffloadSession {

@@ -25,7 +25,7 @@ int runWatch(OffloadOptions &options)
     controller.toggleOffloadMode();
 
     for (const auto &job : controller.listOffloadInstances()) {
-        const int32_t status = job->offloadStatus();
+        const OffloadInstance::Status status = job->offloadStatus();
         if (status != OffloadInstance::kCompleted && job->processingTaskHasBegun()) return kExitFailed;
     }
     return kExitOk;

@@ -1,5 +1,6 @@
 #include "engine/OffloadInstance.h"
 
+#include "fsutil/AtomicFile.h"
 #include "fsutil/FileCopy.h"
 #include "fsutil/FileUtilities.h"
 #include "fsutil/SystemLog.h"
@@ -46,11 +47,7 @@ void OffloadInstance::offloadSourceFiles()
     const std::string source = sourceDirectory();
     const std::string destinationRoot = fullOffloadPath();
     const std::shared_ptr<const UniqueFd> folder = offloadFolder();
-    CopyObserver observer;
-    {
-        std::lock_guard lock(m_properties);
-        observer = m_copyObserver;
-    }
+    const CopyObserver observer = m_properties.get<&Properties::copyObserver>();
     const auto recordCount = static_cast<int32_t>(details.size());
 
     while (!processingTaskIsOver()) {
@@ -205,14 +202,9 @@ bool OffloadInstance::copyFile(const std::string &source, const std::string &des
         // The end of the data ends the copy, even before the size read at the
         // start: a file that shrank must not make the loop spin.
         if (n == 0) return true;
-        for (ssize_t written = 0; written < n;) {
-            const ssize_t w = ::write(out.get(), buffer.get() + written, static_cast<size_t>(n - written));
-            if (w < 0 && errno == EINTR) continue;
-            if (w <= 0) {
-                systemLog("Coyp Error: %s: %s", destination.c_str(), std::strerror(errno));
-                return false;
-            }
-            written += w;
+        if (!fsutil::writeAll(out.get(), {buffer.get(), static_cast<size_t>(n)})) {
+            systemLog("Coyp Error: %s: %s", destination.c_str(), std::strerror(errno));
+            return false;
         }
         offset += n;
     }
@@ -220,11 +212,7 @@ bool OffloadInstance::copyFile(const std::string &source, const std::string &des
 
 void OffloadInstance::soundFileCopyFailureAlert()
 {
-    std::function<void()> sound;
-    {
-        std::lock_guard lock(m_properties);
-        sound = m_failureSound;
-    }
+    const std::function<void()> sound = m_properties.get<&Properties::failureSound>();
     try {
         if (sound) sound();
     } catch (const std::exception &) {

@@ -9,7 +9,7 @@
 #include "gui/QtMainLoop.h"
 #include "gui/QueueTableModel.h"
 #include "gui/SettingsDrawer.h"
-#include "settings/DefaultsPersistence.h"
+#include "controller/DefaultsPersistence.h"
 
 #include <QCloseEvent>
 #include <QDialog>

@@ -1,5 +1,5 @@
 // The offload command as scripts meet it: saved preferences and interruption.
-#include "settings/DefaultsPersistence.h"
+#include "controller/DefaultsPersistence.h"
 
 #include <unistd.h>
 #include "support/ChildProcess.h"

@@ -28,7 +28,7 @@ size_t count(const std::string &text, const std::string &what)
 std::vector<int32_t> statuses(const OffloadInstance &job)
 {
     std::vector<int32_t> result;
-    for (const auto &record : job.fileDetails()) result.push_back(record->rawStatus());
+    for (const auto &record : job.fileDetails()) result.push_back(static_cast<int32_t>(record->rawStatus()));
     return result;
 }
 
