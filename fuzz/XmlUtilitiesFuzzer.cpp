@@ -35,7 +35,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         const std::string name = firstChild.empty() ? "ClipInfo" : firstChild.front().name();
         XmlUtilities::removeXMLNode(name.empty() ? "ClipInfo" : name, *copy, header);
         copy->xmlData();
-        for (const auto &held : firstChild) held.xmlString();
+        for (const auto &held : firstChild)
+            held.xmlString();
     }
     return 0;
 }

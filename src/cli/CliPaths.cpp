@@ -11,7 +11,8 @@ std::string absolutePath(const std::string &path)
         char cwd[4096];
         if (::getcwd(cwd, sizeof cwd)) result = std::string(cwd) + "/" + result;
     }
-    while (result.size() > 1 && result.back() == '/') result.pop_back();
+    while (result.size() > 1 && result.back() == '/')
+        result.pop_back();
     return result;
 }
 

@@ -10,8 +10,8 @@ namespace ferrydeck::cli {
 // Exit codes scripts can rely on.
 enum ExitCode : int {
     kExitOk = 0,
-    kExitFailed = 1,  // the work ran and did not succeed (a job ended in Error, ...)
-    kExitUsage = 2,   // bad arguments or missing input
+    kExitFailed = 1, // the work ran and did not succeed (a job ended in Error, ...)
+    kExitUsage = 2,  // bad arguments or missing input
 };
 
 // Each sub-command lives in its own file and registers itself here, so that

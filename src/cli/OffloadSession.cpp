@@ -34,9 +34,12 @@ void onInterrupt(int)
 constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
 
 const std::map<std::string, int32_t> kSchemes{
-    {"custom", OffloadNamingScheme::kCustomVolumeName}, {"number", OffloadNamingScheme::kConsecutiveNumbering},
-    {"card", OffloadNamingScheme::kCardName},           {"created", OffloadNamingScheme::kDateVolumeCreated},
-    {"modified", OffloadNamingScheme::kDateVolumeModified}, {"today", OffloadNamingScheme::kTodaysDate},
+    {"custom", OffloadNamingScheme::kCustomVolumeName},
+    {"number", OffloadNamingScheme::kConsecutiveNumbering},
+    {"card", OffloadNamingScheme::kCardName},
+    {"created", OffloadNamingScheme::kDateVolumeCreated},
+    {"modified", OffloadNamingScheme::kDateVolumeModified},
+    {"today", OffloadNamingScheme::kTodaysDate},
     {"none", OffloadNamingScheme::kNone},
 };
 
@@ -95,7 +98,10 @@ void noteGivenOptions(const CLI::App &command, OffloadOptions &options)
 // question takes YES only when --yes was given, otherwise the default button.
 class OffloadSession::View : public ControllerView {
 public:
-    explicit View(const OffloadOptions &options) : m_options(options) {}
+    explicit View(const OffloadOptions &options)
+        : m_options(options)
+    {
+    }
 
     int showAlert(const std::string &title, const std::string &message,
                   const std::vector<std::string> &buttons) override
@@ -142,7 +148,11 @@ private:
 // two seconds otherwise.
 class OffloadSession::Progress {
 public:
-    explicit Progress(bool quiet) : m_quiet(quiet), m_terminal(::isatty(STDERR_FILENO) == 1) {}
+    explicit Progress(bool quiet)
+        : m_quiet(quiet)
+        , m_terminal(::isatty(STDERR_FILENO) == 1)
+    {
+    }
 
     void draw(const std::vector<AppController::Job> &jobs)
     {
@@ -159,11 +169,14 @@ public:
         if (m_terminal) {
             // Back to the first line of the previous drawing, then over it.
             if (m_drawn > 0) std::fprintf(stderr, "\033[%zuA", m_drawn);
-            for (const std::string &line : lines) std::fprintf(stderr, "\r\033[K%s\n", line.c_str());
-            for (size_t extra = lines.size(); extra < m_drawn; ++extra) std::fputs("\r\033[K\n", stderr);
+            for (const std::string &line : lines)
+                std::fprintf(stderr, "\r\033[K%s\n", line.c_str());
+            for (size_t extra = lines.size(); extra < m_drawn; ++extra)
+                std::fputs("\r\033[K\n", stderr);
             m_drawn = std::max(m_drawn, lines.size());
         } else {
-            for (const std::string &line : lines) std::fprintf(stderr, "%s\n", line.c_str());
+            for (const std::string &line : lines)
+                std::fprintf(stderr, "%s\n", line.c_str());
         }
         std::fflush(stderr);
     }
@@ -189,21 +202,25 @@ private:
 };
 
 OffloadSession::OffloadSession(OffloadOptions &options)
-    : m_options(options), m_loop(std::make_shared<StdMainLoop>()), m_view(std::make_shared<View>(options)),
-      m_progress(std::make_unique<Progress>(options.quiet || options.json))
+    : m_options(options)
+    , m_loop(std::make_shared<StdMainLoop>())
+    , m_view(std::make_shared<View>(options))
+    , m_progress(std::make_unique<Progress>(options.quiet || options.json))
 {
     g_interrupted = false;
     struct sigaction action {};
     action.sa_handler = onInterrupt;
     sigemptyset(&action.sa_mask);
     action.sa_flags = SA_RESTART;
-    for (size_t i = 0; i < std::size(kEndingSignals); ++i) ::sigaction(kEndingSignals[i], &action, &m_previous[i]);
+    for (size_t i = 0; i < std::size(kEndingSignals); ++i)
+        ::sigaction(kEndingSignals[i], &action, &m_previous[i]);
 }
 
 OffloadSession::~OffloadSession()
 {
     m_controller.reset();
-    for (size_t i = 0; i < std::size(kEndingSignals); ++i) ::sigaction(kEndingSignals[i], &m_previous[i], nullptr);
+    for (size_t i = 0; i < std::size(kEndingSignals); ++i)
+        ::sigaction(kEndingSignals[i], &m_previous[i], nullptr);
 }
 
 // Saved settings fill every option that was not given on the command line;
@@ -239,10 +256,8 @@ int OffloadSession::loadSaved()
         fill("--log-detail", m_options.logDetail,
              std::string(saved.selectedLogOption() == FerrydeckSettings::kLogVerbose ? "verbose" : "minimal"));
     if (!m_options.given.count("--log-dir") && !m_options.given.count("--log-in-copy") && saved.autoSaveLogs()) {
-        if (saved.logOptionIndex() == 0)
-            m_options.logDir = saved.textLogDirectory();
-        else
-            m_options.logInCopy = true;
+        if (saved.logOptionIndex() == 0) m_options.logDir = saved.textLogDirectory();
+        else m_options.logInCopy = true;
     }
     // The saved thread count is not taken: the window too keeps 4 copy
     // threads per processor until the person moves the slider.

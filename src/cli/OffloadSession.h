@@ -92,7 +92,7 @@ private:
     std::unique_ptr<Progress> m_progress;
     bool m_cancelled = false;
     // Restored when the session ends: INT, TERM, HUP, PIPE.
-    struct sigaction m_previous[4] {};
+    struct sigaction m_previous[4]{};
 };
 
 } // namespace ferrydeck::cli

@@ -23,7 +23,8 @@ const char *kindName(MountType mountType)
 std::vector<AttachedVolume> volumesOf(const std::vector<std::string> &paths, MountType mountType)
 {
     std::vector<AttachedVolume> volumes;
-    for (const std::string &volumePath : paths) volumes.emplace_back(volumePath, mountType);
+    for (const std::string &volumePath : paths)
+        volumes.emplace_back(volumePath, mountType);
     return volumes;
 }
 
@@ -54,8 +55,7 @@ int runVolumes(bool json)
     // A mistyped media root would silently show no cards at all.
     const char *mediaRoot = std::getenv(VolumeService::kMediaRootVariable);
     if (mediaRoot && *mediaRoot && !path::isDirectory(mediaRoot)) {
-        std::fprintf(stderr, "ferrydeck-cli: %s is not a folder: %s\n", VolumeService::kMediaRootVariable,
-                     mediaRoot);
+        std::fprintf(stderr, "ferrydeck-cli: %s is not a folder: %s\n", VolumeService::kMediaRootVariable, mediaRoot);
         return kExitUsage;
     }
 

@@ -38,7 +38,8 @@ int main(int argc, char **argv)
     app.footer("Exit status: 0 success, 1 the work failed or was interrupted, 2 bad arguments or input.");
 
     int exitCode = kExitOk;
-    for (const CommandSetup &setup : commandRegistry()) setup(app, exitCode);
+    for (const CommandSetup &setup : commandRegistry())
+        setup(app, exitCode);
 
     try {
         app.parse(argc, argv);

@@ -24,7 +24,8 @@ struct AppController::PendingAnswer {
 class AppController::DetailsDelegate : public OffloadInstanceDelegate {
 public:
     DetailsDelegate(std::shared_ptr<ControllerView> view, std::shared_ptr<MainLoop> loop)
-        : m_view(std::move(view)), m_loop(std::move(loop))
+        : m_view(std::move(view))
+        , m_loop(std::move(loop))
     {
     }
     void updateDetailsWindowFromThread(const std::shared_ptr<OffloadInstance> &job) override
@@ -49,11 +50,13 @@ AppController::AppController(std::shared_ptr<ControllerView> view, std::shared_p
 {
 }
 
-AppController::AppController(std::shared_ptr<ControllerView> view, std::shared_ptr<MainLoop> mainLoop,
-                             Options options)
-    : m_view(std::move(view)), m_mainLoop(std::move(mainLoop)), m_options(std::move(options)),
-      m_detailsDelegate(std::make_shared<DetailsDelegate>(m_view, m_mainLoop)), m_settings(processorsOf(m_options)),
-      m_offloadPool(4 * processorsOf(m_options))
+AppController::AppController(std::shared_ptr<ControllerView> view, std::shared_ptr<MainLoop> mainLoop, Options options)
+    : m_view(std::move(view))
+    , m_mainLoop(std::move(mainLoop))
+    , m_options(std::move(options))
+    , m_detailsDelegate(std::make_shared<DetailsDelegate>(m_view, m_mainLoop))
+    , m_settings(processorsOf(m_options))
+    , m_offloadPool(4 * processorsOf(m_options))
 {
     if (!m_options.playSound) m_options.playSound = &AppController::playSystemSound;
     if (!m_options.cardTypeOfDrive) m_options.cardTypeOfDrive = &HDUtilities::volumeTypeFromDrivePath;
@@ -88,7 +91,8 @@ AppController::~AppController()
         job->pool().cancelAllThreadsInThePool();
     }
     m_offloadPool.cancelAllThreadsInThePool();
-    for (const auto &worker : workers) worker->waitUntilFinished();
+    for (const auto &worker : workers)
+        worker->waitUntilFinished();
     // Copy threads handed out but belonging to no running job still stop
     // before their next file; wait so none outlives the lists.
     std::vector<ThreadPool::Thread> threads;
@@ -96,10 +100,12 @@ AppController::~AppController()
         std::lock_guard lock(m_offloadPool.poolLock());
         threads = m_offloadPool.pool();
     }
-    for (const auto &thread : overflowPool()) threads.push_back(thread);
+    for (const auto &thread : overflowPool())
+        threads.push_back(thread);
     for (const Job &job : jobs) {
         std::lock_guard lock(job->pool().poolLock());
-        for (const auto &thread : job->pool().pool()) threads.push_back(thread);
+        for (const auto &thread : job->pool().pool())
+            threads.push_back(thread);
     }
     for (const auto &thread : threads) {
         if (thread) thread->waitUntilFinished();
@@ -146,7 +152,8 @@ void AppController::applicationWillTerminate()
         if (unsaved && alert("Unsaved Logs", "There are logs files that have not yet been saved.\nSave before exit?",
                              {"YES", "NO"}) == 0) {
             // Every listed job, saved or not, started or not: the wider sweep is intended.
-            for (const Job &job : jobs) autoSaveLogForInstance(job);
+            for (const Job &job : jobs)
+                autoSaveLogForInstance(job);
         }
     }
     saveDefaults();

@@ -25,7 +25,8 @@ std::vector<std::shared_ptr<AttachedVolume>> volumesOf(const std::vector<std::st
 {
     std::vector<std::shared_ptr<AttachedVolume>> volumes;
     volumes.reserve(paths.size());
-    for (const std::string &path : paths) volumes.push_back(std::make_shared<AttachedVolume>(path, type));
+    for (const std::string &path : paths)
+        volumes.push_back(std::make_shared<AttachedVolume>(path, type));
     return volumes;
 }
 } // namespace
@@ -77,8 +78,8 @@ void AppController::automaticallyProcessRemovableMedia()
         const std::vector<std::shared_ptr<AttachedVolume>> last = drivesMountedLastTick();
         for (const auto &volume : current) {
             const std::string path = volume->volumePath();
-            const bool seen = std::any_of(last.begin(), last.end(),
-                                          [&](const auto &old) { return old->volumePath() == path; });
+            const bool seen =
+                std::any_of(last.begin(), last.end(), [&](const auto &old) { return old->volumePath() == path; });
             if (!seen) fresh.push_back(path);
         }
     }

@@ -102,8 +102,8 @@ int AppController::numberOfSelectedOffloadDestinations()
 {
     std::lock_guard lock(m_lockOffloadDestination);
     const std::vector<Destination> destinations = listOffloadDestinations();
-    return static_cast<int>(
-        std::count_if(destinations.begin(), destinations.end(), [](const Destination &entry) { return entry->inUse(); }));
+    return static_cast<int>(std::count_if(destinations.begin(), destinations.end(),
+                                          [](const Destination &entry) { return entry->inUse(); }));
 }
 
 bool AppController::areAnyDestinationsSelected()

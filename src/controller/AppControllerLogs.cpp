@@ -63,7 +63,8 @@ bool AppController::autoSaveLogForInstance(const Job &job)
     const std::string reason = std::strerror(errno);
     const std::string fallbackFolder = UserDirectories::stateDirectory() + "/logs";
     std::optional<std::string> saved;
-    if (fsutil::makePrivateFolders(fallbackFolder)) saved = saveUnder(fallbackFolder + "/" + path::lastComponent(wanted));
+    if (fsutil::makePrivateFolders(fallbackFolder))
+        saved = saveUnder(fallbackFolder + "/" + path::lastComponent(wanted));
     if (!saved) {
         systemLog("the log of %s could not be saved as %s (%s), nor in %s", job->fullOffloadPath().c_str(),
                   wanted.c_str(), reason.c_str(), fallbackFolder.c_str());

@@ -48,7 +48,8 @@ void AppController::populateNamingSchemeOptions()
 {
     // "Today's Date" stands fourth although its id is 7: intended.
     std::vector<std::string> titles;
-    for (const int32_t id : {1, 2, 3, 7, 4, 5, 6}) titles.push_back(OffloadNamingScheme::titleForScheme(id));
+    for (const int32_t id : {1, 2, 3, 7, 4, 5, 6})
+        titles.push_back(OffloadNamingScheme::titleForScheme(id));
     m_listNamingSchemeOptions.set(std::move(titles));
 }
 
@@ -60,17 +61,27 @@ std::string AppController::addNamingConventionToOffloadPath(const std::string &d
     if (m_settings.addPrefix()) name += controls.prefix;
     bool usable = true;
     switch (scheme) {
-    case OffloadNamingScheme::kCustomVolumeName: name += controls.customName; break;
-    case OffloadNamingScheme::kConsecutiveNumbering: name += textStepperCount(); break;
-    case OffloadNamingScheme::kCardName: name += path::lastComponent(source); break;
+    case OffloadNamingScheme::kCustomVolumeName:
+        name += controls.customName;
+        break;
+    case OffloadNamingScheme::kConsecutiveNumbering:
+        name += textStepperCount();
+        break;
+    case OffloadNamingScheme::kCardName:
+        name += path::lastComponent(source);
+        break;
     case OffloadNamingScheme::kDateVolumeCreated:
     case OffloadNamingScheme::kDateVolumeModified: {
         const auto date = folderDate(source, scheme == OffloadNamingScheme::kDateVolumeCreated);
         if (date) name += OffloadInstance::dateText(*date);
         break;
     }
-    case OffloadNamingScheme::kTodaysDate: name += todaysDate(); break;
-    default: usable = false; break;
+    case OffloadNamingScheme::kTodaysDate:
+        name += todaysDate();
+        break;
+    default:
+        usable = false;
+        break;
     }
     if (m_settings.addSuffix()) name += controls.suffix;
     // Prefix and suffix apply only together with a scheme part, by design.
@@ -85,13 +96,27 @@ void AppController::configureFullNamingSchemeTextBox()
     std::string preview;
     if (m_settings.addPrefix()) preview += controls.prefix;
     switch (OffloadNamingScheme::schemeForTitle(controls.schemeTitle)) {
-    case OffloadNamingScheme::kCustomVolumeName: preview += controls.customName; break;
-    case OffloadNamingScheme::kConsecutiveNumbering: preview += textStepperCount(); break;
-    case OffloadNamingScheme::kCardName: preview += "\"Card Name\""; break;
-    case OffloadNamingScheme::kDateVolumeCreated: preview += "\"Date Created\""; break;
-    case OffloadNamingScheme::kDateVolumeModified: preview += "\"Date Modified\""; break;
-    case OffloadNamingScheme::kTodaysDate: preview += todaysDate(); break;
-    default: m_view->showNamingPreview(""); return;
+    case OffloadNamingScheme::kCustomVolumeName:
+        preview += controls.customName;
+        break;
+    case OffloadNamingScheme::kConsecutiveNumbering:
+        preview += textStepperCount();
+        break;
+    case OffloadNamingScheme::kCardName:
+        preview += "\"Card Name\"";
+        break;
+    case OffloadNamingScheme::kDateVolumeCreated:
+        preview += "\"Date Created\"";
+        break;
+    case OffloadNamingScheme::kDateVolumeModified:
+        preview += "\"Date Modified\"";
+        break;
+    case OffloadNamingScheme::kTodaysDate:
+        preview += todaysDate();
+        break;
+    default:
+        m_view->showNamingPreview("");
+        return;
     }
     if (m_settings.addSuffix()) preview += controls.suffix;
     m_view->showNamingPreview(preview);

@@ -236,7 +236,8 @@ void AppController::cancelInstancesInList(const std::vector<Job> &jobs)
 {
     if (jobs.empty()) return;
     std::lock_guard lock(m_lockOffloadInstances);
-    for (const Job &job : jobs) cancelOffloadInstance(job);
+    for (const Job &job : jobs)
+        cancelOffloadInstance(job);
     setListOffloadInstances(listOffloadInstances());
 }
 
@@ -339,7 +340,8 @@ void AppController::clearProcessingQueue()
     // This prompt ignores alertWhenLogsNotSaved, by design.
     if (!unsaved.empty() &&
         alert("Unsaved Logs", "There exist logs that have not yet been saved.\nSave now", {"YES", "NO"}) == 0) {
-        for (const Job &job : unsaved) saveLogForInstance(job);
+        for (const Job &job : unsaved)
+            saveLogForInstance(job);
     }
     removeMarkedInstances(marked);
 }

@@ -10,8 +10,7 @@ std::string DefaultsPersistence::destinationKey(size_t index)
 }
 
 bool DefaultsPersistence::saveDefaults(PreferencesStore &store, FerrydeckSettings &settings,
-                                       const DestinationList &destinations,
-                                       const std::optional<WindowTexts> &texts)
+                                       const DestinationList &destinations, const std::optional<WindowTexts> &texts)
 {
     // Any key merely containing the word goes, so a longer list saved before
     // leaves nothing behind.
@@ -19,7 +18,8 @@ bool DefaultsPersistence::saveDefaults(PreferencesStore &store, FerrydeckSetting
         if (key.find(kDestinationKey) != std::string::npos) store.removeObject(key);
     }
     for (size_t index = 0; index < destinations.size(); ++index) {
-        if (destinations[index]) store.setObject(destinationKey(index), destinations[index]->createAttributesDictionary());
+        if (destinations[index])
+            store.setObject(destinationKey(index), destinations[index]->createAttributesDictionary());
     }
 
     if (texts) {

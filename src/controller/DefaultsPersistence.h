@@ -42,8 +42,8 @@ public:
     // the presets, writes the file, and only then bounds the thread count
     // in memory. False when the file could not be written; the settings and
     // the store in memory are complete either way.
-    static bool saveDefaults(PreferencesStore &store, FerrydeckSettings &settings,
-                             const DestinationList &destinations, const std::optional<WindowTexts> &texts);
+    static bool saveDefaults(PreferencesStore &store, FerrydeckSettings &settings, const DestinationList &destinations,
+                             const std::optional<WindowTexts> &texts);
 
     // The list to replace the controller's: `current` followed by the stored
     // destinations up to the first missing index. Fills the settings from the

@@ -6,7 +6,10 @@ namespace ferrydeck {
 
 class StdMainLoop::Timer : public MainLoopTimer {
 public:
-    explicit Timer(Task task) : m_task(std::move(task)) {}
+    explicit Timer(Task task)
+        : m_task(std::move(task))
+    {
+    }
     void cancel() override { m_active.store(false); }
     bool isActive() const override { return m_active.load(); }
     // True for exactly one caller: the loop firing it, unless cancelled first.
@@ -34,7 +37,10 @@ struct StdMainLoop::Waiter {
     }
 };
 
-StdMainLoop::StdMainLoop() : m_owner(std::this_thread::get_id()) {}
+StdMainLoop::StdMainLoop()
+    : m_owner(std::this_thread::get_id())
+{
+}
 
 StdMainLoop::~StdMainLoop()
 {
@@ -182,7 +188,8 @@ size_t StdMainLoop::pendingTimers() const
 {
     std::lock_guard lock(m_mutex);
     size_t active = 0;
-    for (const auto &[when, timer] : m_timers) active += timer->isActive() ? 1 : 0;
+    for (const auto &[when, timer] : m_timers)
+        active += timer->isActive() ? 1 : 0;
     return active;
 }
 

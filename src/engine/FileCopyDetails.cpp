@@ -9,11 +9,16 @@ namespace ferrydeck {
 const char *FileCopyDetails::statusText(Status status)
 {
     switch (status) {
-    case kInQueue: return "In Queue";
-    case kInProcess: return "In Process";
-    case kCopyVerified: return "Copy Verified";
-    case kCopyError: return "Copy Error";
-    case kNone: break;
+    case kInQueue:
+        return "In Queue";
+    case kInProcess:
+        return "In Process";
+    case kCopyVerified:
+        return "Copy Verified";
+    case kCopyError:
+        return "Copy Error";
+    case kNone:
+        break;
     }
     return "N/A";
 }

@@ -122,8 +122,8 @@ void OffloadInstance::updateInterfaceEstimatedTime()
 
 void OffloadInstance::setEstimatedTimeRemaining(int hours, int minutes, int seconds)
 {
-    m_interface->setEstimatedTimeRemaining(convertIntToTimeString(hours) + ":" + convertIntToTimeString(minutes) +
-                                           ":" + convertIntToTimeString(seconds));
+    m_interface->setEstimatedTimeRemaining(convertIntToTimeString(hours) + ":" + convertIntToTimeString(minutes) + ":" +
+                                           convertIntToTimeString(seconds));
 }
 
 double OffloadInstance::estimateRemainingSecondsFromBytes(uint64_t bytes)

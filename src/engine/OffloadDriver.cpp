@@ -20,7 +20,8 @@ void OffloadDriver::listSource(OffloadInstance &job)
     const std::vector<std::string> files = DirectoryUtilities::sourceFilesAtDirectory(source, false, count, bytes);
     std::vector<OffloadInstance::Details> details;
     details.reserve(files.size());
-    for (const std::string &file : files) details.push_back(FileCopyDetails::detailsFromFile(file));
+    for (const std::string &file : files)
+        details.push_back(FileCopyDetails::detailsFromFile(file));
     job.setBytesAtSource(bytes);
     job.setTotalFilesAtSource(count);
     job.setProbeFilePath(FileUtilities::ensureFilePathDoesNotExist(job.probeFilePath()));
@@ -29,8 +30,8 @@ void OffloadDriver::listSource(OffloadInstance &job)
     job.setOffloadStatus(OffloadInstance::kInQueue);
 }
 
-void OffloadDriver::createOffloadDirectories(const std::vector<std::string> &subDirectories,
-                                             const std::string &source, int destinationFd)
+void OffloadDriver::createOffloadDirectories(const std::vector<std::string> &subDirectories, const std::string &source,
+                                             int destinationFd)
 {
     for (const std::string &folder : subDirectories) {
         // Only the folder's own name is tested for a leading dot: a visible
@@ -50,8 +51,8 @@ void OffloadDriver::createOffloadDirectories(const std::vector<std::string> &sub
     }
 }
 
-void OffloadDriver::createOffloadDirectories(const std::vector<std::string> &subDirectories,
-                                             const std::string &source, const std::string &destination)
+void OffloadDriver::createOffloadDirectories(const std::vector<std::string> &subDirectories, const std::string &source,
+                                             const std::string &destination)
 {
     const UniqueFd folder(::open(destination.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (folder) createOffloadDirectories(subDirectories, source, folder.get());
@@ -71,8 +72,8 @@ void OffloadDriver::copyFolderModificationTimes(const OffloadInstance &job)
     folders.push_back(source);
     for (const std::string &sourceFolder : folders) {
         const std::optional<std::string> relative = sourceFolder == source
-                                                         ? std::optional<std::string>("")
-                                                         : OffloadInstance::relativeToSource(sourceFolder, source);
+                                                        ? std::optional<std::string>("")
+                                                        : OffloadInstance::relativeToSource(sourceFolder, source);
         struct stat info {};
         if (!relative || ::stat(sourceFolder.c_str(), &info) != 0 || !S_ISDIR(info.st_mode)) continue;
         const UniqueFd copy = FileCopy::openFolderBeneath(folder->get(), *relative, false);

@@ -9,13 +9,20 @@ namespace ferrydeck {
 const char *OffloadInstance::statusText(Status status)
 {
     switch (status) {
-    case kInQueue: return "In Queue";
-    case kProcessing: return "Processing";
-    case kCanceled: return "Canceled";
-    case kCompleted: return "Completed";
-    case kError: return "Error";
-    case kIdle: return "Idle";
-    case kIndexing: return "Indexing";
+    case kInQueue:
+        return "In Queue";
+    case kProcessing:
+        return "Processing";
+    case kCanceled:
+        return "Canceled";
+    case kCompleted:
+        return "Completed";
+    case kError:
+        return "Error";
+    case kIdle:
+        return "Idle";
+    case kIndexing:
+        return "Indexing";
     }
     return "";
 }
@@ -26,10 +33,13 @@ DisplayColor OffloadInstance::statusColor(Status status)
     case kInQueue:
     case kProcessing:
     case kIdle:
-    case kIndexing: return DisplayColor::Blue;
+    case kIndexing:
+        return DisplayColor::Blue;
     case kCanceled:
-    case kError: return DisplayColor::Red;
-    case kCompleted: return DisplayColor::Green;
+    case kError:
+        return DisplayColor::Red;
+    case kCompleted:
+        return DisplayColor::Green;
     }
     return DisplayColor::White;
 }

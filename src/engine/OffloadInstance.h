@@ -78,7 +78,10 @@ public:
     void setProbeFilePath(const std::string &value) { m_properties.set<&Properties::probeFilePath>(value); }
     const std::shared_ptr<OffloadInterface> &interface() const { return m_interface; }
     std::vector<Details> fileDetails() const { return m_properties.get<&Properties::fileDetails>(); }
-    void setFileDetails(std::vector<Details> details) { m_properties.set<&Properties::fileDetails>(std::move(details)); }
+    void setFileDetails(std::vector<Details> details)
+    {
+        m_properties.set<&Properties::fileDetails>(std::move(details));
+    }
     std::vector<std::string> sourceSubDirectories() const
     {
         return m_properties.get<&Properties::sourceSubDirectories>();
@@ -95,10 +98,7 @@ public:
     void setCopyObserver(CopyObserver observer) { m_properties.set<&Properties::copyObserver>(std::move(observer)); }
     // Plays once at a job's first failed file unless it was canceled; silent
     // when none is set.
-    void setFailureSound(std::function<void()> sound)
-    {
-        m_properties.set<&Properties::failureSound>(std::move(sound));
-    }
+    void setFailureSound(std::function<void()> sound) { m_properties.set<&Properties::failureSound>(std::move(sound)); }
 
     Status offloadStatus() const { return m_offloadStatus.load(); }
     void setOffloadStatus(Status status);

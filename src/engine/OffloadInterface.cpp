@@ -5,12 +5,18 @@ namespace ferrydeck {
 const char *displayColorName(DisplayColor color)
 {
     switch (color) {
-    case DisplayColor::Default: return "default";
-    case DisplayColor::Black: return "black";
-    case DisplayColor::Blue: return "blue";
-    case DisplayColor::Red: return "red";
-    case DisplayColor::Green: return "green";
-    case DisplayColor::White: return "white";
+    case DisplayColor::Default:
+        return "default";
+    case DisplayColor::Black:
+        return "black";
+    case DisplayColor::Blue:
+        return "blue";
+    case DisplayColor::Red:
+        return "red";
+    case DisplayColor::Green:
+        return "green";
+    case DisplayColor::White:
+        return "white";
     }
     return "default";
 }
@@ -26,7 +32,8 @@ std::string OffloadInterface::logText() const
 {
     return m_fields.read([](const Fields &fields) {
         std::string text;
-        for (const LogSegment &segment : fields.logDetails) text += segment.text;
+        for (const LogSegment &segment : fields.logDetails)
+            text += segment.text;
         return text;
     });
 }

@@ -41,10 +41,7 @@ public:
     std::string estimatedTimeRemaining() const { return m_fields.get<&Fields::estimatedTimeRemaining>(); }
     void setEstimatedTimeRemaining(const std::string &value) { m_fields.set<&Fields::estimatedTimeRemaining>(value); }
     std::string estimatedCompletionTime() const { return m_fields.get<&Fields::estimatedCompletionTime>(); }
-    void setEstimatedCompletionTime(const std::string &value)
-    {
-        m_fields.set<&Fields::estimatedCompletionTime>(value);
-    }
+    void setEstimatedCompletionTime(const std::string &value) { m_fields.set<&Fields::estimatedCompletionTime>(value); }
     std::string currentOffloadFile() const { return m_fields.get<&Fields::currentOffloadFile>(); }
     void setCurrentOffloadFile(const std::string &value) { m_fields.set<&Fields::currentOffloadFile>(value); }
     std::string currentStatus() const { return m_fields.get<&Fields::currentStatus>(); }

@@ -6,7 +6,10 @@
 
 namespace ferrydeck {
 
-ThreadPool::ThreadPool(int poolSize) : m_poolSize(poolSize < 1 ? 1 : poolSize) {}
+ThreadPool::ThreadPool(int poolSize)
+    : m_poolSize(poolSize < 1 ? 1 : poolSize)
+{
+}
 
 int ThreadPool::idleThreadsInPool() const
 {

@@ -15,7 +15,10 @@ class ThreadPool {
 public:
     using Thread = std::shared_ptr<WorkerThread>;
 
-    ThreadPool() : ThreadPool(1) {}
+    ThreadPool()
+        : ThreadPool(1)
+    {
+    }
     explicit ThreadPool(int poolSize);
     ThreadPool(const ThreadPool &) = delete;
     ThreadPool &operator=(const ThreadPool &) = delete;

@@ -31,18 +31,18 @@ void WorkerThread::start()
     std::shared_ptr<WorkerThread> self = shared_from_this();
     try {
         m_thread = std::thread([self]() mutable {
-        try {
-            self->m_body(*self);
-        } catch (const std::exception &error) {
-            systemLog("worker thread ended by an exception: %s", error.what());
-        }
-        self->m_body = nullptr; // whatever the body holds goes with it
-        {
-            std::lock_guard lock(self->m_mutex);
-            self->m_state.store(State::Finished);
-        }
-        self->m_finished.notify_all();
-        self.reset();
+            try {
+                self->m_body(*self);
+            } catch (const std::exception &error) {
+                systemLog("worker thread ended by an exception: %s", error.what());
+            }
+            self->m_body = nullptr; // whatever the body holds goes with it
+            {
+                std::lock_guard lock(self->m_mutex);
+                self->m_state.store(State::Finished);
+            }
+            self->m_finished.notify_all();
+            self.reset();
         });
     } catch (...) {
         // The system refused a thread: it will never run, so it counts as finished.

@@ -32,7 +32,10 @@ public:
 
 private:
     enum class State { Created, Executing, Finished };
-    explicit WorkerThread(Body body) : m_body(std::move(body)) {}
+    explicit WorkerThread(Body body)
+        : m_body(std::move(body))
+    {
+    }
 
     Body m_body;
     std::atomic<State> m_state{State::Created};

@@ -23,7 +23,8 @@ bool isBlank(char c)
 
 size_t skipBlanks(const std::string &text, size_t at)
 {
-    while (at < text.size() && isBlank(text[at])) ++at;
+    while (at < text.size() && isBlank(text[at]))
+        ++at;
     return at;
 }
 
@@ -44,7 +45,8 @@ bool leadingTruth(const std::string &text)
 {
     size_t at = skipBlanks(text, 0);
     if (at < text.size() && (text[at] == '+' || text[at] == '-')) ++at;
-    while (at < text.size() && text[at] == '0') ++at;
+    while (at < text.size() && text[at] == '0')
+        ++at;
     if (at == text.size()) return false;
     const char c = text[at];
     return c == 'Y' || c == 'y' || c == 'T' || c == 't' || (c >= '1' && c <= '9');

@@ -35,8 +35,7 @@ DirectoryWalk::Step descendInto(const DirectoryWalk::Entry &entry)
 
 } // namespace
 
-std::vector<std::string> DirectoryUtilities::sourceFilesAtDirectory(const std::string &directory,
-                                                                    bool countDirectories,
+std::vector<std::string> DirectoryUtilities::sourceFilesAtDirectory(const std::string &directory, bool countDirectories,
                                                                     uint64_t &numberOfFiles, uint64_t &sizeOfFiles)
 {
     numberOfFiles = 0;
@@ -86,8 +85,7 @@ int32_t DirectoryUtilities::numberOfFilesAtDirectory(const std::string &director
         // link to a folder included, as the file manager sees it.
         if (::fstatat(entry.parentFd, entry.name, &info, AT_SYMLINK_NOFOLLOW) == 0) {
             struct stat target {};
-            const bool linkToFolder = S_ISLNK(info.st_mode) &&
-                                      ::fstatat(entry.parentFd, entry.name, &target, 0) == 0 &&
+            const bool linkToFolder = S_ISLNK(info.st_mode) && ::fstatat(entry.parentFd, entry.name, &target, 0) == 0 &&
                                       S_ISDIR(target.st_mode);
             if (!linkToFolder) ++count;
         }
@@ -163,7 +161,7 @@ std::string DirectoryUtilities::createUniqueDirectoryPathForPath(const std::stri
 }
 
 std::optional<std::string> DirectoryUtilities::createExclusiveDirectoryForPath(const std::string &path,
-                                                                             UniqueFd &folder)
+                                                                               UniqueFd &folder)
 {
     const std::string parentPath = path::parent(path);
     const std::string name = path::lastComponent(path);

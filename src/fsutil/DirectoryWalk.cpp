@@ -15,7 +15,10 @@ namespace {
 // Owns a DIR stream made from a folder descriptor.
 class DirStream {
 public:
-    explicit DirStream(int fd) : m_dir(::fdopendir(fd)) {}
+    explicit DirStream(int fd)
+        : m_dir(::fdopendir(fd))
+    {
+    }
     DirStream(const DirStream &) = delete;
     DirStream &operator=(const DirStream &) = delete;
     ~DirStream()

@@ -15,7 +15,7 @@ public:
         const std::string &relativePath; // from the walked folder, no leading slash
         size_t nameOffset;               // where the last component starts in relativePath
         bool isDirectory;
-        int parentFd;                    // the folder holding the entry, for fstatat
+        int parentFd; // the folder holding the entry, for fstatat
         const char *name;
     };
     enum class Step { Descend, Skip };

@@ -20,15 +20,15 @@ public:
     static constexpr const char *kTemporarySuffix = ".ferrydeck-part";
 
     struct Options {
-        bool flush = true;             // fdatasync the copy (and its folder) before the name is given
-        bool useCopyFileRange = true;  // false forces the read/write path
-        size_t bufferSize = 1 << 20;   // read/write chunk
+        bool flush = true;            // fdatasync the copy (and its folder) before the name is given
+        bool useCopyFileRange = true; // false forces the read/write path
+        size_t bufferSize = 1 << 20;  // read/write chunk
     };
 
     struct Result {
-        int error = 0;          // errno of the first failure, 0 on success
+        int error = 0; // errno of the first failure, 0 on success
         uint64_t bytesCopied = 0;
-        const char *step = "";  // what failed: "open source", "write", ...
+        const char *step = ""; // what failed: "open source", "write", ...
         // The source as the open descriptor showed it when the copy began;
         // a source whose size or time differ at the end fails the copy.
         uint64_t sourceSize = 0;
@@ -49,8 +49,7 @@ public:
     // `name` (one component) inside the folder open as `folderFd`: nothing is
     // reached by path on the destination side, so a folder moved, replaced or
     // unmounted meanwhile can never redirect the copy elsewhere.
-    static Result copyFileAt(const std::string &source, int folderFd, const std::string &name,
-                             const Options &options);
+    static Result copyFileAt(const std::string &source, int folderFd, const std::string &name, const Options &options);
 
     static std::string temporaryNameFor(const std::string &name);
     static bool isTemporaryName(const std::string &name);

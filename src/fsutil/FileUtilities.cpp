@@ -20,7 +20,8 @@ namespace ferrydeck {
 
 bool FileUtilities::compareFileSize(const std::string &source, const std::string &destination)
 {
-    struct stat a {}, b {};
+    struct stat a {
+    }, b{};
     if (::lstat(source.c_str(), &a) != 0 || ::lstat(destination.c_str(), &b) != 0) return false;
     return a.st_size == b.st_size;
 }
@@ -138,8 +139,7 @@ std::string FileUtilities::ensureFilePathDoesNotExist(const std::string &wanted)
     // The dot is always written, even for a name without extension: intended.
     std::string candidate = stringWithFormat("%s/%s.%s", n.parent.c_str(), n.base.c_str(), n.extension.c_str());
     for (int counter = 2; path::exists(candidate); ++counter) {
-        candidate =
-            stringWithFormat("%s/%s-%d.%s", n.parent.c_str(), n.base.c_str(), counter, n.extension.c_str());
+        candidate = stringWithFormat("%s/%s-%d.%s", n.parent.c_str(), n.base.c_str(), counter, n.extension.c_str());
     }
     return candidate;
 }
@@ -149,8 +149,7 @@ bool FileUtilities::copyFileWithConsecutiveNumbering(const std::string &file, co
     const SplitName n = splitName(file);
     std::string candidate = stringWithFormat("%s/%s.%s", directory.c_str(), n.base.c_str(), n.extension.c_str());
     for (int counter = 1; path::exists(candidate); ++counter) {
-        candidate =
-            stringWithFormat("%s/%s(%d).%s", directory.c_str(), n.base.c_str(), counter, n.extension.c_str());
+        candidate = stringWithFormat("%s/%s(%d).%s", directory.c_str(), n.base.c_str(), counter, n.extension.c_str());
     }
     return FileCopy::copyFile(file, candidate).ok();
 }
@@ -170,14 +169,16 @@ std::string FileUtilities::removeNonNumericsFromString(const std::string &text, 
         const unsigned char lead = bytes[i];
         int length = lead < 0x80 ? 1 : (lead >> 5) == 0x6 ? 2 : (lead >> 4) == 0xE ? 3 : (lead >> 3) == 0x1E ? 4 : 0;
         bool valid = length > 0 && i + static_cast<size_t>(length) <= size;
-        for (int k = 1; valid && k < length; ++k) valid = (bytes[i + static_cast<size_t>(k)] & 0xC0) == 0x80;
+        for (int k = 1; valid && k < length; ++k)
+            valid = (bytes[i + static_cast<size_t>(k)] & 0xC0) == 0x80;
         if (!valid) { // a stray byte stands for itself
             consider(lead);
             ++i;
             continue;
         }
         uint32_t cp = length == 1 ? lead : lead & (0x7Fu >> length);
-        for (int k = 1; k < length; ++k) cp = (cp << 6) | (bytes[i + static_cast<size_t>(k)] & 0x3Fu);
+        for (int k = 1; k < length; ++k)
+            cp = (cp << 6) | (bytes[i + static_cast<size_t>(k)] & 0x3Fu);
         if (cp > 0xFFFF) {
             cp -= 0x10000;
             consider(0xD800 + (cp >> 10));
@@ -250,7 +251,8 @@ std::vector<std::string> insertionSort(const std::vector<std::string> &paths, co
     std::vector<Key> sortedKeys;
     for (size_t i = 0; i < paths.size(); ++i) {
         size_t at = 0;
-        while (at < sorted.size() && !(keys[i] < sortedKeys[at])) ++at;
+        while (at < sorted.size() && !(keys[i] < sortedKeys[at]))
+            ++at;
         sorted.insert(sorted.begin() + static_cast<std::ptrdiff_t>(at), paths[i]);
         sortedKeys.insert(sortedKeys.begin() + static_cast<std::ptrdiff_t>(at), keys[i]);
     }
@@ -294,7 +296,8 @@ std::vector<std::string> FileUtilities::orderFilePathsByAscendingNumericValue(co
 {
     std::vector<int32_t> keys;
     keys.reserve(paths.size());
-    for (const std::string &p : paths) keys.push_back(numericKey(p));
+    for (const std::string &p : paths)
+        keys.push_back(numericKey(p));
     return insertionSort(paths, keys);
 }
 

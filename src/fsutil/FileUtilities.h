@@ -53,8 +53,8 @@ namespace path {
 std::string lastComponent(const std::string &path);
 std::string parent(const std::string &path);
 std::string join(const std::string &directory, const std::string &name);
-bool exists(const std::string &path);          // without following a final symbolic link
-bool isDirectory(const std::string &path);     // following symbolic links
+bool exists(const std::string &path);      // without following a final symbolic link
+bool isDirectory(const std::string &path); // following symbolic links
 std::string replaceAll(std::string text, const std::string &from, const std::string &to);
 // One level of a folder, in the order the file system gives; empty when unreadable.
 bool listDirectory(const std::string &directory, std::vector<std::string> &names);

@@ -11,9 +11,15 @@ namespace ferrydeck {
 template <typename T> class Guarded {
 public:
     Guarded() = default;
-    explicit Guarded(T value) : m_value(std::move(value)) {}
+    explicit Guarded(T value)
+        : m_value(std::move(value))
+    {
+    }
     // A copy is taken under the other's lock.
-    Guarded(const Guarded &other) : m_value(other.get()) {}
+    Guarded(const Guarded &other)
+        : m_value(other.get())
+    {
+    }
     Guarded &operator=(const Guarded &other)
     {
         if (this != &other) set(other.get());

@@ -20,8 +20,8 @@ namespace {
 // way up, and no leading dot, which would hide the card as if ejected.
 bool isVolumeName(const std::string &name)
 {
-    return !name.empty() && name[0] != '.' && name.find('/') == std::string::npos
-        && name.find('\0') == std::string::npos;
+    return !name.empty() && name[0] != '.' && name.find('/') == std::string::npos &&
+           name.find('\0') == std::string::npos;
 }
 
 // Moves without ever replacing what is already at the target.
@@ -43,7 +43,8 @@ MediaRootVolumeService::MediaRootVolumeService(std::string root, std::shared_ptr
     : m_root(std::move(root))
     , m_system(system ? std::move(system) : std::make_shared<SystemVolumeService>())
 {
-    while (m_root.size() > 1 && m_root.back() == '/') m_root.pop_back();
+    while (m_root.size() > 1 && m_root.back() == '/')
+        m_root.pop_back();
 }
 
 std::vector<std::string> MediaRootVolumeService::removableVolumePaths() const
@@ -64,7 +65,8 @@ std::vector<std::string> MediaRootVolumeService::removableVolumePaths() const
 std::vector<std::string> MediaRootVolumeService::localVolumePaths() const
 {
     std::vector<std::string> paths = m_system->localVolumePaths();
-    for (std::string &volume : removableVolumePaths()) paths.push_back(std::move(volume));
+    for (std::string &volume : removableVolumePaths())
+        paths.push_back(std::move(volume));
     return paths;
 }
 

@@ -18,7 +18,8 @@ std::vector<std::string> splitFields(const std::string &line)
     std::vector<std::string> fields;
     std::istringstream in(line);
     std::string field;
-    while (in >> field) fields.push_back(field);
+    while (in >> field)
+        fields.push_back(field);
     return fields;
 }
 
@@ -29,8 +30,8 @@ std::string MountTable::decodeOctalEscapes(const std::string &field)
     std::string decoded;
     decoded.reserve(field.size());
     for (size_t i = 0; i < field.size(); ++i) {
-        if (field[i] == '\\' && i + 3 < field.size() && isOctalDigit(field[i + 1]) && isOctalDigit(field[i + 2])
-            && isOctalDigit(field[i + 3])) {
+        if (field[i] == '\\' && i + 3 < field.size() && isOctalDigit(field[i + 1]) && isOctalDigit(field[i + 2]) &&
+            isOctalDigit(field[i + 3])) {
             const int value = (field[i + 1] - '0') * 64 + (field[i + 2] - '0') * 8 + (field[i + 3] - '0');
             if (value <= 0xFF) {
                 decoded.push_back(static_cast<char>(value));
@@ -53,7 +54,8 @@ std::vector<MountEntry> MountTable::parse(const std::string &text)
         const std::vector<std::string> fields = splitFields(line);
         if (fields.size() < 7) continue;
         size_t separator = 6;
-        while (separator < fields.size() && fields[separator] != "-") ++separator;
+        while (separator < fields.size() && fields[separator] != "-")
+            ++separator;
         if (separator + 2 >= fields.size()) continue;
 
         MountEntry entry;

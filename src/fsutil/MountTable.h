@@ -10,10 +10,10 @@ namespace ferrydeck {
 struct MountEntry {
     unsigned major = 0;
     unsigned minor = 0;
-    std::string root;       // the part of the file system seen at the mount point
+    std::string root; // the part of the file system seen at the mount point
     std::string mountPoint;
     std::string fsType;
-    std::string source;     // "/dev/sdb1", an image file, or a name such as "tmpfs"
+    std::string source; // "/dev/sdb1", an image file, or a name such as "tmpfs"
 };
 
 // Reads the kernel's mount table. Nothing here throws: a missing or unreadable

@@ -10,7 +10,8 @@ namespace ferrydeck::path {
 std::string lastComponent(const std::string &p)
 {
     std::string trimmed = p;
-    while (trimmed.size() > 1 && trimmed.back() == '/') trimmed.pop_back();
+    while (trimmed.size() > 1 && trimmed.back() == '/')
+        trimmed.pop_back();
     const size_t slash = trimmed.rfind('/');
     return slash == std::string::npos ? trimmed : trimmed.substr(slash + 1);
 }
@@ -18,7 +19,8 @@ std::string lastComponent(const std::string &p)
 std::string parent(const std::string &p)
 {
     std::string trimmed = p;
-    while (trimmed.size() > 1 && trimmed.back() == '/') trimmed.pop_back();
+    while (trimmed.size() > 1 && trimmed.back() == '/')
+        trimmed.pop_back();
     const size_t slash = trimmed.rfind('/');
     if (slash == std::string::npos) return "";
     if (slash == 0) return "/";

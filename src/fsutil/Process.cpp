@@ -51,7 +51,8 @@ Process::Result Process::run(const std::vector<std::string> &argv, Output output
 
     std::vector<char *> args;
     args.reserve(argv.size() + 1);
-    for (const std::string &arg : argv) args.push_back(const_cast<char *>(arg.c_str()));
+    for (const std::string &arg : argv)
+        args.push_back(const_cast<char *>(arg.c_str()));
     args.push_back(nullptr);
 
     SpawnActions actions;

@@ -21,8 +21,8 @@ ca_context *context()
     std::call_once(once, [] {
         ca_context *created = nullptr;
         if (ca_context_create(&created) != CA_SUCCESS) return;
-        ca_context_change_props(created, CA_PROP_APPLICATION_NAME, "Ferrydeck", CA_PROP_APPLICATION_ID,
-                                "ferrydeck", nullptr);
+        ca_context_change_props(created, CA_PROP_APPLICATION_NAME, "Ferrydeck", CA_PROP_APPLICATION_ID, "ferrydeck",
+                                nullptr);
         shared = created;
     });
     return shared;

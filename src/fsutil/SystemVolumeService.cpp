@@ -32,10 +32,11 @@ bool contains(const std::string &text, const std::string &part)
 bool isNetworkOrVirtual(const std::string &fsType)
 {
     static const char *const kTypes[] = {
-        "nfs", "nfs4", "cifs", "smb3", "smbfs", "ncpfs", "9p", "afs", "ceph", "glusterfs", "lustre",
-        "davfs", "coda", "overlay", "tmpfs", "ramfs", "proc", "sysfs", "devtmpfs", "devpts", "autofs",
-        "cgroup", "cgroup2", "securityfs", "debugfs", "tracefs", "configfs", "binfmt_misc", "mqueue",
-        "hugetlbfs", "pstore", "efivarfs", "bpf", "fusectl", "nsfs", "virtiofs", "vboxsf"};
+        "nfs",     "nfs4",      "cifs",     "smb3",        "smbfs",  "ncpfs",     "9p",      "afs",
+        "ceph",    "glusterfs", "lustre",   "davfs",       "coda",   "overlay",   "tmpfs",   "ramfs",
+        "proc",    "sysfs",     "devtmpfs", "devpts",      "autofs", "cgroup",    "cgroup2", "securityfs",
+        "debugfs", "tracefs",   "configfs", "binfmt_misc", "mqueue", "hugetlbfs", "pstore",  "efivarfs",
+        "bpf",     "fusectl",   "nsfs",     "virtiofs",    "vboxsf"};
     for (const char *type : kTypes) {
         if (fsType == type) return true;
     }
@@ -126,7 +127,8 @@ std::vector<std::string> SystemVolumeService::underlyingDisks(const std::string 
             disks.push_back(current.string());
             continue;
         }
-        for (const fs::path &slave : slaves) pending.push_back({slave, depth + 1});
+        for (const fs::path &slave : slaves)
+            pending.push_back({slave, depth + 1});
     }
     std::sort(disks.begin(), disks.end());
     disks.erase(std::unique(disks.begin(), disks.end()), disks.end());
@@ -152,8 +154,8 @@ SystemVolumeService::DiskKind SystemVolumeService::diskKind(const std::string &d
     if (startsWith(relative.string(), "devices/virtual/")) return kind;
     for (const fs::path &component : relative) {
         const std::string name = component.string();
-        if (isNameFollowedByNumber(name, "usb") || isNameFollowedByNumber(name, "fw") || contains(name, "firewire")
-            || contains(name, "ieee1394") || contains(name, "thunderbolt")) {
+        if (isNameFollowedByNumber(name, "usb") || isNameFollowedByNumber(name, "fw") || contains(name, "firewire") ||
+            contains(name, "ieee1394") || contains(name, "thunderbolt")) {
             bus = true;
         }
         if (startsWith(name, "mmc")) mmc = true;
@@ -177,7 +179,8 @@ std::vector<SystemVolumeService::Volume> SystemVolumeService::volumes() const
     std::vector<MountEntry> mounts = MountTable::read(m_mountinfoPath);
     // A later mount on the same point hides the earlier one.
     std::map<std::string, size_t> topMount;
-    for (size_t i = 0; i < mounts.size(); ++i) topMount[mounts[i].mountPoint] = i;
+    for (size_t i = 0; i < mounts.size(); ++i)
+        topMount[mounts[i].mountPoint] = i;
 
     std::vector<std::string> systemDisks;
     for (const char *folder : kSystemFolders) {
@@ -185,7 +188,8 @@ std::vector<SystemVolumeService::Volume> SystemVolumeService::volumes() const
         if (top == topMount.end()) continue;
         const std::optional<std::string> device = sysfsDevicePath(mounts[top->second]);
         if (!device) continue;
-        for (std::string &disk : underlyingDisks(*device)) systemDisks.push_back(std::move(disk));
+        for (std::string &disk : underlyingDisks(*device))
+            systemDisks.push_back(std::move(disk));
     }
     const auto isSystemDisk = [&](const std::string &disk) {
         return std::find(systemDisks.begin(), systemDisks.end(), disk) != systemDisks.end();
@@ -206,8 +210,8 @@ std::vector<SystemVolumeService::Volume> SystemVolumeService::volumes() const
         if (mount.root != "/") continue;
         if (!device) {
             // No sysfs to ask (a chroot): a device source still counts as local.
-            const bool plainDevice = startsWith(mount.source, "/dev/") && !isNetworkOrVirtual(mount.fsType)
-                && !isFuse(mount.fsType);
+            const bool plainDevice =
+                startsWith(mount.source, "/dev/") && !isNetworkOrVirtual(mount.fsType) && !isFuse(mount.fsType);
             if (plainDevice) result.push_back({mount, false, false, ""});
             continue;
         }
@@ -229,7 +233,8 @@ std::vector<SystemVolumeService::Volume> SystemVolumeService::volumes() const
 std::vector<std::string> SystemVolumeService::localVolumePaths() const
 {
     std::vector<std::string> paths;
-    for (const Volume &volume : volumes()) paths.push_back(volume.mount.mountPoint);
+    for (const Volume &volume : volumes())
+        paths.push_back(volume.mount.mountPoint);
     return paths;
 }
 
@@ -261,7 +266,8 @@ namespace {
 // A UUID worth the name: printable ASCII without spaces.
 std::optional<std::string> cleanUuid(std::string text)
 {
-    while (!text.empty() && (text.back() == '\n' || text.back() == '\r' || text.back() == ' ')) text.pop_back();
+    while (!text.empty() && (text.back() == '\n' || text.back() == '\r' || text.back() == ' '))
+        text.pop_back();
     if (text.empty() || text.size() > 128) return std::nullopt;
     for (unsigned char c : text) {
         if (c <= 0x20 || c >= 0x7f) return std::nullopt;
@@ -295,7 +301,8 @@ std::optional<std::string> SystemVolumeService::uuidOf(const std::string &device
     struct stat info {};
     const std::string node = (fs::path(m_devRoot) / kernelName).string();
     if (::stat(node.c_str(), &info) != 0 || !S_ISBLK(info.st_mode)) return std::nullopt;
-    const Process::Result probe = Process::run({"blkid", "-o", "value", "-s", "UUID", "--", node}, Process::Output::Capture);
+    const Process::Result probe =
+        Process::run({"blkid", "-o", "value", "-s", "UUID", "--", node}, Process::Output::Capture);
     if (!probe.succeeded()) return std::nullopt;
     return cleanUuid(probe.output);
 }
@@ -353,11 +360,11 @@ bool SystemVolumeService::setLabelThroughUdisks(const MountEntry &mount, const s
     if (!startsWith(mount.source, "/dev/")) return false;
     const std::optional<std::string> device = sysfsDevicePath(mount);
     const std::string kernelName = path::lastComponent(device ? *device : mount.source);
-    const Process::Result result = Process::run(
-        {"gdbus", "call", "--system", "--dest", "org.freedesktop.UDisks2", "--object-path",
-         udisksObjectPath(kernelName), "--method", "org.freedesktop.UDisks2.Filesystem.SetLabel",
-         gvariantString(label), "@a{sv} {}"},
-        Process::Output::Discard);
+    const Process::Result result =
+        Process::run({"gdbus", "call", "--system", "--dest", "org.freedesktop.UDisks2", "--object-path",
+                      udisksObjectPath(kernelName), "--method", "org.freedesktop.UDisks2.Filesystem.SetLabel",
+                      gvariantString(label), "@a{sv} {}"},
+                     Process::Output::Discard);
     return result.succeeded();
 }
 

@@ -20,15 +20,14 @@ namespace ferrydeck {
 // Network and virtual file systems are neither local nor removable.
 class SystemVolumeService : public VolumeService {
 public:
-    explicit SystemVolumeService(std::string mountinfoPath = MountTable::kDefaultPath,
-                                 std::string sysfsRoot = "/sys", std::string udevRoot = "/run/udev",
-                                 std::string devRoot = "/dev");
+    explicit SystemVolumeService(std::string mountinfoPath = MountTable::kDefaultPath, std::string sysfsRoot = "/sys",
+                                 std::string udevRoot = "/run/udev", std::string devRoot = "/dev");
 
     struct Volume {
         MountEntry mount;
-        bool removable = false;        // a removable drive
-        bool removableMedium = false;  // ...whose medium leaves it (a card, a disc)
-        std::string device;            // sysfs path of the mounted block device; empty for none
+        bool removable = false;       // a removable drive
+        bool removableMedium = false; // ...whose medium leaves it (a card, a disc)
+        std::string device;           // sysfs path of the mounted block device; empty for none
     };
     // Every mount that counts as a volume, in table order; a mount point
     // mounted over keeps only its top mount.

@@ -12,7 +12,8 @@ namespace {
 
 std::string withoutTrailingSlashes(std::string path)
 {
-    while (path.size() > 1 && path.back() == '/') path.pop_back();
+    while (path.size() > 1 && path.back() == '/')
+        path.pop_back();
     return path;
 }
 
@@ -25,8 +26,8 @@ std::string UserDirectories::home()
     std::vector<char> buffer(16384);
     passwd entry{};
     passwd *found = nullptr;
-    if (::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found && found->pw_dir
-        && *found->pw_dir == '/') {
+    if (::getpwuid_r(::getuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found && found->pw_dir &&
+        *found->pw_dir == '/') {
         return withoutTrailingSlashes(found->pw_dir);
     }
     return "/";

@@ -57,7 +57,8 @@ std::shared_ptr<_xmlDoc> adopt(xmlDocPtr doc)
     if (!doc) return {};
     return std::shared_ptr<_xmlDoc>(doc, [](xmlDocPtr d) {
         if (auto *detached = static_cast<DetachedNodes *>(d->_private)) {
-            for (xmlNodePtr node : *detached) xmlFreeNode(node);
+            for (xmlNodePtr node : *detached)
+                xmlFreeNode(node);
             delete detached;
         }
         xmlFreeDoc(d);
@@ -112,8 +113,7 @@ std::optional<XmlDocument> XmlDocument::parseMemory(std::string_view bytes)
 {
     initialiseLibrary();
     if (bytes.size() > INT_MAX) return std::nullopt;
-    auto doc =
-        adopt(xmlReadMemory(bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr, kParseOptions));
+    auto doc = adopt(xmlReadMemory(bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr, kParseOptions));
     if (!doc || !xmlDocGetRootElement(doc.get())) return std::nullopt;
     return XmlDocument(std::move(doc));
 }

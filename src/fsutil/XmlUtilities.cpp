@@ -61,8 +61,7 @@ std::optional<std::string> XmlUtilities::findXmlTagInfo(const std::string &tagPr
     return findXmlTagInfo(tagPrefix, file, std::nullopt);
 }
 
-std::optional<std::string> XmlUtilities::findTagLine(const std::string &tagPrefix,
-                                                     const XmlDocument &document,
+std::optional<std::string> XmlUtilities::findTagLine(const std::string &tagPrefix, const XmlDocument &document,
                                                      const std::optional<std::string> &descriptor)
 {
     try {
@@ -99,10 +98,8 @@ void XmlUtilities::removeXMLNode(const std::string &name, const XmlDocument &doc
     while (node) {
         const std::string line = XmlNode(document.owner(), node).xmlString();
         bool remove = false;
-        if (beginsWith(line, closing))
-            inside = false;
-        else if (inside)
-            remove = true;
+        if (beginsWith(line, closing)) inside = false;
+        else if (inside) remove = true;
         if (beginsWith(line, opening)) {
             inside = true;
             if (tagIsHeader) remove = true;
@@ -161,9 +158,10 @@ std::optional<XmlNode> XmlUtilities::childNodeWithName(const std::string &name, 
     return std::nullopt;
 }
 
-std::optional<XmlNode> XmlUtilities::createElementWithName(
-    const std::string &name, const std::optional<std::vector<std::string>> &attributes,
-    const std::optional<std::vector<std::string>> &values, const std::optional<std::string> &stringValue)
+std::optional<XmlNode> XmlUtilities::createElementWithName(const std::string &name,
+                                                           const std::optional<std::vector<std::string>> &attributes,
+                                                           const std::optional<std::vector<std::string>> &values,
+                                                           const std::optional<std::string> &stringValue)
 {
     try {
         const std::optional<XmlDocument> document = XmlDocument::withNewRootElement(name);

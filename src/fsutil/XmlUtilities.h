@@ -64,10 +64,10 @@ public:
     // A new element (owning its own document). Attributes are added only when
     // both lists are given and of equal length; a pair with an empty name is
     // skipped.
-    static std::optional<XmlNode>
-    createElementWithName(const std::string &name, const std::optional<std::vector<std::string>> &attributes,
-                          const std::optional<std::vector<std::string>> &values,
-                          const std::optional<std::string> &stringValue);
+    static std::optional<XmlNode> createElementWithName(const std::string &name,
+                                                        const std::optional<std::vector<std::string>> &attributes,
+                                                        const std::optional<std::vector<std::string>> &values,
+                                                        const std::optional<std::string> &stringValue);
 };
 
 } // namespace ferrydeck

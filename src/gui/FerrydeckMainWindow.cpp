@@ -91,7 +91,6 @@ void FerrydeckMainWindow::loadDefaults()
     if (auto *scroller = qobject_cast<QScrollArea *>(dockDrawer->widget())) scroller->verticalScrollBar()->setValue(0);
 }
 
-
 bool FerrydeckMainWindow::applicationShouldTerminate()
 {
     return m_controller->applicationShouldTerminate();

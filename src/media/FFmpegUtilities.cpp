@@ -81,8 +81,7 @@ std::optional<std::string> codecField(const std::string &description, const char
 bool runTranscoder(const FFmpegCommand &command)
 {
     const Process::Result result = Process::run(command.arguments, Process::Output::ToStandardError);
-    if (!result.succeeded())
-        systemLog("ffmpeg failed (status %d): %s", result.status, command.commandLine.c_str());
+    if (!result.succeeded()) systemLog("ffmpeg failed (status %d): %s", result.status, command.commandLine.c_str());
     return result.succeeded();
 }
 
@@ -149,11 +148,9 @@ std::optional<std::vector<std::string>> FFmpegUtilities::findFileExtensionsForCo
 FFmpegCommand FFmpegUtilities::createMovieCommand(const std::string &movie, const std::string &fromMovie,
                                                   int32_t usingCodec)
 {
-    const std::vector<std::string> values{ffmpegPath(), fromMovie, findFFmpegCodecForCodec(usingCodec),
-                                          movie};
+    const std::vector<std::string> values{ffmpegPath(), fromMovie, findFFmpegCodecForCodec(usingCodec), movie};
     if (usingCodec == 2)
-        return expand("%@ -i \"%@\" -ab 96k -vcodec %@ -vpre hq -crf 22 -threads 0 -copyts -y \"%@\"",
-                      values);
+        return expand("%@ -i \"%@\" -ab 96k -vcodec %@ -vpre hq -crf 22 -threads 0 -copyts -y \"%@\"", values);
     return expand("%@ -i \"%@\" -vcodec %@  -sameq -copyts -y \"%@\"", values);
 }
 
@@ -163,39 +160,33 @@ bool FFmpegUtilities::createMovie(const std::string &movie, const std::string &f
 }
 
 FFmpegCommand FFmpegUtilities::convertMovieCommand(const std::string &source, const std::string &tempMovie,
-                                                   Dimensions dimensions,
-                                                   const std::string &ffmpegFileDescription)
+                                                   Dimensions dimensions, const std::string &ffmpegFileDescription)
 {
     const std::string ffmpeg = ffmpegPath();
     const std::optional<std::string> audio = findFFmpegAudioCodec(ffmpegFileDescription);
     if (dimensions.width <= 0 || dimensions.height <= 0) {
         if (audio)
-            return expand(
-                "%@ -i \"%@\" -f mov -acodec adpcm_ima_qt -pix_fmt rgb24 -vcodec mpeg4 -deinterlace "
-                "-qscale 1 -qmin 1 -trellis 1 -intra -s 320x180 -copyts -y \"%@\"",
-                {ffmpeg, source, tempMovie});
-        return expand(
-            "%@ -i \"%@\" -f mov -pix_fmt rgb24 -vcodec mpeg4 -deinterlace -qscale 1 -qmin 1 -trellis 1 "
-            "-intra -s 320x180 -copyts -y \"%@\"",
-            {ffmpeg, source, tempMovie});
+            return expand("%@ -i \"%@\" -f mov -acodec adpcm_ima_qt -pix_fmt rgb24 -vcodec mpeg4 -deinterlace "
+                          "-qscale 1 -qmin 1 -trellis 1 -intra -s 320x180 -copyts -y \"%@\"",
+                          {ffmpeg, source, tempMovie});
+        return expand("%@ -i \"%@\" -f mov -pix_fmt rgb24 -vcodec mpeg4 -deinterlace -qscale 1 -qmin 1 -trellis 1 "
+                      "-intra -s 320x180 -copyts -y \"%@\"",
+                      {ffmpeg, source, tempMovie});
     }
     const std::string width = std::to_string(dimensions.width), height = std::to_string(dimensions.height);
     if (!audio)
-        return expand(
-            "%@ -i \"%@\" -f mov -pix_fmt rgb24 -vcodec mpeg4 -deinterlace -qscale 1 -qmin 1 -trellis 1 "
-            "-intra -s %@x%@ -copyts -y \"%@\"",
-            {ffmpeg, source, width, height, tempMovie});
+        return expand("%@ -i \"%@\" -f mov -pix_fmt rgb24 -vcodec mpeg4 -deinterlace -qscale 1 -qmin 1 -trellis 1 "
+                      "-intra -s %@x%@ -copyts -y \"%@\"",
+                      {ffmpeg, source, width, height, tempMovie});
     const std::string size = width + "x" + height;
     const std::optional<std::string> sourceSize = findFFmpegVideoDimensions(ffmpegFileDescription);
     if (sourceSize && trim(*sourceSize, kWhiteSpace) == size)
-        return expand(
-            "%@ -i \"%@\" -f mov -acodec %@ -pix_fmt rgb24 -vcodec mpeg4 -deinterlace -qscale 1 -qmin 1 "
-            "-trellis 1 -intra -copyts -y \"%@\"",
-            {ffmpeg, source, *audio, tempMovie});
-    return expand(
-        "%@ -i \"%@\" -f mov -acodec %@ -pix_fmt rgb24 -vcodec mpeg4 -deinterlace -qscale 1 -qmin 1 "
-        "-trellis 1 -intra -s %@ -copyts -y \"%@\"",
-        {ffmpeg, source, *audio, size, tempMovie});
+        return expand("%@ -i \"%@\" -f mov -acodec %@ -pix_fmt rgb24 -vcodec mpeg4 -deinterlace -qscale 1 -qmin 1 "
+                      "-trellis 1 -intra -copyts -y \"%@\"",
+                      {ffmpeg, source, *audio, tempMovie});
+    return expand("%@ -i \"%@\" -f mov -acodec %@ -pix_fmt rgb24 -vcodec mpeg4 -deinterlace -qscale 1 -qmin 1 "
+                  "-trellis 1 -intra -s %@ -copyts -y \"%@\"",
+                  {ffmpeg, source, *audio, size, tempMovie});
 }
 
 bool FFmpegUtilities::convertMovieUsingFFmpeg(const std::string &source, const std::string &tempMovie,
@@ -237,7 +228,8 @@ std::optional<std::string> FFmpegUtilities::findFFmpegAudioRate(const std::strin
     if (!fields) return std::nullopt;
     for (const std::string &field : *fields) {
         std::string lower = field;
-        for (char &c : lower) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        for (char &c : lower)
+            c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
         if (lower.find("hz") == std::string::npos) continue;
         return trim(trim(field, kLetters), kWhiteSpace);
     }
@@ -265,8 +257,8 @@ int64_t FFmpegUtilities::durationForVideoFileInMiliSeconds(const std::string &mo
     if (at == std::string::npos) return 0;
     const size_t start = at + 9;
     const size_t comma = report->find(',', start);
-    const std::string field = trim(
-        report->substr(start, comma == std::string::npos ? std::string::npos : comma - start), kWhiteSpace);
+    const std::string field =
+        trim(report->substr(start, comma == std::string::npos ? std::string::npos : comma - start), kWhiteSpace);
     // HH:MM:SS or HH:MM:SS.fraction; anything else ("N/A") is no duration.
     const std::vector<std::string> parts = split(field, ":");
     if (parts.size() != 3) return 0;
@@ -277,8 +269,7 @@ int64_t FFmpegUtilities::durationForVideoFileInMiliSeconds(const std::string &mo
     int64_t fields[4] = {};
     const std::string texts[4] = {parts[0], parts[1], secondsAndFraction[0], fraction};
     for (int i = 0; i < 4; ++i) {
-        if (texts[i].empty() || texts[i].size() > 9 ||
-            texts[i].find_first_not_of("0123456789") != std::string::npos)
+        if (texts[i].empty() || texts[i].size() > 9 || texts[i].find_first_not_of("0123456789") != std::string::npos)
             return 0;
         fields[i] = std::strtoll(texts[i].c_str(), nullptr, 10);
     }

@@ -32,8 +32,7 @@ public:
     static std::string findFFmpegCodecForCodec(int32_t codec);
     static std::optional<std::vector<std::string>> findFileExtensionsForCodec(int32_t codec);
 
-    static FFmpegCommand createMovieCommand(const std::string &movie, const std::string &fromMovie,
-                                            int32_t usingCodec);
+    static FFmpegCommand createMovieCommand(const std::string &movie, const std::string &fromMovie, int32_t usingCodec);
     // True when ffmpeg exits with status 0.
     static bool createMovie(const std::string &movie, const std::string &fromMovie, int32_t usingCodec);
 
@@ -48,8 +47,8 @@ public:
     // A failed conversion logs "Failure to complete conversion sequence".
     static FFmpegCommand convertMovieCommand(const std::string &source, const std::string &tempMovie,
                                              Dimensions dimensions, const std::string &ffmpegFileDescription);
-    static bool convertMovieUsingFFmpeg(const std::string &source, const std::string &tempMovie,
-                                        Dimensions dimensions, const std::string &ffmpegFileDescription);
+    static bool convertMovieUsingFFmpeg(const std::string &source, const std::string &tempMovie, Dimensions dimensions,
+                                        const std::string &ffmpegFileDescription);
     static bool convertMovieUsingFFmpeg(const std::string &source, const std::string &tempMovie,
                                         const std::string &ffmpegFileDescription);
 

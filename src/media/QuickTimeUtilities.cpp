@@ -37,8 +37,8 @@ uint64_t QuickTimeUtilities::durationOfMovieInMiliSeconds(const std::string &pat
     return movie->duration / scale * 1000 + movie->duration % scale * 1000 / scale;
 }
 
-bool QuickTimeUtilities::insertTimeCodeTrackIntoMovie(const std::string &path, int32_t, const std::string &,
-                                                      bool, int32_t)
+bool QuickTimeUtilities::insertTimeCodeTrackIntoMovie(const std::string &path, int32_t, const std::string &, bool,
+                                                      int32_t)
 {
     systemLog("Insertion of the time code failed: %s", path.c_str());
     return false;

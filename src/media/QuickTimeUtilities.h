@@ -24,9 +24,8 @@ public:
 
     // Movies are only read, never rewritten: inserting a timecode track
     // answers false, logging "Insertion of the time code failed".
-    static bool insertTimeCodeTrackIntoMovie(const std::string &path, int32_t rate,
-                                             const std::string &startTime, bool includeTimeCode,
-                                             int32_t fontSize);
+    static bool insertTimeCodeTrackIntoMovie(const std::string &path, int32_t rate, const std::string &startTime,
+                                             bool includeTimeCode, int32_t fontSize);
     // Timecode tracks are not read yet: no start timecode, and the
     // unrecognised rate definition.
     static std::optional<std::string> startTimecodeOfMovie(const std::string &path);

@@ -19,9 +19,8 @@ struct RateEntry {
 
 // Ids no parser yields still have their answers, as the card files use them.
 constexpr RateEntry kRates[] = {
-    {100, 30, "2997"}, {101, 30, "2997"}, {102, 25, "25"}, {103, 24, "24"},
-    {104, 60, "5994"}, {105, 50, "50"},   {107, 30, "30"}, {108, 60, "5994"},
-    {109, 50, "25"},   {110, 30, "30"},   {112, 24, "30"}, {113, 60, "30"},
+    {100, 30, "2997"}, {101, 30, "2997"}, {102, 25, "25"}, {103, 24, "24"}, {104, 60, "5994"}, {105, 50, "50"},
+    {107, 30, "30"},   {108, 60, "5994"}, {109, 50, "25"}, {110, 30, "30"}, {112, 24, "30"},   {113, 60, "30"},
 };
 
 const RateEntry *findRate(int32_t id)
@@ -47,8 +46,7 @@ int64_t fieldValue(const std::string &timecode, size_t position)
 
 } // namespace
 
-int32_t TimecodeUtilities::findTimeRepresentedByFrames(int32_t frames, int32_t framesPerMeasurment,
-                                                       int32_t &time)
+int32_t TimecodeUtilities::findTimeRepresentedByFrames(int32_t frames, int32_t framesPerMeasurment, int32_t &time)
 {
     time = 0;
     if (frames == 0 || framesPerMeasurment == 0) return 0;
@@ -134,8 +132,7 @@ int32_t TimecodeUtilities::totalFramesInTimeCode(const std::string &timecode, in
     return totalFramesInTimeCode(timecode, frameRate, false);
 }
 
-int32_t TimecodeUtilities::totalFramesInTimeCode(const std::string &timecode, int32_t frameRate,
-                                                 bool andIsDropFrame)
+int32_t TimecodeUtilities::totalFramesInTimeCode(const std::string &timecode, int32_t frameRate, bool andIsDropFrame)
 {
     if (timecode.size() < 11) return 0;
     const int64_t hours = fieldValue(timecode, 0);
@@ -188,8 +185,7 @@ bool TimecodeUtilities::timecodeIsDropFrame(const std::string &timecode)
     return timecode.size() > 8 && timecode[8] == ';';
 }
 
-std::string TimecodeUtilities::incrementTimecode(const std::string &timecode, int32_t framesToStep,
-                                                 int32_t frameRate)
+std::string TimecodeUtilities::incrementTimecode(const std::string &timecode, int32_t framesToStep, int32_t frameRate)
 {
     const bool drop = timecodeIsDropFrame(timecode);
     const int64_t total = int64_t{totalFramesInTimeCode(timecode, frameRate)} + framesToStep;
@@ -204,8 +200,7 @@ std::string TimecodeUtilities::adjustTimecode(const std::string &timecode, int32
     const int32_t target = numericMovieRateFromRateDefinitions(toTimecodeRate);
     if (!isValidTimeCode(timecode) || recorded == target) return timecode;
     const int64_t frames = fieldValue(timecode, 9);
-    const double scaled =
-        static_cast<double>(target) / static_cast<double>(recorded) * static_cast<double>(frames);
+    const double scaled = static_cast<double>(target) / static_cast<double>(recorded) * static_cast<double>(frames);
     return timecode.substr(0, 9) + formatTimeCodeSegmentFromInteger(static_cast<int32_t>(scaled));
 }
 

@@ -57,11 +57,9 @@ public:
     static bool isValidTimeCode(const std::string &timecode);
     static bool timecodeIsDropFrame(const std::string &timecode);
     // Counts frames without drop and relabels with the input's separator.
-    static std::string incrementTimecode(const std::string &timecode, int32_t framesToStep,
-                                         int32_t frameRate);
+    static std::string incrementTimecode(const std::string &timecode, int32_t framesToStep, int32_t frameRate);
     // Scales only the frame field by the ratio of the two numeric rates.
-    static std::string adjustTimecode(const std::string &timecode, int32_t fromRecordedRate,
-                                      int32_t toTimecodeRate);
+    static std::string adjustTimecode(const std::string &timecode, int32_t fromRecordedRate, int32_t toTimecodeRate);
     // The local time of day with a frame field of "00".
     static std::string timecodeFromDate(std::chrono::system_clock::time_point date);
 };

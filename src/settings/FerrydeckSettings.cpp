@@ -30,9 +30,7 @@ const std::vector<FerrydeckSettings::Field> &FerrydeckSettings::fields()
 {
     using S = FerrydeckSettings;
     auto flag = [](const char *key, std::atomic<bool> S::*member) { return Field{key, member, nullptr, nullptr}; };
-    auto number = [](const char *key, std::atomic<int32_t> S::*member) {
-        return Field{key, nullptr, member, nullptr};
-    };
+    auto number = [](const char *key, std::atomic<int32_t> S::*member) { return Field{key, nullptr, member, nullptr}; };
     auto text = [](const char *key, std::string S::*member) { return Field{key, nullptr, nullptr, member}; };
     // Several keys differ from the field names; the keys are the stored format.
     static const std::vector<Field> table = {
@@ -77,12 +75,32 @@ const FerrydeckSettings::Field *FerrydeckSettings::fieldForKey(const std::string
 std::optional<std::vector<std::string>> FerrydeckSettings::findMemberKeys() const
 {
     // Deliberately not the lookup order; nothing depends on this one.
-    return std::vector<std::string>{
-        "settingsPanelOpen", "ejectCard", "formatCard", "playSound", "renameCard", "incrementRenameTitle",
-        "renameCounter", "renameText", "selectedLogIndex", "selectedVerifyIndex", "offloadModeIndex",
-        "volumeTypeIndex", "logOptionIndex", "warnBeforeFormatting", "alertWhenFormatFails",
-        "alertWhenLogsNotSaved", "autoSaveLogs", "amountOfThreads", "conventionIndex", "customNamingConvention",
-        "addPrefix", "addSuffix", "numberingValue", "prefixText", "suffixText", "logText"};
+    return std::vector<std::string>{"settingsPanelOpen",
+                                    "ejectCard",
+                                    "formatCard",
+                                    "playSound",
+                                    "renameCard",
+                                    "incrementRenameTitle",
+                                    "renameCounter",
+                                    "renameText",
+                                    "selectedLogIndex",
+                                    "selectedVerifyIndex",
+                                    "offloadModeIndex",
+                                    "volumeTypeIndex",
+                                    "logOptionIndex",
+                                    "warnBeforeFormatting",
+                                    "alertWhenFormatFails",
+                                    "alertWhenLogsNotSaved",
+                                    "autoSaveLogs",
+                                    "amountOfThreads",
+                                    "conventionIndex",
+                                    "customNamingConvention",
+                                    "addPrefix",
+                                    "addSuffix",
+                                    "numberingValue",
+                                    "prefixText",
+                                    "suffixText",
+                                    "logText"};
 }
 
 std::optional<Dictionary> FerrydeckSettings::findValueForKey(const std::string &key) const

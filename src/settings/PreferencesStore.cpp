@@ -104,8 +104,8 @@ bool PreferencesStore::loadFile(bool repair)
     // the next save.
     const std::string aside = m_filePath + ".bad";
     if (::rename(m_filePath.c_str(), aside.c_str()) == 0) {
-        systemLog("preferences: %s is not a preferences file; kept as %s, starting with defaults",
-                  m_filePath.c_str(), aside.c_str());
+        systemLog("preferences: %s is not a preferences file; kept as %s, starting with defaults", m_filePath.c_str(),
+                  aside.c_str());
     } else {
         systemLog("preferences: %s is not a preferences file and cannot be moved aside (%s); starting with "
                   "defaults",
@@ -140,8 +140,7 @@ bool PreferencesStore::save() const
     case fsutil::ReplaceResult::FolderNotFlushed:
         return true;
     case fsutil::ReplaceResult::NoTemporary:
-        systemLog("preferences: cannot write in %s: %s; preferences not saved", folder.c_str(),
-                  std::strerror(errno));
+        systemLog("preferences: cannot write in %s: %s; preferences not saved", folder.c_str(), std::strerror(errno));
         return false;
     case fsutil::ReplaceResult::Failed:
         break;
@@ -155,7 +154,8 @@ std::vector<std::string> PreferencesStore::keys() const
 {
     std::lock_guard lock(m_mutex);
     std::vector<std::string> names;
-    for (const auto &[key, value] : m_values.items()) names.push_back(key);
+    for (const auto &[key, value] : m_values.items())
+        names.push_back(key);
     return names;
 }
 

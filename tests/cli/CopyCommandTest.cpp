@@ -72,6 +72,7 @@ TEST(CopyCommand, BadArgumentsAreRefusedWithStatusTwo)
         {"copy", dir / "card", dir / "dest", "--scheme", "card"},
         {"copy", dir / "card", dir / "dest", "--threads", "0"},
     };
-    for (const auto &arguments : cases) EXPECT_EQ(cli(arguments).exitCode, 2) << arguments.back();
+    for (const auto &arguments : cases)
+        EXPECT_EQ(cli(arguments).exitCode, 2) << arguments.back();
     EXPECT_FALSE(exists(dir / "dest/card"));
 }

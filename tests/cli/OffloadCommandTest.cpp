@@ -41,11 +41,11 @@ TEST(OffloadCommand, BadInputExitsTwoAndTouchesNothing)
     writeFile(dir / "file.txt", "f");
     makeDirectory(dir / "dest");
     const std::vector<std::vector<std::string>> cases{
-        {dir / "card"},                                        // no destination
-        {dir / "missing", "--dest", dir / "dest"},             // missing source
-        {dir / "file.txt", "--dest", dir / "dest"},            // a source that is a file
-        {dir / "card", "--dest", dir / "nowhere"},             // a destination that does not exist
-        {dir / "card", "--dest", dir / "card"},                // the source itself
+        {dir / "card"},                             // no destination
+        {dir / "missing", "--dest", dir / "dest"},  // missing source
+        {dir / "file.txt", "--dest", dir / "dest"}, // a source that is a file
+        {dir / "card", "--dest", dir / "nowhere"},  // a destination that does not exist
+        {dir / "card", "--dest", dir / "card"},     // the source itself
         {dir / "card", "--dest", dir / "dest", "--verify", "maybe"},
         {dir / "card", "--dest", dir / "dest", "--scheme", "custom"},
         {dir / "card", "--dest", dir / "dest", "--log-dir", dir / "nologs"},
@@ -74,9 +74,9 @@ TEST(OffloadCommand, TwoDestinationsGetVerifiedCopiesAndOneLogPerJob)
     makeDirectory(dir / "one");
     makeDirectory(dir / "two");
     makeDirectory(dir / "logs");
-    const auto result = cli({dir / "card", "--dest", dir / "one", "--dest", dir / "two", "--verify", "contents",
-                             "--scheme", "card", "--prefix", "A_", "--log-dir", dir / "logs", "--json", "--threads",
-                             "3"});
+    const auto result =
+        cli({dir / "card", "--dest", dir / "one", "--dest", dir / "two", "--verify", "contents", "--scheme", "card",
+             "--prefix", "A_", "--log-dir", dir / "logs", "--json", "--threads", "3"});
     ASSERT_EQ(result.exitCode, 0) << result.output;
     const auto jobs = jsonLines(result.output);
     ASSERT_EQ(jobs.size(), 2u);
@@ -104,13 +104,13 @@ TEST(OffloadCommand, LogInCopyAndConsecutiveNumbersAcrossRuns)
     TempDir dir;
     writeFile(dir / "card/A.MOV", "a");
     makeDirectory(dir / "dest");
-    const auto first = cli({dir / "card", "--dest", dir / "dest", "--scheme", "number", "--number", "9",
-                            "--log-in-copy", "--quiet"});
+    const auto first =
+        cli({dir / "card", "--dest", dir / "dest", "--scheme", "number", "--number", "9", "--log-in-copy", "--quiet"});
     EXPECT_EQ(first.exitCode, 0);
     EXPECT_TRUE(first.output.empty());
     EXPECT_TRUE(exists(dir / "dest/09/card/card.txt"));
-    const auto second = cli({dir / "card", "--dest", dir / "dest", "--scheme", "number", "--number", "9",
-                             "--log-in-copy"});
+    const auto second =
+        cli({dir / "card", "--dest", dir / "dest", "--scheme", "number", "--number", "9", "--log-in-copy"});
     EXPECT_EQ(second.exitCode, 0);
     EXPECT_TRUE(exists(dir / "dest/09/card-2/card-2.txt"));
     EXPECT_NE(second.output.find("Completed: " + dir / "card"), std::string::npos);
@@ -127,9 +127,9 @@ TEST(OffloadCommand, LogThatCannotBeWrittenWhereAskedGoesToTheStateFolder)
     makeDirectory(dir / "logs");
     if (::mount("tmpfs", (dir / "logs").c_str(), "tmpfs", MS_RDONLY, "size=16k") != 0)
         GTEST_SKIP() << "cannot mount a tmpfs here: " << std::strerror(errno);
-    ChildProcess child({FERRYDECK_CLI_PATH, "offload", dir / "card", "--dest", dir / "dest", "--log-dir",
-                        dir / "logs", "--json"},
-                       {{"XDG_STATE_HOME", dir / "state"}}, dir.path());
+    ChildProcess child(
+        {FERRYDECK_CLI_PATH, "offload", dir / "card", "--dest", dir / "dest", "--log-dir", dir / "logs", "--json"},
+        {{"XDG_STATE_HOME", dir / "state"}}, dir.path());
     const int exitCode = child.wait();
     ::umount((dir / "logs").c_str());
     EXPECT_EQ(exitCode, 0) << child.standardError();

@@ -96,7 +96,8 @@ TEST(OffloadSession, DamagedSavedPreferencesAreLeftWhereTheyAre)
 TEST(OffloadSession, InterruptCancelsTheJobsWritesTheirLogsAndExitsOne)
 {
     TempDir dir;
-    for (int i = 0; i < 1500; ++i) writeSizedFile(dir / ("card/C" + std::to_string(i) + ".MOV"), 32768, i);
+    for (int i = 0; i < 1500; ++i)
+        writeSizedFile(dir / ("card/C" + std::to_string(i) + ".MOV"), 32768, i);
     makeDirectory(dir / "one");
     makeDirectory(dir / "two");
     makeDirectory(dir / "logs");

@@ -24,7 +24,8 @@ size_t lineCount(const std::string &text)
 TEST(WatchCommand, ANewCardIsOffloadedVerifiedReformattedAndEjectedAndSigintStopsCleanly)
 {
     TempDir dir;
-    for (const char *folder : {"media", "one", "two", "logs"}) makeDirectory(dir / folder);
+    for (const char *folder : {"media", "one", "two", "logs"})
+        makeDirectory(dir / folder);
     const BuiltCard early = buildCard(CardKind::P2, dir / "media/EARLY");
     ChildProcess watch({FERRYDECK_CLI_PATH, "watch", "--dest", dir / "one", "--dest", dir / "two", "--verify",
                         "contents", "--reformat", "--yes", "--eject", "--rename", "bad;name", "--log-dir", dir / "logs",
@@ -35,7 +36,8 @@ TEST(WatchCommand, ANewCardIsOffloadedVerifiedReformattedAndEjectedAndSigintStop
     // A card is mounted whole: build it aside, then let it appear at once.
     const BuiltCard staged = buildCard(CardKind::CanonEos, dir / "staging/CARD");
     std::vector<std::string> originals;
-    for (const std::string &clip : staged.clips) originals.push_back(readFile(clip));
+    for (const std::string &clip : staged.clips)
+        originals.push_back(readFile(clip));
     ASSERT_EQ(std::rename(staged.root.c_str(), (dir / "media/CARD").c_str()), 0);
 
     ASSERT_TRUE(waitFor([&] { return lineCount(watch.standardOutput()) >= 2 || !watch.running(); }))
@@ -62,7 +64,8 @@ TEST(WatchCommand, ANewCardIsOffloadedVerifiedReformattedAndEjectedAndSigintStop
     }
     EXPECT_TRUE(exists(dir / "media/.ejected/CARD/DCIM"));
     EXPECT_TRUE(exists(dir / "media/.ejected/CARD/MISC"));
-    for (const std::string &clip : early.clips) EXPECT_TRUE(exists(clip));
+    for (const std::string &clip : early.clips)
+        EXPECT_TRUE(exists(clip));
     EXPECT_FALSE(exists(dir / "one/EARLY"));
 
     const std::string errors = watch.standardError();
@@ -75,7 +78,8 @@ TEST(WatchCommand, ANewCardIsOffloadedVerifiedReformattedAndEjectedAndSigintStop
 TEST(WatchCommand, WithoutYesTheReformatIsAbortedAndTheCardKeepsItsFiles)
 {
     TempDir dir;
-    for (const char *folder : {"media", "one"}) makeDirectory(dir / folder);
+    for (const char *folder : {"media", "one"})
+        makeDirectory(dir / folder);
     ChildProcess watch({FERRYDECK_CLI_PATH, "watch", "--dest", dir / "one", "--reformat"},
                        {{"FERRYDECK_MEDIA_ROOT", dir / "media"}, {"XDG_STATE_HOME", dir / "state"}}, dir.path());
     ASSERT_TRUE(waitFor([&] { return watch.standardError().find("Watching") != std::string::npos; }));

@@ -27,7 +27,8 @@ protected:
     std::vector<std::string> queuedSources() const
     {
         std::vector<std::string> sources;
-        for (const auto &job : controller->listOffloadInstances()) sources.push_back(job->sourceDirectory());
+        for (const auto &job : controller->listOffloadInstances())
+            sources.push_back(job->sourceDirectory());
         return sources;
     }
 

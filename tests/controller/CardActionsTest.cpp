@@ -53,7 +53,8 @@ TEST_F(CardActionsTest, OnlyTheLastOfThreeJobsRenamesAndEjectsTheCard)
 {
     const std::string source = card();
     make();
-    for (const char *name : {"one", "two", "three"}) addDestination(name);
+    for (const char *name : {"one", "two", "three"})
+        addDestination(name);
     settings().setRenameCard(true);
     settings().setTextRenameCard("DAY");
     settings().setEjectCard(true);
@@ -246,7 +247,8 @@ TEST_F(CardActionsTest, YesReformatsTheCardAsItsTypeExpectsAndAFailureIsTold)
     view->answers = {"YES"};
     offload({built.root});
     EXPECT_EQ(view->titles(), (std::vector<std::string>{"Reformat Warning"}));
-    for (const std::string &clip : built.clips) EXPECT_FALSE(exists(clip)) << clip;
+    for (const std::string &clip : built.clips)
+        EXPECT_FALSE(exists(clip)) << clip;
     EXPECT_TRUE(exists(built.root + "/DCIM"));
     EXPECT_TRUE(exists(built.root + "/MISC"));
 
@@ -267,7 +269,8 @@ TEST_F(CardActionsTest, ACardOfUnknownStructureOrAFailedOffloadIsNeverReformatte
     const auto unknownBefore = listTree(unknown);
     const BuiltCard failing = buildCard(CardKind::CanonEos, dir / "media/DAY_ONE");
     std::vector<std::string> clipsBefore;
-    for (const std::string &clip : failing.clips) clipsBefore.push_back(readFile(clip));
+    for (const std::string &clip : failing.clips)
+        clipsBefore.push_back(readFile(clip));
     // A FIFO cannot be copied, so the card's offload ends in Error.
     ASSERT_EQ(::mkfifo((failing.root + "/DCIM/PIPE.MOV").c_str(), 0644), 0);
     make();
@@ -280,7 +283,8 @@ TEST_F(CardActionsTest, ACardOfUnknownStructureOrAFailedOffloadIsNeverReformatte
     EXPECT_EQ(jobs[0]->offloadStatus(), OffloadInstance::kCompleted);
     EXPECT_EQ(jobs[1]->offloadStatus(), OffloadInstance::kError);
     EXPECT_EQ(listTree(unknown), unknownBefore);
-    for (size_t i = 0; i < failing.clips.size(); ++i) EXPECT_EQ(readFile(failing.clips[i]), clipsBefore[i]);
+    for (size_t i = 0; i < failing.clips.size(); ++i)
+        EXPECT_EQ(readFile(failing.clips[i]), clipsBefore[i]);
     EXPECT_TRUE(exists(failing.root + "/DCIM/PIPE.MOV"));
     EXPECT_TRUE(view->alerts().empty());
 }

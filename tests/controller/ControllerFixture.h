@@ -55,7 +55,8 @@ public:
     std::vector<std::string> titles() const
     {
         std::vector<std::string> result;
-        for (const Alert &alert : alerts()) result.push_back(alert.title);
+        for (const Alert &alert : alerts())
+            result.push_back(alert.title);
         return result;
     }
 
@@ -104,7 +105,8 @@ protected:
     }
     std::string makeCard(const std::string &name, int files = 3)
     {
-        for (int i = 0; i < files; ++i) writeSizedFile(dir / (name + "/CLIP/" + std::to_string(i) + ".MOV"), 3000, i);
+        for (int i = 0; i < files; ++i)
+            writeSizedFile(dir / (name + "/CLIP/" + std::to_string(i) + ".MOV"), 3000, i);
         return dir / name;
     }
     // Queues `sources`, lets them be listed and starts them; returns once every job ran.

@@ -139,7 +139,8 @@ TEST_F(Lifecycle, YesToUnsavedLogsAtQuitSavesEveryListedJob)
     controller->applicationWillTerminate();
     ASSERT_EQ(view->titles(), std::vector<std::string>{"Unsaved Logs"});
     EXPECT_EQ(view->alerts()[0].message, "There are logs files that have not yet been saved.\nSave before exit?");
-    for (const std::string name : {"done", "saved", "waiting"}) EXPECT_TRUE(exists(dir / ("logs/" + name + ".txt")));
+    for (const std::string name : {"done", "saved", "waiting"})
+        EXPECT_TRUE(exists(dir / ("logs/" + name + ".txt")));
 
     // Nothing unsaved and finished: no question.
     jobs[0]->setOffloadStatus(OffloadInstance::kIdle);
@@ -223,7 +224,8 @@ TEST_F(Lifecycle, ShuttingDownCancelsRunningJobsAndWaitsForTheirThreads)
 {
     make();
     addDestination("backup");
-    for (int i = 0; i < 40; ++i) writeSizedFile(dir / ("card/" + std::to_string(i) + ".MOV"), 200000, i);
+    for (int i = 0; i < 40; ++i)
+        writeSizedFile(dir / ("card/" + std::to_string(i) + ".MOV"), 200000, i);
     controller->addDirectoriesToOffloadList({dir / "card"});
     settle();
     controller->processAllItemsInTheQueue();

@@ -77,7 +77,8 @@ TEST_F(Naming, DateSchemesUseTheFolderDateAsFullDateTime)
 TEST_F(Naming, StepperClampsAndPadsAndPreviewFollowsScheme)
 {
     make();
-    const std::vector<std::pair<int, std::string>> steps{{9, "09"}, {10, "10"}, {0, "01"}, {-5, "01"}, {100000, "9999"}};
+    const std::vector<std::pair<int, std::string>> steps{
+        {9, "09"}, {10, "10"}, {0, "01"}, {-5, "01"}, {100000, "9999"}};
     for (const auto &[value, text] : steps) {
         controller->configureStepper(value);
         EXPECT_EQ(controller->textStepperCount(), text);
@@ -87,9 +88,13 @@ TEST_F(Naming, StepperClampsAndPadsAndPreviewFollowsScheme)
 
     controller->ferrydeckSettings().setAddPrefix(true);
     const std::vector<std::pair<std::string, std::string>> previews{
-        {"Card Name", "P_\"Card Name\""},  {"Date Volume Created", "P_\"Date Created\""},
-        {"Date Volume Modified", "P_\"Date Modified\""}, {"Today's Date", "P_" + today()},
-        {"Consecutive Numbering", "P_9999"}, {"None", ""}, {"???", ""},
+        {"Card Name", "P_\"Card Name\""},
+        {"Date Volume Created", "P_\"Date Created\""},
+        {"Date Volume Modified", "P_\"Date Modified\""},
+        {"Today's Date", "P_" + today()},
+        {"Consecutive Numbering", "P_9999"},
+        {"None", ""},
+        {"???", ""},
     };
     for (const auto &[title, preview] : previews) {
         view->naming = {title, "", "P_", ""};

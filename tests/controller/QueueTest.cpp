@@ -190,7 +190,8 @@ TEST_F(Queue, SharedThreadsAreHandedOutByIdleCountModuloJobs)
     make();
     ASSERT_EQ(controller->offloadPool().poolSize(), 8);
     std::vector<AppController::Job> jobs;
-    for (int i = 0; i < 3; ++i) jobs.push_back(OffloadInstance::create(dir / "s", dir / "d"));
+    for (int i = 0; i < 3; ++i)
+        jobs.push_back(OffloadInstance::create(dir / "s", dir / "d"));
     controller->handOutSharedThreads(jobs);
     const std::vector<int> expected{2, 3, 3}; // job 0 gets idle 6 and 3; job 1: 7, 4, 1; job 2: 8, 5, 2
     for (size_t i = 0; i < jobs.size(); ++i) {
@@ -233,7 +234,8 @@ TEST_F(Queue, FreedThreadsGoToRunningJobs)
     // 8 freed, plus the one extra pass; each joined the running job (whose pool
     // counts one place more than threads) and the shared pool.
     EXPECT_EQ(shared.size(), 9u);
-    for (const auto &thread : shared) thread->waitUntilFinished();
+    for (const auto &thread : shared)
+        thread->waitUntilFinished();
     {
         std::lock_guard lock(running->pool().poolLock());
         EXPECT_EQ(running->pool().poolSize(), 10);

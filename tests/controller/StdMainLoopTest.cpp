@@ -73,7 +73,8 @@ TEST(StdMainLoop, WaitersAreReleasedWhenTheLoopGoesAway)
         raw->invokeAndWait([&] { ran = true; });
         returned = true;
     });
-    while (raw->pendingTasks() == 0) std::this_thread::yield();
+    while (raw->pendingTasks() == 0)
+        std::this_thread::yield();
     loop.reset();
     worker.join();
     EXPECT_TRUE(returned.load());

@@ -32,7 +32,8 @@ inline std::shared_ptr<OffloadInstance> preparedJob(const std::string &source, c
     job->setVerboseLogging(options.verbose);
     if (sounds) job->setFailureSound([sounds] { ++*sounds; });
     job->createInitialLogEntry();
-    for (int i = 0; i < options.threads; ++i) job->addThreadToPool(job->createOffloadThread());
+    for (int i = 0; i < options.threads; ++i)
+        job->addThreadToPool(job->createOffloadThread());
     return job;
 }
 

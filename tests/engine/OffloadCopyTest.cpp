@@ -21,14 +21,16 @@ namespace {
 size_t count(const std::string &text, const std::string &what)
 {
     size_t n = 0;
-    for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
+    for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1))
+        ++n;
     return n;
 }
 
 std::vector<int32_t> statuses(const OffloadInstance &job)
 {
     std::vector<int32_t> result;
-    for (const auto &record : job.fileDetails()) result.push_back(static_cast<int32_t>(record->rawStatus()));
+    for (const auto &record : job.fileDetails())
+        result.push_back(static_cast<int32_t>(record->rawStatus()));
     return result;
 }
 
@@ -91,7 +93,8 @@ TEST(CopyLoop, OneThreadTakesFilesInListOrder)
     std::vector<std::string> copied;
     job->setCopyObserver([&](const FileCopyDetails &record) { copied.push_back(record.filePath()); });
     std::vector<std::string> listed;
-    for (const auto &record : job->fileDetails()) listed.push_back(record->filePath());
+    for (const auto &record : job->fileDetails())
+        listed.push_back(record->filePath());
     EXPECT_EQ(driveJob(job), OffloadInstance::kCompleted);
     EXPECT_EQ(copied, listed);
 }
@@ -235,13 +238,15 @@ TEST(CopyLoop, SourcePathRecurringInsideAFilePathKeepsTheSourceLayout)
     TempDir dir;
     const std::vector<std::string> files = {"footagex_day1/A001.MOV", "footagex_day1/footagex/B.MOV",
                                             "x" + dir.path() + "/footagex/y"};
-    for (const std::string &file : files) writeFile(dir / ("footagex/" + file), file);
+    for (const std::string &file : files)
+        writeFile(dir / ("footagex/" + file), file);
     const struct timespec old[2] = {{1500000000, 0}, {1500000000, 0}};
     ::utimensat(AT_FDCWD, (dir / "footagex/footagex_day1").c_str(), old, 0);
     makeDirectory(dir / "D");
     auto job = preparedJob(dir / "footagex", dir / "D", JobOptions{});
     EXPECT_EQ(driveJob(job), OffloadInstance::kCompleted);
-    for (const std::string &file : files) EXPECT_EQ(readFile(dir / ("D/copy/" + file)), file) << file;
+    for (const std::string &file : files)
+        EXPECT_EQ(readFile(dir / ("D/copy/" + file)), file) << file;
     for (const auto &record : job->fileDetails()) {
         const std::string relative = *OffloadInstance::relativeToSource(record->filePath(), dir / "footagex");
         EXPECT_EQ(record->outputPath(), dir / ("D/copy/" + relative));

@@ -18,15 +18,12 @@ TEST(JobRecord, StatusTextsColoursAndPhases)
         DisplayColor color;
         bool over, begun;
     };
-    const Row rows[] = {{100, "In Queue", DisplayColor::Blue, false, false},
-                        {101, "Processing", DisplayColor::Blue, false, true},
-                        {102, "Canceled", DisplayColor::Red, true, true},
-                        {103, "Completed", DisplayColor::Green, true, true},
-                        {104, "Error", DisplayColor::Red, true, true},
-                        {105, "Idle", DisplayColor::Blue, false, false},
-                        {106, "Indexing", DisplayColor::Blue, false, false},
-                        {99, "", DisplayColor::White, false, true},
-                        {107, "", DisplayColor::White, false, true}};
+    const Row rows[] = {
+        {100, "In Queue", DisplayColor::Blue, false, false}, {101, "Processing", DisplayColor::Blue, false, true},
+        {102, "Canceled", DisplayColor::Red, true, true},    {103, "Completed", DisplayColor::Green, true, true},
+        {104, "Error", DisplayColor::Red, true, true},       {105, "Idle", DisplayColor::Blue, false, false},
+        {106, "Indexing", DisplayColor::Blue, false, false}, {99, "", DisplayColor::White, false, true},
+        {107, "", DisplayColor::White, false, true}};
     auto job = OffloadInstance::create();
     EXPECT_EQ(job->probeFilePath(), "/.probeFile");
     EXPECT_EQ(job->offloadStatus(), OffloadInstance::kIndexing);
@@ -47,7 +44,8 @@ TEST(JobRecord, StatusTextsColoursAndPhases)
 TEST(JobRecord, EachThreadRaisesThePoolSize)
 {
     auto job = OffloadInstance::create("/a", "/b");
-    for (int i = 0; i < 3; ++i) job->addThreadToPool(job->createOffloadThread());
+    for (int i = 0; i < 3; ++i)
+        job->addThreadToPool(job->createOffloadThread());
     EXPECT_EQ(job->pool().poolSize(), 4);
     EXPECT_EQ(job->pool().pool().size(), 3u);
     job->cancelOffloadingTasks();

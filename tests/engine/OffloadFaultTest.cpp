@@ -66,51 +66,53 @@ TEST_P(Faults, EndTheJobAsErrorAndNameTheFile)
     EXPECT_EQ(FileCopy::removeTemporaryFiles(dir / "dest"), 0);
     std::vector<std::string> names;
     if (exists(dir / "dest/copy-moved") && path::listDirectory(dir / "dest/copy", names)) {
-        for (const std::string &name : names) EXPECT_EQ(name, "B.MOV"); // the test's own
+        for (const std::string &name : names)
+            EXPECT_EQ(name, "B.MOV"); // the test's own
     }
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Engine, Faults,
-    ::testing::Values(
-        Fault{"DestinationHoldsTheFile", false,
-              [](const TempDir &d) { writeFile(d / "dest/copy/B.MOV", "older"); }, nullptr},
-        Fault{"SourceDeletedAfterListing", false, [](const TempDir &d) { ::unlink((d / "card/B.MOV").c_str()); },
-              nullptr},
-        Fault{"SourceTruncatedAfterListing", false, [](const TempDir &d) { ::truncate((d / "card/B.MOV").c_str(), 10); },
-              nullptr},
-        Fault{"SourceGrewAfterListing", true, [](const TempDir &d) { writeSizedFile(d / "card/B.MOV", 9000, 2); },
-              nullptr},
-        Fault{"DestinationByteChangedAfterCopy", true, nullptr,
-              [](const FileCopyDetails &record) {
-                  if (record.fileName() != "B.MOV") return;
-                  std::string bytes = readFile(record.outputPath());
-                  bytes[bytes.size() / 2] = static_cast<char>(bytes[bytes.size() / 2] + 1);
-                  writeFile(record.outputPath(), bytes);
-              }},
-        Fault{"DestinationTruncatedAfterCopy", false, nullptr,
-              [](const FileCopyDetails &record) {
-                  if (record.fileName() == "B.MOV") ::truncate(record.outputPath().c_str(), 1);
-              }},
-        // The copy folder moved, replaced (as by another mount) or gone
-        // between a copy and its check.
-        Fault{"CopyFolderMovedAway", false, nullptr,
-              [](const FileCopyDetails &record) {
-                  const std::string folder = path::parent(record.outputPath());
-                  if (record.fileName() == "B.MOV") ::rename(folder.c_str(), (folder + "-moved").c_str());
-              }},
-        Fault{"CopyFolderReplacedByAnother", true, nullptr,
-              [](const FileCopyDetails &record) {
-                  const std::string folder = path::parent(record.outputPath());
-                  if (record.fileName() != "B.MOV") return;
-                  ::rename(folder.c_str(), (folder + "-moved").c_str());
-                  makeDirectory(folder);
-                  writeSizedFile(folder + "/B.MOV", 5000, 2); // same bytes: only identity tells them apart
-              }},
-        Fault{"CopyFolderRemoved", false, nullptr,
-              [](const FileCopyDetails &record) {
-                  if (record.fileName() == "B.MOV") std::filesystem::remove_all(path::parent(record.outputPath()));
-              }}),
+    ::testing::Values(Fault{"DestinationHoldsTheFile", false,
+                            [](const TempDir &d) { writeFile(d / "dest/copy/B.MOV", "older"); }, nullptr},
+                      Fault{"SourceDeletedAfterListing", false,
+                            [](const TempDir &d) { ::unlink((d / "card/B.MOV").c_str()); }, nullptr},
+                      Fault{"SourceTruncatedAfterListing", false,
+                            [](const TempDir &d) { ::truncate((d / "card/B.MOV").c_str(), 10); }, nullptr},
+                      Fault{"SourceGrewAfterListing", true,
+                            [](const TempDir &d) { writeSizedFile(d / "card/B.MOV", 9000, 2); }, nullptr},
+                      Fault{"DestinationByteChangedAfterCopy", true, nullptr,
+                            [](const FileCopyDetails &record) {
+                                if (record.fileName() != "B.MOV") return;
+                                std::string bytes = readFile(record.outputPath());
+                                bytes[bytes.size() / 2] = static_cast<char>(bytes[bytes.size() / 2] + 1);
+                                writeFile(record.outputPath(), bytes);
+                            }},
+                      Fault{"DestinationTruncatedAfterCopy", false, nullptr,
+                            [](const FileCopyDetails &record) {
+                                if (record.fileName() == "B.MOV") ::truncate(record.outputPath().c_str(), 1);
+                            }},
+                      // The copy folder moved, replaced (as by another mount) or gone
+                      // between a copy and its check.
+                      Fault{"CopyFolderMovedAway", false, nullptr,
+                            [](const FileCopyDetails &record) {
+                                const std::string folder = path::parent(record.outputPath());
+                                if (record.fileName() == "B.MOV") ::rename(folder.c_str(), (folder + "-moved").c_str());
+                            }},
+                      Fault{"CopyFolderReplacedByAnother", true, nullptr,
+                            [](const FileCopyDetails &record) {
+                                const std::string folder = path::parent(record.outputPath());
+                                if (record.fileName() != "B.MOV") return;
+                                ::rename(folder.c_str(), (folder + "-moved").c_str());
+                                makeDirectory(folder);
+                                writeSizedFile(folder + "/B.MOV", 5000,
+                                               2); // same bytes: only identity tells them apart
+                            }},
+                      Fault{"CopyFolderRemoved", false, nullptr,
+                            [](const FileCopyDetails &record) {
+                                if (record.fileName() == "B.MOV")
+                                    std::filesystem::remove_all(path::parent(record.outputPath()));
+                            }}),
     [](const ::testing::TestParamInfo<Fault> &info) { return std::string(info.param.name); });
 
 TEST(Faults, DestinationThatRunsOutOfSpace)

@@ -90,7 +90,7 @@ TEST(ThreadPool, RefusesThreadWhenFullOfRunningThreadsAndReplacesFinishedOnes)
     const auto threads = pool.pool();
     ASSERT_EQ(threads.size(), 2u);
     EXPECT_EQ(threads[0], b);
-    EXPECT_EQ(threads[1], c); // the newest goes last
+    EXPECT_EQ(threads[1], c);       // the newest goes last
     pool.fireAllThreadsInThePool(); // b still runs, so c is reached and started
     second.open();
     third.open();
@@ -133,7 +133,8 @@ TEST(ThreadPool, FiringTwiceNeverStartsAThreadTwiceAndRemovesFinishedOnes)
     pool.fireAllThreadsInThePool(); // all running: nothing to start, nothing to remove
     EXPECT_EQ(pool.pool().size(), 3u);
     gate.open();
-    for (auto &t : threads) t->waitUntilFinished();
+    for (auto &t : threads)
+        t->waitUntilFinished();
     EXPECT_EQ(runs.load(), 3);
 
     // Three finished threads: a pass removes the first and skips the one that
@@ -151,7 +152,8 @@ TEST(ThreadPool, CancelIsARequestTheBodyCanRead)
     std::atomic<bool> sawCancel{false};
     ThreadPool pool(2);
     auto thread = WorkerThread::create([&](WorkerThread &self) {
-        while (!self.isCancelled()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        while (!self.isCancelled())
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
         sawCancel = true;
     });
     insert(pool, thread);
@@ -176,7 +178,8 @@ TEST(WorkerThread, StartsOnceAndOutlivesItsLastOwner)
         EXPECT_TRUE(thread->isExecuting());
         EXPECT_THROW(thread->start(), std::logic_error);
     } // the running thread now holds the only reference
-    for (int i = 0; i < 500 && !*done; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    for (int i = 0; i < 500 && !*done; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
     EXPECT_TRUE(done->load());
     EXPECT_EQ(runs.load(), 1);
 }

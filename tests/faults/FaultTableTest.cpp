@@ -149,7 +149,8 @@ TEST_P(NameTakenDuringTheCopy, IsNeverReplacedAndTheFileFails)
     CliRun::Options options;
     options.environment = faultEnvironment("slow", "*/dest/cardA/B.MOV");
     options.environment.push_back("FERRYDECK_FAULT_DELAY_MS=100");
-    for (const std::string &setting : GetParam().environment) options.environment.push_back(setting);
+    for (const std::string &setting : GetParam().environment)
+        options.environment.push_back(setting);
     CliRun run({"offload", dir / "cardA", "--dest", dir / "dest", "--verify", "contents", "--log-dir", dir / "dest",
                 "--json", "--threads", "1"},
                options);

@@ -16,7 +16,8 @@ using namespace ferrydeck::test;
 TEST(WatchFaults, ACardWhoseCopyFailsIsNeverReformattedOrEjected)
 {
     TempDir dir;
-    for (const char *folder : {"media", "dest"}) makeDirectory(dir / folder);
+    for (const char *folder : {"media", "dest"})
+        makeDirectory(dir / folder);
     std::map<std::string, std::string> environment{{"FERRYDECK_MEDIA_ROOT", dir / "media"},
                                                    {"XDG_STATE_HOME", dir / "state"}};
     for (const std::string &entry : faultEnvironment("write-enospc", "*/dest/CARD/*", 10)) {
@@ -31,7 +32,8 @@ TEST(WatchFaults, ACardWhoseCopyFailsIsNeverReformattedOrEjected)
 
     const BuiltCard staged = buildCard(CardKind::CanonEos, dir / "staging/CARD");
     std::vector<std::string> originals;
-    for (const std::string &clip : staged.clips) originals.push_back(readFile(clip));
+    for (const std::string &clip : staged.clips)
+        originals.push_back(readFile(clip));
     ASSERT_EQ(std::rename(staged.root.c_str(), (dir / "media/CARD").c_str()), 0);
     ASSERT_TRUE(waitFor([&] { return !watch.standardOutput().empty() || !watch.running(); }));
     watch.signal(SIGINT);

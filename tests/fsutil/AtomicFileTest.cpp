@@ -20,7 +20,8 @@ int entryCount(const std::string &folder)
 {
     int count = 0;
     if (DIR *dir = ::opendir(folder.c_str())) {
-        while (const dirent *entry = ::readdir(dir)) count += entry->d_name[0] != '.';
+        while (const dirent *entry = ::readdir(dir))
+            count += entry->d_name[0] != '.';
         ::closedir(dir);
     }
     return count;
@@ -76,9 +77,11 @@ TEST(Guarded, UpdatesFromManyThreadsAreNotLost)
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t)
         threads.emplace_back([&values] {
-            for (int i = 0; i < 1000; ++i) values.update([i](std::vector<int> &list) { list.push_back(i); });
+            for (int i = 0; i < 1000; ++i)
+                values.update([i](std::vector<int> &list) { list.push_back(i); });
         });
-    for (std::thread &thread : threads) thread.join();
+    for (std::thread &thread : threads)
+        thread.join();
     EXPECT_EQ(values.read([](const std::vector<int> &list) { return list.size(); }), 4000u);
 }
 

@@ -67,8 +67,8 @@ TEST_P(HostileNames, CompareCorrectlyAndNeverRunACommand)
 
 INSTANTIATE_TEST_SUITE_P(Names, HostileNames,
                          ::testing::Values("a b.mov", "it's.mov", "say \"hi\".mov", "`touch PWNED`.mov",
-                                           "$(touch PWNED).mov", "x; touch PWNED", "line\nbreak.mov",
-                                           "-n.mov", "--help", "a|touch PWNED", "*", "tab\there", "&& touch PWNED"),
+                                           "$(touch PWNED).mov", "x; touch PWNED", "line\nbreak.mov", "-n.mov",
+                                           "--help", "a|touch PWNED", "*", "tab\there", "&& touch PWNED"),
                          [](const ::testing::TestParamInfo<std::string> &info) {
                              return "name" + std::to_string(info.index);
                          });

@@ -83,8 +83,8 @@ TEST(SourceWalk, SymbolicLinksCountWithTheirOwnSizeAndAreNotFollowed)
 
     uint64_t count = 0, bytes = 0;
     const auto files = listed(root / "card", false, count, bytes);
-    EXPECT_EQ(files, (std::vector<std::string>{root / "card/clip.mov", root / "card/dangling",
-                                               root / "card/linkdir", root / "card/linkfile"}));
+    EXPECT_EQ(files, (std::vector<std::string>{root / "card/clip.mov", root / "card/dangling", root / "card/linkdir",
+                                               root / "card/linkfile"}));
     EXPECT_EQ(count, 4u);
     // 5 bytes of the clip plus the lengths of the three link targets.
     EXPECT_EQ(bytes, 5u + (root / "outside").size() + 8u + 7u);

@@ -95,14 +95,16 @@ TEST(FileCopy, LeftoverTemporariesAreRemovedAndNothingElse)
 {
     TempDir dir;
     const std::vector<std::string> kept = {"A.MOV", "CLIP/B.MOV", "CLIP/.thumbs/c.jpg", "CLIP/x.ferrydeck-part"};
-    for (const std::string &file : kept) writeFile(dir / ("copy/" + file), "keep");
+    for (const std::string &file : kept)
+        writeFile(dir / ("copy/" + file), "keep");
     writeFile(dir / "copy/.A.MOV.ferrydeck-part", "partial");
     writeFile(dir / "copy/CLIP/.thumbs/.c.jpg.ferrydeck-part", "partial");
     ASSERT_EQ(::symlink("target", (dir / "copy/CLIP/.L.ferrydeck-part").c_str()), 0);
     makeDirectory(dir / "copy/.D.ferrydeck-part"); // a folder is never ours to remove
 
     EXPECT_EQ(FileCopy::removeTemporaryFiles(dir / "copy"), 3);
-    for (const std::string &file : kept) EXPECT_EQ(readFile(dir / ("copy/" + file)), "keep");
+    for (const std::string &file : kept)
+        EXPECT_EQ(readFile(dir / ("copy/" + file)), "keep");
     EXPECT_FALSE(exists(dir / "copy/.A.MOV.ferrydeck-part"));
     EXPECT_TRUE(exists(dir / "copy/.D.ferrydeck-part"));
     EXPECT_EQ(FileCopy::removeTemporaryFiles(dir / "missing"), -1);

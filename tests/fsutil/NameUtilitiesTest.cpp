@@ -89,7 +89,10 @@ TEST(Digits, KeepsDigitsAndNarrowsWideCharacters)
     EXPECT_EQ(FileUtilities::removeNonNumericsFromString("29.97 fps", false), "2997");
     // U+0130 has the low byte 0x30, U+0139 0x39: they count as 0 and 9.
     EXPECT_EQ(FileUtilities::removeNonNumericsFromString("x\xC4\xB0y\xC4\xB9", false), "09");
-    EXPECT_EQ(FileUtilities::removeNonNumericsFromString("\xff\xfe" "7", false), "7");
+    EXPECT_EQ(FileUtilities::removeNonNumericsFromString("\xff\xfe"
+                                                         "7",
+                                                         false),
+              "7");
 }
 
 TEST(Lookup, FragmentFolderAndPrecedingEntry)
@@ -120,7 +123,8 @@ TEST(Lookup, ResolvePathFollowsLinkChainsOnly)
     ASSERT_EQ(::symlink((dir / "l1").c_str(), (dir / "l2").c_str()), 0);
     const std::string real = FileUtilities::resolvePath(dir / "target.mov");
     EXPECT_EQ(real, dir / "target.mov");
-    EXPECT_EQ(FileUtilities::resolvePath(dir / "l2"), FileUtilities::resolvePath(FileUtilities::resolvePath(dir / "l1")));
+    EXPECT_EQ(FileUtilities::resolvePath(dir / "l2"),
+              FileUtilities::resolvePath(FileUtilities::resolvePath(dir / "l1")));
     EXPECT_NE(FileUtilities::resolvePath(dir / "l2"), dir / "l2");
     EXPECT_EQ(FileUtilities::resolvePath(dir / "missing"), dir / "missing");
 }

@@ -19,19 +19,18 @@ namespace {
 // SD card, a DVD, and the mounts that must not count: a network share
 // automounted under /media, pseudo file systems, a bind mount of one file,
 // /media itself, and a mount point mounted over.
-const char *kDesktopMounts =
-    "22 27 0:21 / /proc rw,relatime - proc proc rw\n"
-    "27 1 8:2 / / rw,relatime shared:1 - ext4 /dev/sda2 rw\n"
-    "30 27 8:1 / /boot/efi rw shared:2 - vfat /dev/sda1 rw\n"
-    "40 27 8:17 / /mnt/USB\\040STICK rw,nosuid shared:5 - exfat /dev/sdb1 rw\n"
-    "41 27 179:1 / /srv/sd rw - vfat /dev/mmcblk0p1 rw\n"
-    "42 27 11:0 / /mnt/dvd ro - iso9660 /dev/sr0 ro\n"
-    "43 27 0:50 / /media/tester/NETSHARE rw - cifs //server/share rw\n"
-    "45 27 8:2 /var/lib/containers/hosts /etc/hosts rw - ext4 /dev/sda2 rw\n"
-    "46 27 0:51 / /run/user/1000 rw - tmpfs tmpfs rw\n"
-    "47 27 0:52 / /media rw - tmpfs tmpfs rw\n"
-    "48 27 8:1 / /mnt/over rw - vfat /dev/sda1 rw\n"
-    "49 27 8:17 / /mnt/over rw - exfat /dev/sdb1 rw\n";
+const char *kDesktopMounts = "22 27 0:21 / /proc rw,relatime - proc proc rw\n"
+                             "27 1 8:2 / / rw,relatime shared:1 - ext4 /dev/sda2 rw\n"
+                             "30 27 8:1 / /boot/efi rw shared:2 - vfat /dev/sda1 rw\n"
+                             "40 27 8:17 / /mnt/USB\\040STICK rw,nosuid shared:5 - exfat /dev/sdb1 rw\n"
+                             "41 27 179:1 / /srv/sd rw - vfat /dev/mmcblk0p1 rw\n"
+                             "42 27 11:0 / /mnt/dvd ro - iso9660 /dev/sr0 ro\n"
+                             "43 27 0:50 / /media/tester/NETSHARE rw - cifs //server/share rw\n"
+                             "45 27 8:2 /var/lib/containers/hosts /etc/hosts rw - ext4 /dev/sda2 rw\n"
+                             "46 27 0:51 / /run/user/1000 rw - tmpfs tmpfs rw\n"
+                             "47 27 0:52 / /media rw - tmpfs tmpfs rw\n"
+                             "48 27 8:1 / /mnt/over rw - vfat /dev/sda1 rw\n"
+                             "49 27 8:17 / /mnt/over rw - exfat /dev/sdb1 rw\n";
 
 // Installs a service for the utilities and takes it away again.
 class CurrentService {
@@ -43,7 +42,8 @@ public:
 std::string readLabel(const std::string &image)
 {
     std::string label = Process::run({"fatlabel", image}, Process::Output::Capture).output;
-    while (!label.empty() && (label.back() == '\n' || label.back() == ' ')) label.pop_back();
+    while (!label.empty() && (label.back() == '\n' || label.back() == ' '))
+        label.pop_back();
     return label;
 }
 
@@ -123,14 +123,14 @@ TEST(SystemVolumeService, TheDeviceDecidesWhatIsRemovableWhatHoldsACardAndItsIde
     const std::string usbHome = "devices/pci0000:00/0000:00:14.0/usb3/3-1/3-1:1.0/host8/target8:0:0/8:0:0:0/block";
     const std::string pciPort = "devices/pci0000:00/0000:00:07.0/0000:05:00.0";
     const std::string emmc = "devices/platform/soc/mmc_host/mmc2/mmc2:0001/block";
-    fixture.addBlockDevice(usb, "sdc", "sdc1", "8:33", true);         // USB SD reader
-    fixture.addBlockDevice(usb, "sdf", "sdf1", "8:81", true);         // USB reader, exFAT through FUSE
-    fixture.addBlockDevice(usbHome, "sde", "sde1", "8:65", false);    // USB disk holding /home...
-    fixture.addBlockDevice(usbHome, "sde", "sde2", "8:66", false);    // ...and a second partition
-    fixture.addBlockDevice("devices/pci0000:00/0000:00:1e.6/mmc_host/mmc1/mmc1:aaaa/block", "mmcblk1",
-                           "mmcblk1p1", "179:9", false);              // laptop SD slot on PCI
-    fixture.addBlockDevice("devices/pci0000:00/0000:00:1d.0/0000:3d:00.0/nvme/nvme0", "nvme0n1", "nvme0n1p1",
-                           "259:1", false);                           // internal NVMe
+    fixture.addBlockDevice(usb, "sdc", "sdc1", "8:33", true);      // USB SD reader
+    fixture.addBlockDevice(usb, "sdf", "sdf1", "8:81", true);      // USB reader, exFAT through FUSE
+    fixture.addBlockDevice(usbHome, "sde", "sde1", "8:65", false); // USB disk holding /home...
+    fixture.addBlockDevice(usbHome, "sde", "sde2", "8:66", false); // ...and a second partition
+    fixture.addBlockDevice("devices/pci0000:00/0000:00:1e.6/mmc_host/mmc1/mmc1:aaaa/block", "mmcblk1", "mmcblk1p1",
+                           "179:9", false); // laptop SD slot on PCI
+    fixture.addBlockDevice("devices/pci0000:00/0000:00:1d.0/0000:3d:00.0/nvme/nvme0", "nvme0n1", "nvme0n1p1", "259:1",
+                           false); // internal NVMe
     fixture.addBlockDevice(pciPort + "/0000:06:00.0/nvme/nvme1", "nvme1n1", "nvme1n1p1", "259:5", false);
     ferrydeck::test::writeFile(fixture.sysfsRoot() + "/" + pciPort + "/removable", "removable\n"); // Thunderbolt
     fixture.addBlockDevice(emmc, "mmcblk2", "mmcblk2p1", "179:17", false);
@@ -200,13 +200,12 @@ TEST(SystemVolumeService, RelabelsAFatImageWithTheLabelTool)
     if (!Process::run({"mkfs.fat", "--help"}, Process::Output::Discard).started) GTEST_SKIP() << "no mkfs.fat";
     VolumeFixture fixture;
     const std::string image = fixture.dir() / "camera card.img";
-    ASSERT_TRUE(Process::run({"mkfs.fat", "-C", "-n", "OLDCARD", image, "2048"}, Process::Output::Discard)
-                    .succeeded());
+    ASSERT_TRUE(Process::run({"mkfs.fat", "-C", "-n", "OLDCARD", image, "2048"}, Process::Output::Discard).succeeded());
     // The image stands in for the device of the USB stick; its name reaches
     // the tool through the table's escapes and an argument vector, space and all.
     fixture.writeMountinfo("27 1 8:2 / / rw - ext4 /dev/sda2 rw\n"
-                           "60 27 8:17 / /media/tester/OLDCARD rw - vfat "
-                           + fixture.dir().path() + "/camera\\040card.img rw\n");
+                           "60 27 8:17 / /media/tester/OLDCARD rw - vfat " +
+                           fixture.dir().path() + "/camera\\040card.img rw\n");
     auto service = std::make_shared<SystemVolumeService>(fixture.mountinfoPath(), fixture.sysfsRoot());
     CurrentService current(service);
     ASSERT_EQ(readLabel(image), "OLDCARD");

@@ -58,8 +58,7 @@ TEST(XmlFind, DescriptorSelectsTheFirstLineContainingIt)
     writeFile(dir / "clip.xml", kClipFile);
     EXPECT_EQ(XmlUtilities::findXmlTagInfo("<LtcChange ", dir / "clip.xml", std::string("status=\"end")),
               R"(<LtcChange frameCount="249" value="34090010" status="end"/>)");
-    EXPECT_EQ(XmlUtilities::findXmlTagInfo("<LtcChange ", dir / "clip.xml", std::string("Status=")),
-              std::nullopt);
+    EXPECT_EQ(XmlUtilities::findXmlTagInfo("<LtcChange ", dir / "clip.xml", std::string("Status=")), std::nullopt);
     // A bare prefix also matches the enclosing table, whose line holds its
     // children's text, so the table comes first.
     auto table = XmlUtilities::findXmlTagInfo("<LtcChange", dir / "clip.xml", std::string("status=\"end"));
@@ -72,8 +71,7 @@ TEST(XmlFind, RootIsNeverExamined)
 {
     TempDir dir;
     writeFile(dir / "root.xml", R"(<StartTimecode value="1">10:00:00:00</StartTimecode>)");
-    EXPECT_EQ(XmlUtilities::findXmlTagInfo("<StartTimecode", dir / "root.xml", std::string("value")),
-              std::nullopt);
+    EXPECT_EQ(XmlUtilities::findXmlTagInfo("<StartTimecode", dir / "root.xml", std::string("value")), std::nullopt);
     EXPECT_EQ(XmlUtilities::nodeWithName("StartTimecode", dir / "root.xml"), std::nullopt);
 
     // Nodes after the root are walked; one named like the root inside it is found.
@@ -94,7 +92,7 @@ TEST(XmlFind, UnreadableOrUnparseableFilesGiveNone)
     writeFile(dir / "huge.xml", "<A>");
     ASSERT_EQ(::truncate((dir / "huge.xml").c_str(), XmlDocument::kMaximumFileSize + 1), 0);
     for (const std::string &name : {dir / "empty.xml", dir / "binary.xml", dir / "missing.xml", dir / "folder.xml",
-                                   dir / "pipe.xml", dir / "huge.xml", std::string("/dev/zero")}) {
+                                    dir / "pipe.xml", dir / "huge.xml", std::string("/dev/zero")}) {
         SCOPED_TRACE(name);
         EXPECT_EQ(XmlUtilities::findXmlTagInfo("<A>", name), std::nullopt);
         EXPECT_EQ(XmlUtilities::nodeWithName("A", name), std::nullopt);
@@ -112,8 +110,7 @@ TEST(XmlFind, UnreadableOrUnparseableFilesGiveNone)
 TEST(XmlFind, MalformedMarkupIsRecovered)
 {
     TempDir dir;
-    writeFile(dir / "broken.xml",
-              "<Clip><Name>C0001</Name><StartTimecode>01:02:03:04</StartTimecode><Unclosed a=1>");
+    writeFile(dir / "broken.xml", "<Clip><Name>C0001</Name><StartTimecode>01:02:03:04</StartTimecode><Unclosed a=1>");
     EXPECT_EQ(XmlUtilities::findXmlTagInfo("<StartTimecode>", dir / "broken.xml"), "01:02:03:04");
     EXPECT_EQ(XmlUtilities::findXmlTagInfo("<Name>", dir / "broken.xml"), "C0001");
 }
@@ -138,17 +135,16 @@ TEST_P(XmlStrip, CutsTheQuotedValueAfterTheDescriptor)
     EXPECT_EQ(XmlUtilities::stripValueFromInfo(std::string(c.line), c.descriptor), c.value);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Lines, XmlStrip,
-    ::testing::Values(StripCase{R"(<Item frameCount="0" value="10"/>)", "value=\"", "10"},
-                      StripCase{R"(<Item frameCount="0" value="17"/>)", "value=", "17"},
-                      StripCase{R"(<Item frameCount="0" value="17"/>)", "value=\"", "17"},
-                      StripCase{R"(<Item name="" value="9"/>)", "name=", ""},
-                      // The first occurrence wins, even inside another attribute's name.
-                      StripCase{R"(<Item startvalue="5" value="6"/>)", "value=", "5"},
-                      StripCase{R"(<Item value=17/>)", "value=", std::nullopt},
-                      StripCase{R"(<Item value="17/>)", "value=", std::nullopt},
-                      StripCase{R"(<Item frameCount="0"/>)", "value=", std::nullopt}));
+INSTANTIATE_TEST_SUITE_P(Lines, XmlStrip,
+                         ::testing::Values(StripCase{R"(<Item frameCount="0" value="10"/>)", "value=\"", "10"},
+                                           StripCase{R"(<Item frameCount="0" value="17"/>)", "value=", "17"},
+                                           StripCase{R"(<Item frameCount="0" value="17"/>)", "value=\"", "17"},
+                                           StripCase{R"(<Item name="" value="9"/>)", "name=", ""},
+                                           // The first occurrence wins, even inside another attribute's name.
+                                           StripCase{R"(<Item startvalue="5" value="6"/>)", "value=", "5"},
+                                           StripCase{R"(<Item value=17/>)", "value=", std::nullopt},
+                                           StripCase{R"(<Item value="17/>)", "value=", std::nullopt},
+                                           StripCase{R"(<Item frameCount="0"/>)", "value=", std::nullopt}));
 
 TEST(XmlStrip, NoLineGivesNone)
 {
@@ -217,9 +213,8 @@ TEST(XmlRemove, NodesHeldBeforeARemovalStayUsable)
 TEST(XmlNodes, ChildLookupIsDirectChildrenOnlyAndNodesOutliveTheFile)
 {
     TempDir dir;
-    writeFile(dir / "clip.xml",
-              "<P2Main><ClipContent><ClipName>0001AB</ClipName><Relation><ClipName>x</ClipName>"
-              "</Relation><GlobalClipID>ID1</GlobalClipID></ClipContent></P2Main>");
+    writeFile(dir / "clip.xml", "<P2Main><ClipContent><ClipName>0001AB</ClipName><Relation><ClipName>x</ClipName>"
+                                "</Relation><GlobalClipID>ID1</GlobalClipID></ClipContent></P2Main>");
     auto content = XmlUtilities::nodeWithName("ClipContent", dir / "clip.xml");
     ::unlink((dir / "clip.xml").c_str());
     ASSERT_TRUE(content);
@@ -245,8 +240,7 @@ TEST(XmlNodes, CreatedElementsTakeAttributesOnlyFromListsOfEqualLength)
     auto uneven = XmlUtilities::createElementWithName("Clip", Names{"a", "b"}, Names{"1"}, std::nullopt);
     ASSERT_TRUE(uneven);
     EXPECT_EQ(uneven->xmlString(), "<Clip/>");
-    EXPECT_EQ(XmlUtilities::createElementWithName("", std::nullopt, std::nullopt, std::nullopt),
-              std::nullopt);
+    EXPECT_EQ(XmlUtilities::createElementWithName("", std::nullopt, std::nullopt, std::nullopt), std::nullopt);
 }
 
 // A listening socket on the loopback that no one should ever connect to.
@@ -259,8 +253,7 @@ public:
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         socklen_t length = sizeof address;
-        if (m_fd < 0 || ::bind(m_fd, reinterpret_cast<sockaddr *>(&address), length) != 0 ||
-            ::listen(m_fd, 4) != 0 ||
+        if (m_fd < 0 || ::bind(m_fd, reinterpret_cast<sockaddr *>(&address), length) != 0 || ::listen(m_fd, 4) != 0 ||
             ::getsockname(m_fd, reinterpret_cast<sockaddr *>(&address), &length) != 0)
             throw std::runtime_error("listener");
         m_port = ntohs(address.sin_port);
@@ -348,7 +341,8 @@ TEST(XmlSafety, EntityBombsAndDeepNestingAreReadInBoundedTimeAndMemory)
     std::string bomb = "<?xml version=\"1.0\"?>\n<!DOCTYPE Clip [\n<!ENTITY a0 \"lollollollollollollollollollol\">\n";
     for (int i = 1; i < 10; ++i) {
         bomb += "<!ENTITY a" + std::to_string(i) + " \"";
-        for (int k = 0; k < 10; ++k) bomb += "&a" + std::to_string(i - 1) + ";";
+        for (int k = 0; k < 10; ++k)
+            bomb += "&a" + std::to_string(i - 1) + ";";
         bomb += "\">\n";
     }
     bomb += "]>\n<Clip><Name>&a9;</Name><Tc>01:00:00:00</Tc></Clip>\n";
@@ -362,7 +356,8 @@ TEST(XmlSafety, EntityBombsAndDeepNestingAreReadInBoundedTimeAndMemory)
     EXPECT_LT(document ? document->xmlData().size() : 0, 100000u);
 
     std::string deep;
-    for (int i = 0; i < 100000; ++i) deep += "<a>";
+    for (int i = 0; i < 100000; ++i)
+        deep += "<a>";
     writeFile(dir / "deep.xml", "<Clip><Tc>02:00:00:00</Tc>" + deep);
     EXPECT_EQ(XmlUtilities::findXmlTagInfo("<Tc>", dir / "deep.xml"), "02:00:00:00");
 }

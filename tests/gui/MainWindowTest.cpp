@@ -123,7 +123,8 @@ class MainWindowTest : public QObject {
         AppController &controller = m_window->controller();
         [&] {
             QTRY_COMPARE(controller.listOffloadInstances().size(), size_t(1));
-            QTRY_COMPARE(int(controller.listOffloadInstances().front()->offloadStatus()), int(OffloadInstance::kInQueue));
+            QTRY_COMPARE(int(controller.listOffloadInstances().front()->offloadStatus()),
+                         int(OffloadInstance::kInQueue));
         }();
         m_window->itemProcess->trigger();
         const auto job = controller.listOffloadInstances().front();

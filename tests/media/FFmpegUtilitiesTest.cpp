@@ -13,11 +13,10 @@ using namespace ferrydeck::test;
 
 namespace {
 
-const char *kDescription =
-    "Input #0, mov,mp4,m4a,3gp,3g2,mj2, from 'clip.mov':\n"
-    "  Duration: 00:01:02.50, start: 0.000000, bitrate: 35000 kb/s\n"
-    "    Stream #0.0(eng): Video: h264, yuv420p, 1920x1080 [PAR 1:1 DAR 16:9], 29.97 fps\n"
-    "    Stream #0.1(eng): Audio: pcm_s16le, 48000 Hz, 2 channels, s16, 1536 kb/s\n";
+const char *kDescription = "Input #0, mov,mp4,m4a,3gp,3g2,mj2, from 'clip.mov':\n"
+                           "  Duration: 00:01:02.50, start: 0.000000, bitrate: 35000 kb/s\n"
+                           "    Stream #0.0(eng): Video: h264, yuv420p, 1920x1080 [PAR 1:1 DAR 16:9], 29.97 fps\n"
+                           "    Stream #0.1(eng): Audio: pcm_s16le, 48000 Hz, 2 channels, s16, 1536 kb/s\n";
 
 const char *kAudioOnly = "  Duration: 00:00:10.00, start: 0.000000\n"
                          "    Stream #0.0(und): Audio: aac, 44100 Hz, stereo, s16\n";
@@ -106,11 +105,9 @@ TEST(FFmpegDescription, MissingStreamsAndFieldsGiveNone)
     EXPECT_EQ(FFmpegUtilities::findFFmpegVideoCodec(kAudioOnly), std::nullopt);
     EXPECT_EQ(FFmpegUtilities::findFFmpegVideoDimensions(kAudioOnly), std::nullopt);
     EXPECT_EQ(FFmpegUtilities::findFFmpegAudioCodec(kAudioOnly), "aac");
-    EXPECT_EQ(
-        FFmpegUtilities::findFFmpegVideoDimensions("Stream #0.0: Video: mjpeg, yuvj422p, 640x480, 25 fps"),
-        std::nullopt);
-    EXPECT_EQ(FFmpegUtilities::findFFmpegVideoDimensions("Stream #0.0: Video: mjpeg, yuvj422p"),
+    EXPECT_EQ(FFmpegUtilities::findFFmpegVideoDimensions("Stream #0.0: Video: mjpeg, yuvj422p, 640x480, 25 fps"),
               std::nullopt);
+    EXPECT_EQ(FFmpegUtilities::findFFmpegVideoDimensions("Stream #0.0: Video: mjpeg, yuvj422p"), std::nullopt);
     EXPECT_EQ(FFmpegUtilities::findFFmpegAudioRate("Stream #0.1: Audio: pcm, 2 channels"), std::nullopt);
     EXPECT_EQ(FFmpegUtilities::findFFmpegVideoCodec("Stream #0.0: Video:"), "");
     EXPECT_EQ(FFmpegUtilities::findFFmpegVideoCodec(""), std::nullopt);
@@ -119,18 +116,15 @@ TEST(FFmpegDescription, MissingStreamsAndFieldsGiveNone)
 TEST_F(FakeFFmpeg, CreateMovieRunsTheCommandAsArguments)
 {
     const auto command = FFmpegUtilities::createMovieCommand("/out/b.mov", "/in/a.mov", 1);
-    EXPECT_EQ(command.commandLine,
-              m_program + " -i \"/in/a.mov\" -vcodec mpeg4  -sameq -copyts -y \"/out/b.mov\"");
+    EXPECT_EQ(command.commandLine, m_program + " -i \"/in/a.mov\" -vcodec mpeg4  -sameq -copyts -y \"/out/b.mov\"");
     EXPECT_TRUE(FFmpegUtilities::createMovie("/out/b.mov", "/in/a.mov", 1));
-    EXPECT_EQ(arguments(),
-              (Args{"-i", "/in/a.mov", "-vcodec", "mpeg4", "-sameq", "-copyts", "-y", "/out/b.mov"}));
+    EXPECT_EQ(arguments(), (Args{"-i", "/in/a.mov", "-vcodec", "mpeg4", "-sameq", "-copyts", "-y", "/out/b.mov"}));
 
     EXPECT_EQ(FFmpegUtilities::createMovieCommand("/o.mp4", "/i.mov", 2).commandLine,
-              m_program +
-                  " -i \"/i.mov\" -ab 96k -vcodec libx264 -vpre hq -crf 22 -threads 0 -copyts -y \"/o.mp4\"");
+              m_program + " -i \"/i.mov\" -ab 96k -vcodec libx264 -vpre hq -crf 22 -threads 0 -copyts -y \"/o.mp4\"");
     EXPECT_TRUE(FFmpegUtilities::createMovie("/o.mp4", "/i.mov", 2));
-    EXPECT_EQ(arguments(), (Args{"-i", "/i.mov", "-ab", "96k", "-vcodec", "libx264", "-vpre", "hq", "-crf",
-                                 "22", "-threads", "0", "-copyts", "-y", "/o.mp4"}));
+    EXPECT_EQ(arguments(), (Args{"-i", "/i.mov", "-ab", "96k", "-vcodec", "libx264", "-vpre", "hq", "-crf", "22",
+                                 "-threads", "0", "-copyts", "-y", "/o.mp4"}));
 
     writeFile(m_dir / "status", "1");
     EXPECT_FALSE(FFmpegUtilities::createMovie("/o.mp4", "/i.mov", 4));
@@ -143,14 +137,14 @@ TEST_F(FakeFFmpeg, HostileNamesReachTheProgramWholeAndRunNothing)
     ASSERT_EQ(::chdir(m_dir.path().c_str()), 0);
     const std::string hostile = m_dir / "a\" ; touch PWNED1 ; \"$(touch PWNED2)`touch PWNED3` 'x'\n.mov";
     EXPECT_TRUE(FFmpegUtilities::createMovie(hostile + ".out", hostile, 3));
-    EXPECT_EQ(arguments(),
-              (Args{"-i", hostile, "-vcodec", "mpeg4", "-sameq", "-copyts", "-y", hostile + ".out"}));
+    EXPECT_EQ(arguments(), (Args{"-i", hostile, "-vcodec", "mpeg4", "-sameq", "-copyts", "-y", hostile + ".out"}));
     EXPECT_EQ(FFmpegUtilities::durationForVideoFileInMiliSeconds(hostile), 0);
     EXPECT_EQ(arguments(), (Args{"-i", hostile}));
     EXPECT_TRUE(FFmpegUtilities::convertMovieUsingFFmpeg(hostile, "-y", kDescription));
     EXPECT_EQ(arguments().at(1), hostile);
     EXPECT_EQ(arguments().back(), "-y");
-    for (const char *marker : {"PWNED1", "PWNED2", "PWNED3"}) EXPECT_FALSE(exists(m_dir / marker)) << marker;
+    for (const char *marker : {"PWNED1", "PWNED2", "PWNED3"})
+        EXPECT_FALSE(exists(m_dir / marker)) << marker;
 }
 
 struct ConvertCase {
@@ -170,9 +164,8 @@ class FFmpegConvert : public FakeFFmpeg, public ::testing::WithParamInterface<Co
 TEST_P(FFmpegConvert, ChoosesTheCommandForm)
 {
     const ConvertCase &c = GetParam();
-    EXPECT_EQ(
-        FFmpegUtilities::convertMovieCommand("/in/a b.mov", "/tmp/t.mov", c.size, c.description).commandLine,
-        m_program + c.line);
+    EXPECT_EQ(FFmpegUtilities::convertMovieCommand("/in/a b.mov", "/tmp/t.mov", c.size, c.description).commandLine,
+              m_program + c.line);
     EXPECT_TRUE(FFmpegUtilities::convertMovieUsingFFmpeg("/in/a b.mov", "/tmp/t.mov", c.size, c.description));
     const Args args = arguments();
     ASSERT_GE(args.size(), 4u);
@@ -189,18 +182,16 @@ INSTANTIATE_TEST_SUITE_P(
                     " -i \"/in/a b.mov\" -f mov -acodec adpcm_ima_qt -pix_fmt rgb24 -vcodec mpeg4 "
                     "-deinterlace -qscale "
                     "1 -qmin 1 -trellis 1 -intra -s 320x180 -copyts -y \"/tmp/t.mov\""},
-        ConvertCase{
-            "silent preview",
-            {0, 0},
-            "Stream #0.0: Video: h264, yuv420p, 640x480 [PAR 1:1]",
-            " -i \"/in/a b.mov\" -f mov -pix_fmt rgb24 -vcodec mpeg4 -deinterlace -qscale 1 -qmin 1 -trellis "
-            "1 -intra -s 320x180 -copyts -y \"/tmp/t.mov\""},
-        ConvertCase{
-            "silent sized",
-            {960, 540},
-            "Stream #0.0: Video: h264, yuv420p, 640x480 [PAR 1:1]",
-            " -i \"/in/a b.mov\" -f mov -pix_fmt rgb24 -vcodec mpeg4 -deinterlace -qscale 1 -qmin 1 -trellis "
-            "1 -intra -s 960x540 -copyts -y \"/tmp/t.mov\""},
+        ConvertCase{"silent preview",
+                    {0, 0},
+                    "Stream #0.0: Video: h264, yuv420p, 640x480 [PAR 1:1]",
+                    " -i \"/in/a b.mov\" -f mov -pix_fmt rgb24 -vcodec mpeg4 -deinterlace -qscale 1 -qmin 1 -trellis "
+                    "1 -intra -s 320x180 -copyts -y \"/tmp/t.mov\""},
+        ConvertCase{"silent sized",
+                    {960, 540},
+                    "Stream #0.0: Video: h264, yuv420p, 640x480 [PAR 1:1]",
+                    " -i \"/in/a b.mov\" -f mov -pix_fmt rgb24 -vcodec mpeg4 -deinterlace -qscale 1 -qmin 1 -trellis "
+                    "1 -intra -s 960x540 -copyts -y \"/tmp/t.mov\""},
         ConvertCase{"sized with sound",
                     {960, 540},
                     kDescription,
@@ -237,8 +228,7 @@ TEST_F(FakeFFmpeg, DurationIsReadFromTheReport)
         EXPECT_EQ(FFmpegUtilities::durationForVideoFileInMiliSeconds("/in/clip.mov"), milliseconds) << report;
     }
     EXPECT_EQ(arguments(), (Args{"-i", "/in/clip.mov"}));
-    EXPECT_EQ(FFmpegUtilities::describeMovieCommand("/in/clip.mov").commandLine,
-              m_program + " -i /in/clip.mov");
+    EXPECT_EQ(FFmpegUtilities::describeMovieCommand("/in/clip.mov").commandLine, m_program + " -i /in/clip.mov");
 
     ::setenv("FERRYDECK_FFMPEG", (m_dir / "missing/ffmpeg").c_str(), 1);
     EXPECT_EQ(FFmpegUtilities::durationForVideoFileInMiliSeconds("/in/clip.mov"), 0);

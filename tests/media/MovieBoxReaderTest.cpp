@@ -34,8 +34,7 @@ std::string mvhd(int version, uint32_t timeScale, uint64_t duration)
     const std::string tail(80, '\0'); // rate, volume, matrix, next track id
     if (version == 1)
         return box("mvhd", be32(0x01000000) + be64(1) + be64(2) + be32(timeScale) + be64(duration) + tail);
-    return box("mvhd",
-               be32(0) + be32(1) + be32(2) + be32(timeScale) + be32(static_cast<uint32_t>(duration)) + tail);
+    return box("mvhd", be32(0) + be32(1) + be32(2) + be32(timeScale) + be32(static_cast<uint32_t>(duration)) + tail);
 }
 
 // QuickTime writes "mhlr" as the component type, MP4 writes zeros.
@@ -43,8 +42,7 @@ std::string trak(const std::string &handler, bool quickTime)
 {
     const std::string hdlr = box("hdlr", be32(0) + (quickTime ? "mhlr" : std::string(4, '\0')) + handler +
                                              std::string(12, '\0') + "Handler" + '\0');
-    return box("trak",
-               box("tkhd", std::string(84, '\0')) + box("mdia", box("mdhd", std::string(24, '\0')) + hdlr));
+    return box("trak", box("tkhd", std::string(84, '\0')) + box("mdia", box("mdhd", std::string(24, '\0')) + hdlr));
 }
 
 const std::string kFtyp = box("ftyp", "isom" + be32(0x200) + "isomiso2avc1mp41");
@@ -59,8 +57,8 @@ std::string mp4WithVideoAndSound()
 std::string movWithMoovLast(int version)
 {
     return box("wide", "") + box("mdat", std::string(100, 'x')) +
-           box("moov", mvhd(version, 2997, 5994) + trak("vide", true) + trak("vide", true) +
-                           trak("soun", true) + trak("tmcd", true));
+           box("moov", mvhd(version, 2997, 5994) + trak("vide", true) + trak("vide", true) + trak("soun", true) +
+                           trak("tmcd", true));
 }
 
 std::optional<MovieInfo> readBytes(const std::string &bytes)
@@ -184,8 +182,7 @@ INSTANTIATE_TEST_SUITE_P(
         BrokenCase{"large size past the end", be32(1) + "moov" + be64(~0ull) + mvhd(0, 600, 1)},
         BrokenCase{"large size of zero", be32(1) + "moov" + be64(0) + mvhd(0, 600, 1)},
         BrokenCase{"zero time scale", box("moov", mvhd(0, 0, 100) + trak("vide", false))},
-        BrokenCase{"unknown header version",
-                   box("moov", box("mvhd", be32(0x02000000) + std::string(120, '\0')))},
+        BrokenCase{"unknown header version", box("moov", box("mvhd", be32(0x02000000) + std::string(120, '\0')))},
         BrokenCase{"tracks but no header", box("moov", trak("vide", false))},
         BrokenCase{"mdat size past the end hides the movie",
                    kFtyp + be32(0xfffffff0) + "mdat" + box("moov", mvhd(0, 600, 1))}));
@@ -228,8 +225,7 @@ TEST(QuickTimeUtilities, TimecodeTracksAnswerTheDefaults)
 {
     TempDir dir;
     writeFile(dir / "a.mov", movWithMoovLast(0));
-    EXPECT_FALSE(
-        QuickTimeUtilities::insertTimeCodeTrackIntoMovie(dir / "a.mov", 102, "01:00:00:00", true, 12));
+    EXPECT_FALSE(QuickTimeUtilities::insertTimeCodeTrackIntoMovie(dir / "a.mov", 102, "01:00:00:00", true, 12));
     EXPECT_EQ(readFile(dir / "a.mov"), movWithMoovLast(0));
     EXPECT_EQ(QuickTimeUtilities::startTimecodeOfMovie(dir / "a.mov"), std::nullopt);
     EXPECT_EQ(QuickTimeUtilities::rateDefinitionOfMovie(dir / "a.mov"), 107);

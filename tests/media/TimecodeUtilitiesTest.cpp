@@ -28,16 +28,17 @@ TEST_P(TimecodeFrames, CountsFramesOfALabel)
     EXPECT_EQ(TimecodeUtilities::totalFramesInTimeCode(c.timecode, c.rate, c.drop), c.frames);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Labels, TimecodeFrames,
-    ::testing::Values(FramesCase{"00:01:00;02", 30, true, 1800}, FramesCase{"00:10:00;00", 30, true, 17982},
-                      FramesCase{"00:01:00:02", 30, false, 1802}, FramesCase{"00:10:00:00", 30, false, 18000},
-                      FramesCase{"01:00:00:00", 25, false, 90000},
-                      // Ten-minute blocks keep two frames each: 60 minutes drop 108.
-                      FramesCase{"01:00:00;00", 30, true, 108000 - 108},
-                      // Fields read leniently; too short to hold four fields gives 0.
-                      FramesCase{"00:00:01:0x", 30, false, 30}, FramesCase{"00:00:01", 30, false, 0},
-                      FramesCase{"", 30, true, 0}));
+INSTANTIATE_TEST_SUITE_P(Labels, TimecodeFrames,
+                         ::testing::Values(FramesCase{"00:01:00;02", 30, true, 1800},
+                                           FramesCase{"00:10:00;00", 30, true, 17982},
+                                           FramesCase{"00:01:00:02", 30, false, 1802},
+                                           FramesCase{"00:10:00:00", 30, false, 18000},
+                                           FramesCase{"01:00:00:00", 25, false, 90000},
+                                           // Ten-minute blocks keep two frames each: 60 minutes drop 108.
+                                           FramesCase{"01:00:00;00", 30, true, 108000 - 108},
+                                           // Fields read leniently; too short to hold four fields gives 0.
+                                           FramesCase{"00:00:01:0x", 30, false, 30},
+                                           FramesCase{"00:00:01", 30, false, 0}, FramesCase{"", 30, true, 0}));
 
 TEST(TimecodeFrames, WithoutFlagIsTheNonDropCount)
 {
@@ -70,8 +71,7 @@ INSTANTIATE_TEST_SUITE_P(
                       LabelCase{0, 30, true, "00:00:00;00"}, LabelCase{0, 30, false, "00:00:00:00"},
                       LabelCase{1800, 30, false, "00:01:00:00"}, LabelCase{1801, 30, true, "00:01:00;01"},
                       LabelCase{3600 * 25 * 25 + 24, 25, false, "25:00:00:24"},
-                      LabelCase{360000 * 30, 30, false, "100:00:00:00"},
-                      LabelCase{5, 0, false, "00:00:00:00"}));
+                      LabelCase{360000 * 30, 30, false, "100:00:00:00"}, LabelCase{5, 0, false, "00:00:00:00"}));
 
 TEST(TimecodeLabels, DropFrameRoundTripIsDeliberatelyNotExact)
 {
@@ -95,15 +95,12 @@ TEST(TimecodeStep, IncrementCarriesAcrossSecondsMinutesAndHours)
 
 TEST(TimecodeAdjust, RescalesOnlyTheFrameField)
 {
-    EXPECT_EQ(TimecodeUtilities::adjustTimecode("01:00:00:24", MovieRate::k25, MovieRate::k2997NonDrop),
-              "01:00:00:28");
+    EXPECT_EQ(TimecodeUtilities::adjustTimecode("01:00:00:24", MovieRate::k25, MovieRate::k2997NonDrop), "01:00:00:28");
     EXPECT_EQ(TimecodeUtilities::adjustTimecode("01:02:03;29", MovieRate::k2997DropFrame, MovieRate::k25),
               "01:02:03;24");
-    EXPECT_EQ(TimecodeUtilities::adjustTimecode("01:00:00:10", MovieRate::k24, MovieRate::k5994),
-              "01:00:00:25");
+    EXPECT_EQ(TimecodeUtilities::adjustTimecode("01:00:00:10", MovieRate::k24, MovieRate::k5994), "01:00:00:25");
     // Same numeric rate, or an invalid timecode: unchanged.
-    EXPECT_EQ(TimecodeUtilities::adjustTimecode("01:00:00:24", MovieRate::k2997NonDrop, MovieRate::k30),
-              "01:00:00:24");
+    EXPECT_EQ(TimecodeUtilities::adjustTimecode("01:00:00:24", MovieRate::k2997NonDrop, MovieRate::k30), "01:00:00:24");
     EXPECT_EQ(TimecodeUtilities::adjustTimecode("1:00:00:24", MovieRate::k25, MovieRate::k30), "1:00:00:24");
 }
 
@@ -126,17 +123,17 @@ TEST_P(TimecodeRateText, ParsesInTheFixedOrder)
     EXPECT_EQ(TimecodeUtilities::movieRateFromString(c.text, c.drop), c.rate) << c.text;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Texts, TimecodeRateText,
-    ::testing::Values(RateTextCase{"29.97", true, 100}, RateTextCase{"29.97", false, 101},
-                      RateTextCase{"2997", false, 101}, RateTextCase{"23.98", false, 103},
-                      RateTextCase{"24", true, 103}, RateTextCase{"25", false, 102},
-                      RateTextCase{"30", true, 110}, RateTextCase{"50", false, 105},
-                      RateTextCase{"59.94", false, 104}, RateTextCase{"5994", false, 104},
-                      RateTextCase{"60", false, 107}, RateTextCase{"", false, 107},
-                      // Order decides: "24" before "50", "25" before "50", "2997" before "5994".
-                      RateTextCase{"50/24", false, 103}, RateTextCase{"25 50", false, 102},
-                      RateTextCase{"5994 2997", false, 101}, RateTextCase{"59.94i 30", false, 110}));
+INSTANTIATE_TEST_SUITE_P(Texts, TimecodeRateText,
+                         ::testing::Values(RateTextCase{"29.97", true, 100}, RateTextCase{"29.97", false, 101},
+                                           RateTextCase{"2997", false, 101}, RateTextCase{"23.98", false, 103},
+                                           RateTextCase{"24", true, 103}, RateTextCase{"25", false, 102},
+                                           RateTextCase{"30", true, 110}, RateTextCase{"50", false, 105},
+                                           RateTextCase{"59.94", false, 104}, RateTextCase{"5994", false, 104},
+                                           RateTextCase{"60", false, 107}, RateTextCase{"", false, 107},
+                                           // Order decides: "24" before "50", "25" before "50", "2997" before "5994".
+                                           RateTextCase{"50/24", false, 103}, RateTextCase{"25 50", false, 102},
+                                           RateTextCase{"5994 2997", false, 101},
+                                           RateTextCase{"59.94i 30", false, 110}));
 
 TEST(TimecodeRates, FromNumberUsesTheFirstTwoCharacters)
 {
@@ -159,16 +156,15 @@ TEST(TimecodeRates, TablesOfNumericRatesAndTexts)
         EXPECT_EQ(TimecodeUtilities::numericMovieRateFromRateDefinitions(row.id), row.numeric) << row.id;
         EXPECT_EQ(TimecodeUtilities::movieRateFromRateDefinition(row.id), row.text) << row.id;
     }
-    EXPECT_EQ(TimecodeUtilities::allDefinedMovieRates(),
-              (std::vector<int32_t>{101, 100, 110, 102, 103, 104, 105}));
+    EXPECT_EQ(TimecodeUtilities::allDefinedMovieRates(), (std::vector<int32_t>{101, 100, 110, 102, 103, 104, 105}));
 }
 
 TEST(TimecodeText, Validation)
 {
     for (const char *good : {"01:00:00:00", "23:59:59;29", "99:99:99:99"})
         EXPECT_TRUE(TimecodeUtilities::isValidTimeCode(good)) << good;
-    for (const char *bad : {"1:00:00:00", "01-00-00-00", "01:00:00:000", "01;00:00:00", "01:00;00:00",
-                            "0a:00:00:00", "01:00:00.00", "", "01:00:00: 0"})
+    for (const char *bad : {"1:00:00:00", "01-00-00-00", "01:00:00:000", "01;00:00:00", "01:00;00:00", "0a:00:00:00",
+                            "01:00:00.00", "", "01:00:00: 0"})
         EXPECT_FALSE(TimecodeUtilities::isValidTimeCode(bad)) << bad;
 }
 
@@ -224,7 +220,6 @@ TEST(TimecodeText, TimeOfDayWithZeroFrames)
     local.tm_min = 4;
     local.tm_sec = 5;
     local.tm_isdst = -1;
-    const auto date =
-        std::chrono::system_clock::from_time_t(std::mktime(&local)) + std::chrono::milliseconds(900);
+    const auto date = std::chrono::system_clock::from_time_t(std::mktime(&local)) + std::chrono::milliseconds(900);
     EXPECT_EQ(TimecodeUtilities::timecodeFromDate(date), "13:04:05:00");
 }

@@ -13,17 +13,13 @@ public:
         : m_name(name)
     {
         if (const char *old = std::getenv(name)) m_old = old;
-        if (value)
-            ::setenv(name, value, 1);
-        else
-            ::unsetenv(name);
+        if (value) ::setenv(name, value, 1);
+        else ::unsetenv(name);
     }
     ~EnvironmentGuard()
     {
-        if (m_old)
-            ::setenv(m_name.c_str(), m_old->c_str(), 1);
-        else
-            ::unsetenv(m_name.c_str());
+        if (m_old) ::setenv(m_name.c_str(), m_old->c_str(), 1);
+        else ::unsetenv(m_name.c_str());
     }
     EnvironmentGuard(const EnvironmentGuard &) = delete;
     EnvironmentGuard &operator=(const EnvironmentGuard &) = delete;

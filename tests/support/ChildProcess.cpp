@@ -17,7 +17,8 @@ namespace ferrydeck::test {
 
 ChildProcess::ChildProcess(const std::vector<std::string> &argv, const std::map<std::string, std::string> &environment,
                            const std::string &outputFolder)
-    : m_out(outputFolder + "/child.out"), m_err(outputFolder + "/child.err")
+    : m_out(outputFolder + "/child.out")
+    , m_err(outputFolder + "/child.err")
 {
     std::map<std::string, std::string> merged;
     for (char **entry = environ; *entry; ++entry) {
@@ -25,15 +26,19 @@ ChildProcess::ChildProcess(const std::vector<std::string> &argv, const std::map<
         const auto equals = text.find('=');
         if (equals != std::string::npos) merged[text.substr(0, equals)] = text.substr(equals + 1);
     }
-    for (const auto &[key, value] : environment) merged[key] = value;
+    for (const auto &[key, value] : environment)
+        merged[key] = value;
     std::vector<std::string> envText;
-    for (const auto &[key, value] : merged) envText.push_back(key + "=" + value);
+    for (const auto &[key, value] : merged)
+        envText.push_back(key + "=" + value);
     std::vector<char *> envp;
-    for (auto &entry : envText) envp.push_back(entry.data());
+    for (auto &entry : envText)
+        envp.push_back(entry.data());
     envp.push_back(nullptr);
     std::vector<std::string> args = argv;
     std::vector<char *> argp;
-    for (auto &arg : args) argp.push_back(arg.data());
+    for (auto &arg : args)
+        argp.push_back(arg.data());
     argp.push_back(nullptr);
 
     posix_spawn_file_actions_t actions;

@@ -76,7 +76,8 @@ std::vector<nlohmann::json> jsonLines(const std::string &output)
 {
     std::vector<nlohmann::json> lines;
     std::istringstream stream(output);
-    for (std::string line; std::getline(stream, line);) lines.push_back(nlohmann::json::parse(line));
+    for (std::string line; std::getline(stream, line);)
+        lines.push_back(nlohmann::json::parse(line));
     return lines;
 }
 
