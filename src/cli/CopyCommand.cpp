@@ -15,10 +15,7 @@ const RegisterCommand registration([](CLI::App &app, int &exitCode) {
     command->add_option("SOURCE", options->sources.front(), "Folder or card to offload")->required();
     command->add_option("DEST", options->destinations.front(), "Destination folder")->required();
     addCopyOptions(*command, *options);
-    command->callback([options, command, &exitCode] {
-        noteGivenOptions(*command, *options);
-        exitCode = runOffload(*options);
-    });
+    runWhenParsed(*command, options, exitCode, runOffload);
 });
 
 } // namespace

@@ -33,10 +33,7 @@ const RegisterCommand registration([](CLI::App &app, int &exitCode) {
         app.add_subcommand("offload", "Offload folders or cards to every destination and verify each copy");
     command->add_option("SOURCE", options->sources, "Folders or cards to offload")->required();
     addOffloadOptions(*command, *options);
-    command->callback([options, command, &exitCode] {
-        noteGivenOptions(*command, *options);
-        exitCode = runOffload(*options);
-    });
+    runWhenParsed(*command, options, exitCode, runOffload);
 });
 
 } // namespace

@@ -87,11 +87,15 @@ void addOffloadOptions(CLI::App &command, OffloadOptions &options)
     addCopyOptions(command, options);
 }
 
-void noteGivenOptions(const CLI::App &command, OffloadOptions &options)
+void runWhenParsed(CLI::App &command, std::shared_ptr<OffloadOptions> options, int &exitCode,
+                   int (*run)(OffloadOptions &))
 {
-    for (const CLI::Option *option : command.get_options()) {
-        if (option->count() > 0) options.given.insert(option->get_name());
-    }
+    command.callback([&command, options, &exitCode, run] {
+        for (const CLI::Option *option : command.get_options()) {
+            if (option->count() > 0) options->given.insert(option->get_name());
+        }
+        exitCode = run(*options);
+    });
 }
 
 // The window as flags and standard error: alerts are printed, a YES/NO

@@ -6,6 +6,21 @@
 
 namespace ferrydeck {
 
+namespace {
+
+// A value and the text the table shows of it change together.
+template <typename Fields, typename Value>
+void setShown(Guarded<Fields> &fields, Value Fields::*value, std::string Fields::*text, Value newValue,
+              std::string shown)
+{
+    fields.update([&](Fields &all) {
+        all.*value = std::move(newValue);
+        all.*text = std::move(shown);
+    });
+}
+
+} // namespace
+
 const char *FileCopyDetails::statusText(Status status)
 {
     switch (status) {
@@ -38,34 +53,22 @@ std::shared_ptr<FileCopyDetails> FileCopyDetails::detailsFromFile(const std::str
 
 void FileCopyDetails::setFilePath(const std::string &value)
 {
-    m_fields.update([&](Fields &fields) {
-        fields.filePath = value;
-        fields.fileName = path::lastComponent(value);
-    });
+    setShown(m_fields, &Fields::filePath, &Fields::fileName, value, path::lastComponent(value));
 }
 
 void FileCopyDetails::setRawFileSize(uint64_t value)
 {
-    m_fields.update([&](Fields &fields) {
-        fields.rawFileSize = value;
-        fields.fileSize = std::to_string(value);
-    });
+    setShown(m_fields, &Fields::rawFileSize, &Fields::fileSize, value, std::to_string(value));
 }
 
 void FileCopyDetails::setRawBytesCopied(uint64_t value)
 {
-    m_fields.update([&](Fields &fields) {
-        fields.rawBytesCopied = value;
-        fields.bytesCopied = std::to_string(value);
-    });
+    setShown(m_fields, &Fields::rawBytesCopied, &Fields::bytesCopied, value, std::to_string(value));
 }
 
 void FileCopyDetails::setRawStatus(Status value)
 {
-    m_fields.update([&](Fields &fields) {
-        fields.rawStatus = value;
-        fields.status = statusText(value);
-    });
+    setShown(m_fields, &Fields::rawStatus, &Fields::status, value, std::string(statusText(value)));
 }
 
 } // namespace ferrydeck
