@@ -157,10 +157,10 @@ int main(int argc, char **argv)
     watch.setInterval(50);
     QObject::connect(&watch, &QTimer::timeout, [&] {
         const auto queue = controller.listOffloadInstances();
-        const bool listed =
-            static_cast<int>(queue.size()) == jobs && std::all_of(queue.begin(), queue.end(), [](const auto &job) {
-                return job->offloadStatus() == OffloadInstance::kInQueue;
-            });
+        const bool listed = static_cast<int>(queue.size()) == jobs &&
+                            std::all_of(queue.begin(), queue.end(), [](const std::shared_ptr<OffloadInstance> &job) {
+                                return job->offloadStatus() == OffloadInstance::kInQueue;
+                            });
         const bool anyOver =
             std::any_of(queue.begin(), queue.end(), [](const auto &job) { return job->processingTaskIsOver(); });
         if (started && anyOver) phase = 2;

@@ -1,4 +1,4 @@
-#include "settings/DefaultsPersistence.h"
+#include "controller/DefaultsPersistence.h"
 #include "settings/FerrydeckSettings.h"
 #include "settings/PreferencesStore.h"
 

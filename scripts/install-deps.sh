@@ -14,8 +14,9 @@ packages=(
   # the window's screenshots under a virtual display, with a font to draw text
   xvfb xauth fonts-dejavu-core
   diffutils findutils coreutils time
-  # fuzzing (make fuzz, make fuzz-smoke): clang with the libFuzzer runtime
-  clang libclang-rt-14-dev
+  # fuzzing (make fuzz, make fuzz-smoke): clang with the libFuzzer runtime;
+  # make format-check: the layout every source keeps
+  clang libclang-rt-14-dev clang-format
   # card rename tools and the test images they work on
   dosfstools exfatprogs e2fsprogs mtools
   # gdbus, to relabel cards through udisks2 (udisksctl comes with the

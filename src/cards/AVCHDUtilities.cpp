@@ -5,22 +5,6 @@
 
 namespace ferrydeck {
 
-std::shared_ptr<const AVCHDUtilities> AVCHDUtilities::utility()
-{
-    static const auto instance = std::make_shared<const AVCHDUtilities>();
-    return instance;
-}
-
-std::optional<std::string> AVCHDUtilities::rootOfUniquePathIdenifier() const
-{
-    return "PRIVATE";
-}
-
-std::string AVCHDUtilities::volumeTitle() const
-{
-    return "AVCHD";
-}
-
 bool AVCHDUtilities::requiresFFmpegToConvert() const
 {
     return true;

@@ -9,10 +9,12 @@ namespace ferrydeck {
 // undefined id; no AVCHD type recognises a drive.
 class AVCHDUtilities : public VolumeUtilities {
 public:
-    static std::shared_ptr<const AVCHDUtilities> utility();
+    AVCHDUtilities()
+        : VolumeUtilities(kVolumeType, "AVCHD", "PRIVATE")
+    {
+    }
+    static std::shared_ptr<const AVCHDUtilities> utility() { return sharedUtility<AVCHDUtilities>(); }
 
-    std::optional<std::string> rootOfUniquePathIdenifier() const override;
-    std::string volumeTitle() const override;
     bool requiresFFmpegToConvert() const override;
     // Only a stream file whose name is wholly upper case and ends in ".MTS"
     // passes: the name is looked for in its own case in the upper-cased path,
@@ -20,6 +22,9 @@ public:
     bool filePathMatchesVolumeStructure(const std::string &path) const override;
     // Removes everything at the top of the drive.
     bool reformatDrivePath(const std::string &drivePath) const override;
+
+protected:
+    using VolumeUtilities::VolumeUtilities;
 };
 
 } // namespace ferrydeck

@@ -9,13 +9,18 @@ namespace ferrydeck {
 class BrightwaterQTUtilities : public VolumeUtilities {
 public:
     static constexpr int32_t kVolumeType = 10;
-    static std::shared_ptr<const BrightwaterQTUtilities> utility();
+    BrightwaterQTUtilities()
+        : VolumeUtilities(kVolumeType, "Apple QuickTime", std::nullopt)
+    {
+    }
+    static std::shared_ptr<const BrightwaterQTUtilities> utility() { return sharedUtility<BrightwaterQTUtilities>(); }
 
-    int32_t volumeType() const override;
-    std::string volumeTitle() const override;
     // Any ".MOV" name; otherwise a movie with a video track and a duration of
     // at least 100 units of its own time scale.
     bool filePathMatchesVolumeStructure(const std::string &path) const override;
+
+protected:
+    using VolumeUtilities::VolumeUtilities;
 };
 
 } // namespace ferrydeck

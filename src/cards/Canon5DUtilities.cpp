@@ -6,22 +6,6 @@
 
 namespace ferrydeck {
 
-std::shared_ptr<const Canon5DUtilities> Canon5DUtilities::utility()
-{
-    static const auto instance = std::make_shared<const Canon5DUtilities>();
-    return instance;
-}
-
-int32_t Canon5DUtilities::volumeType() const
-{
-    return kVolumeType;
-}
-
-std::string Canon5DUtilities::volumeTitle() const
-{
-    return "Canon EOS";
-}
-
 bool Canon5DUtilities::filePathMatchesVolumeStructure(const std::string &filePath) const
 {
     const std::string upperPath = cards::upper(filePath);

@@ -8,10 +8,12 @@ namespace ferrydeck {
 class Canon5DUtilities : public BrightwaterQTUtilities {
 public:
     static constexpr int32_t kVolumeType = 8;
-    static std::shared_ptr<const Canon5DUtilities> utility();
+    Canon5DUtilities()
+        : BrightwaterQTUtilities(kVolumeType, "Canon EOS", std::nullopt)
+    {
+    }
+    static std::shared_ptr<const Canon5DUtilities> utility() { return sharedUtility<Canon5DUtilities>(); }
 
-    int32_t volumeType() const override;
-    std::string volumeTitle() const override;
     bool filePathMatchesVolumeStructure(const std::string &path) const override;
     bool drivePathMatchesVolumeStructure(const std::string &drivePath) const override;
     // Deletes every file below DCIM; the folders, MISC and everything else

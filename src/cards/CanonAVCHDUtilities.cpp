@@ -4,22 +4,6 @@
 
 namespace ferrydeck {
 
-std::shared_ptr<const CanonAVCHDUtilities> CanonAVCHDUtilities::utility()
-{
-    static const auto instance = std::make_shared<const CanonAVCHDUtilities>();
-    return instance;
-}
-
-int32_t CanonAVCHDUtilities::volumeType() const
-{
-    return kVolumeType;
-}
-
-std::string CanonAVCHDUtilities::volumeTitle() const
-{
-    return "Canon AVCHD";
-}
-
 bool CanonAVCHDUtilities::filePathMatchesVolumeStructure(const std::string &filePath) const
 {
     const std::string upperPath = cards::upper(filePath);

@@ -8,10 +8,12 @@ namespace ferrydeck {
 class CanonAVCHDUtilities : public AVCHDUtilities {
 public:
     static constexpr int32_t kVolumeType = 9;
-    static std::shared_ptr<const CanonAVCHDUtilities> utility();
+    CanonAVCHDUtilities()
+        : AVCHDUtilities(kVolumeType, "Canon AVCHD", "PRIVATE")
+    {
+    }
+    static std::shared_ptr<const CanonAVCHDUtilities> utility() { return sharedUtility<CanonAVCHDUtilities>(); }
 
-    int32_t volumeType() const override;
-    std::string volumeTitle() const override;
     bool filePathMatchesVolumeStructure(const std::string &path) const override;
 };
 

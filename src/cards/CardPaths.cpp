@@ -99,16 +99,12 @@ std::vector<std::string> deepListing(const std::string &directory)
     return entries;
 }
 
-namespace {
-
 std::optional<std::string> resolved(const std::string &path)
 {
     std::unique_ptr<char, void (*)(void *)> real(::realpath(path.c_str(), nullptr), std::free);
     if (!real) return std::nullopt;
     return std::string(real.get());
 }
-
-} // namespace
 
 bool isOnDrive(const std::string &drivePath, const std::string &path)
 {

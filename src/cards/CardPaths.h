@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -28,6 +29,9 @@ bool isRegularFile(const std::string &path);
 // Every entry below a folder at every depth, relative to it, a folder before
 // its contents; links are listed, never followed. Empty when unreadable.
 std::vector<std::string> deepListing(const std::string &directory);
+
+// The path with every link and "." or ".." resolved; none when it does not exist.
+std::optional<std::string> resolved(const std::string &path);
 
 // True when `path` lies on the drive once every folder above it is resolved,
 // so that no link on a card leads a removal or rewrite off it. The last

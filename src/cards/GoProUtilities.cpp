@@ -5,27 +5,6 @@
 
 namespace ferrydeck {
 
-std::shared_ptr<const GoProUtilities> GoProUtilities::utility()
-{
-    static const auto instance = std::make_shared<const GoProUtilities>();
-    return instance;
-}
-
-std::optional<std::string> GoProUtilities::rootOfUniquePathIdenifier() const
-{
-    return "DCIM";
-}
-
-int32_t GoProUtilities::volumeType() const
-{
-    return kVolumeType;
-}
-
-std::string GoProUtilities::volumeTitle() const
-{
-    return "GoPro";
-}
-
 bool GoProUtilities::filePathMatchesVolumeStructure(const std::string &filePath) const
 {
     const std::string name = path::lastComponent(filePath);

@@ -8,11 +8,12 @@ namespace ferrydeck {
 class GoProUtilities : public BrightwaterQTUtilities {
 public:
     static constexpr int32_t kVolumeType = 12;
-    static std::shared_ptr<const GoProUtilities> utility();
+    GoProUtilities()
+        : BrightwaterQTUtilities(kVolumeType, "GoPro", "DCIM")
+    {
+    }
+    static std::shared_ptr<const GoProUtilities> utility() { return sharedUtility<GoProUtilities>(); }
 
-    std::optional<std::string> rootOfUniquePathIdenifier() const override;
-    int32_t volumeType() const override;
-    std::string volumeTitle() const override;
     bool filePathMatchesVolumeStructure(const std::string &path) const override;
 };
 

@@ -22,17 +22,6 @@
 
 namespace ferrydeck {
 
-namespace {
-
-std::optional<std::string> resolved(const std::string &path)
-{
-    std::unique_ptr<char, void (*)(void *)> real(::realpath(path.c_str(), nullptr), std::free);
-    if (!real) return std::nullopt;
-    return std::string(real.get());
-}
-
-} // namespace
-
 std::vector<HDUtilities::Utility> HDUtilities::allUtilities()
 {
     return {PanasonicP2Utilities::utility(),    REDUtilities::utility(),         JVCMP4Utilities::utility(),
@@ -170,11 +159,11 @@ int64_t HDUtilities::durationOfMovieFileInMiliSeconds(const std::string &moviePa
 
 std::optional<std::string> HDUtilities::removableDriveForPath(const std::string &path)
 {
-    const auto wanted = resolved(path);
+    const auto wanted = cards::resolved(path);
     if (!wanted) return std::nullopt;
     for (const std::string &drive : DirectoryUtilities::removableDrives()) {
         if (!cards::isRealDirectory(drive)) continue;
-        if (resolved(drive) == wanted) return drive;
+        if (cards::resolved(drive) == wanted) return drive;
     }
     return std::nullopt;
 }

@@ -15,22 +15,6 @@ std::string spanPrefix(const std::string &filePath)
 
 } // namespace
 
-std::shared_ptr<const JVCMP4Utilities> JVCMP4Utilities::utility()
-{
-    static const auto instance = std::make_shared<const JVCMP4Utilities>();
-    return instance;
-}
-
-int32_t JVCMP4Utilities::volumeType() const
-{
-    return kVolumeType;
-}
-
-std::string JVCMP4Utilities::volumeTitle() const
-{
-    return "JVC-MP4";
-}
-
 bool JVCMP4Utilities::clipSpanningSupported() const
 {
     return true;

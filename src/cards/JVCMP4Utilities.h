@@ -9,10 +9,12 @@ namespace ferrydeck {
 class JVCMP4Utilities : public SonyXDCAMUtilities {
 public:
     static constexpr int32_t kVolumeType = 6;
-    static std::shared_ptr<const JVCMP4Utilities> utility();
+    JVCMP4Utilities()
+        : SonyXDCAMUtilities(kVolumeType, "JVC-MP4", "BPAV")
+    {
+    }
+    static std::shared_ptr<const JVCMP4Utilities> utility() { return sharedUtility<JVCMP4Utilities>(); }
 
-    int32_t volumeType() const override;
-    std::string volumeTitle() const override;
     bool filePathMatchesVolumeStructure(const std::string &path) const override;
     bool drivePathMatchesVolumeStructure(const std::string &drivePath) const override;
     // Keeps PRIVATE/JVC/BPAV/CLPR and TAKR, empties CUEUP.XML and

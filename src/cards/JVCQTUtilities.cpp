@@ -5,27 +5,6 @@
 
 namespace ferrydeck {
 
-std::shared_ptr<const JVCQTUtilities> JVCQTUtilities::utility()
-{
-    static const auto instance = std::make_shared<const JVCQTUtilities>();
-    return instance;
-}
-
-std::optional<std::string> JVCQTUtilities::rootOfUniquePathIdenifier() const
-{
-    return "CQAV";
-}
-
-int32_t JVCQTUtilities::volumeType() const
-{
-    return kVolumeType;
-}
-
-std::string JVCQTUtilities::volumeTitle() const
-{
-    return "JVC-QuickTime";
-}
-
 bool JVCQTUtilities::clipSpanningSupported() const
 {
     return true;

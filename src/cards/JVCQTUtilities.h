@@ -9,11 +9,12 @@ namespace ferrydeck {
 class JVCQTUtilities : public BrightwaterQTUtilities {
 public:
     static constexpr int32_t kVolumeType = 7;
-    static std::shared_ptr<const JVCQTUtilities> utility();
+    JVCQTUtilities()
+        : BrightwaterQTUtilities(kVolumeType, "JVC-QuickTime", "CQAV")
+    {
+    }
+    static std::shared_ptr<const JVCQTUtilities> utility() { return sharedUtility<JVCQTUtilities>(); }
 
-    std::optional<std::string> rootOfUniquePathIdenifier() const override;
-    int32_t volumeType() const override;
-    std::string volumeTitle() const override;
     bool filePathMatchesVolumeStructure(const std::string &path) const override;
     bool drivePathMatchesVolumeStructure(const std::string &drivePath) const override;
     // Keeps PRIVATE/JVC/CQAV/CLIP and INFO, empties MEDIAINF.XML, removes

@@ -9,10 +9,11 @@ namespace ferrydeck {
 class PanasonicAVCHDUtilities : public AVCHDUtilities {
 public:
     static constexpr int32_t kVolumeType = 2;
-    static std::shared_ptr<const PanasonicAVCHDUtilities> utility();
-
-    int32_t volumeType() const override;
-    std::string volumeTitle() const override;
+    PanasonicAVCHDUtilities()
+        : AVCHDUtilities(kVolumeType, "Panasonic AVCHD", "PRIVATE")
+    {
+    }
+    static std::shared_ptr<const PanasonicAVCHDUtilities> utility() { return sharedUtility<PanasonicAVCHDUtilities>(); }
 };
 
 } // namespace ferrydeck

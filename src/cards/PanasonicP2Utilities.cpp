@@ -73,27 +73,6 @@ WaitOutcome waitUntilComplete(const std::string &file, const PanasonicP2Utilitie
 
 } // namespace
 
-std::shared_ptr<const PanasonicP2Utilities> PanasonicP2Utilities::utility()
-{
-    static const auto instance = std::make_shared<const PanasonicP2Utilities>();
-    return instance;
-}
-
-std::optional<std::string> PanasonicP2Utilities::rootOfUniquePathIdenifier() const
-{
-    return "CONTENTS";
-}
-
-int32_t PanasonicP2Utilities::volumeType() const
-{
-    return kVolumeType;
-}
-
-std::string PanasonicP2Utilities::volumeTitle() const
-{
-    return "Panasonic P2";
-}
-
 bool PanasonicP2Utilities::clipSpanningSupported() const
 {
     return true;

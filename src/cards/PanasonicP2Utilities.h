@@ -24,11 +24,12 @@ public:
         const std::atomic<bool> *cancel = nullptr;
     };
 
-    static std::shared_ptr<const PanasonicP2Utilities> utility();
+    PanasonicP2Utilities()
+        : VolumeUtilities(kVolumeType, "Panasonic P2", "CONTENTS")
+    {
+    }
+    static std::shared_ptr<const PanasonicP2Utilities> utility() { return sharedUtility<PanasonicP2Utilities>(); }
 
-    std::optional<std::string> rootOfUniquePathIdenifier() const override;
-    int32_t volumeType() const override;
-    std::string volumeTitle() const override;
     bool filePathMatchesVolumeStructure(const std::string &path) const override;
     bool drivePathMatchesVolumeStructure(const std::string &drivePath) const override;
     bool reformatDrivePath(const std::string &drivePath) const override;

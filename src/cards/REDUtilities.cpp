@@ -5,22 +5,6 @@
 
 namespace ferrydeck {
 
-std::shared_ptr<const REDUtilities> REDUtilities::utility()
-{
-    static const auto instance = std::make_shared<const REDUtilities>();
-    return instance;
-}
-
-int32_t REDUtilities::volumeType() const
-{
-    return kVolumeType;
-}
-
-std::string REDUtilities::volumeTitle() const
-{
-    return "RED";
-}
-
 bool REDUtilities::filePathMatchesVolumeStructure(const std::string &filePath) const
 {
     const std::string clipFolder = path::parent(filePath);

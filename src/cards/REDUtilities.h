@@ -10,10 +10,12 @@ namespace ferrydeck {
 class REDUtilities : public BrightwaterQTUtilities {
 public:
     static constexpr int32_t kVolumeType = 3;
-    static std::shared_ptr<const REDUtilities> utility();
+    REDUtilities()
+        : BrightwaterQTUtilities(kVolumeType, "RED", std::nullopt)
+    {
+    }
+    static std::shared_ptr<const REDUtilities> utility() { return sharedUtility<REDUtilities>(); }
 
-    int32_t volumeType() const override;
-    std::string volumeTitle() const override;
     // The reference movies (".mov" in any case), not the ".R3D" files.
     bool filePathMatchesVolumeStructure(const std::string &path) const override;
     bool drivePathMatchesVolumeStructure(const std::string &drivePath) const override;

@@ -5,27 +5,6 @@
 
 namespace ferrydeck {
 
-std::shared_ptr<const SonyAVCHDUtilities> SonyAVCHDUtilities::utility()
-{
-    static const auto instance = std::make_shared<const SonyAVCHDUtilities>();
-    return instance;
-}
-
-std::optional<std::string> SonyAVCHDUtilities::rootOfUniquePathIdenifier() const
-{
-    return "AVCHD";
-}
-
-int32_t SonyAVCHDUtilities::volumeType() const
-{
-    return kVolumeType;
-}
-
-std::string SonyAVCHDUtilities::volumeTitle() const
-{
-    return "Sony NXCAM AVCHD";
-}
-
 bool SonyAVCHDUtilities::filePathMatchesVolumeStructure(const std::string &filePath) const
 {
     return AVCHDUtilities::filePathMatchesVolumeStructure(filePath) &&

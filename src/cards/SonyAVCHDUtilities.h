@@ -8,11 +8,12 @@ namespace ferrydeck {
 class SonyAVCHDUtilities : public AVCHDUtilities {
 public:
     static constexpr int32_t kVolumeType = 13;
-    static std::shared_ptr<const SonyAVCHDUtilities> utility();
+    SonyAVCHDUtilities()
+        : AVCHDUtilities(kVolumeType, "Sony NXCAM AVCHD", "AVCHD")
+    {
+    }
+    static std::shared_ptr<const SonyAVCHDUtilities> utility() { return sharedUtility<SonyAVCHDUtilities>(); }
 
-    std::optional<std::string> rootOfUniquePathIdenifier() const override;
-    int32_t volumeType() const override;
-    std::string volumeTitle() const override;
     bool filePathMatchesVolumeStructure(const std::string &path) const override;
 };
 

@@ -46,22 +46,6 @@ bool removeIndexElement(const std::string &drivePath, const std::string &file, c
 
 } // namespace
 
-std::shared_ptr<const SonyXDCAMExUtilities> SonyXDCAMExUtilities::utility()
-{
-    static const auto instance = std::make_shared<const SonyXDCAMExUtilities>();
-    return instance;
-}
-
-int32_t SonyXDCAMExUtilities::volumeType() const
-{
-    return kVolumeType;
-}
-
-std::string SonyXDCAMExUtilities::volumeTitle() const
-{
-    return "Sony XDCAM EX";
-}
-
 bool SonyXDCAMExUtilities::clipSpanningSupported() const
 {
     return true;

@@ -10,10 +10,12 @@ namespace ferrydeck {
 class SonyXDCAMExUtilities : public SonyXDCAMUtilities {
 public:
     static constexpr int32_t kVolumeType = 4;
-    static std::shared_ptr<const SonyXDCAMExUtilities> utility();
+    SonyXDCAMExUtilities()
+        : SonyXDCAMUtilities(kVolumeType, "Sony XDCAM EX", "BPAV")
+    {
+    }
+    static std::shared_ptr<const SonyXDCAMExUtilities> utility() { return sharedUtility<SonyXDCAMExUtilities>(); }
 
-    int32_t volumeType() const override;
-    std::string volumeTitle() const override;
     bool filePathMatchesVolumeStructure(const std::string &path) const override;
     bool drivePathMatchesVolumeStructure(const std::string &drivePath) const override;
     // Empties CLPR and TAKR, drops MEDIAPRO.BAK and empties the index files;

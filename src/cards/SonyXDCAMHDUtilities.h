@@ -8,10 +8,12 @@ namespace ferrydeck {
 class SonyXDCAMHDUtilities : public SonyXDCAMUtilities {
 public:
     static constexpr int32_t kVolumeType = 5;
-    static std::shared_ptr<const SonyXDCAMHDUtilities> utility();
+    SonyXDCAMHDUtilities()
+        : SonyXDCAMUtilities(kVolumeType, "Sony XDCAM HD", "BPAV")
+    {
+    }
+    static std::shared_ptr<const SonyXDCAMHDUtilities> utility() { return sharedUtility<SonyXDCAMHDUtilities>(); }
 
-    int32_t volumeType() const override;
-    std::string volumeTitle() const override;
     bool filePathMatchesVolumeStructure(const std::string &path) const override;
 };
 

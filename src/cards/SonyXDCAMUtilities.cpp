@@ -6,22 +6,6 @@
 
 namespace ferrydeck {
 
-std::shared_ptr<const SonyXDCAMUtilities> SonyXDCAMUtilities::utility()
-{
-    static const auto instance = std::make_shared<const SonyXDCAMUtilities>();
-    return instance;
-}
-
-std::optional<std::string> SonyXDCAMUtilities::rootOfUniquePathIdenifier() const
-{
-    return "BPAV";
-}
-
-std::string SonyXDCAMUtilities::volumeTitle() const
-{
-    return "Sony XDCAM";
-}
-
 bool SonyXDCAMUtilities::requiresFFmpegToConvert() const
 {
     return true;

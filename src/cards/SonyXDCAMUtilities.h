@@ -8,10 +8,12 @@ namespace ferrydeck {
 // timecode stored frames first. Not a registered type of its own.
 class SonyXDCAMUtilities : public VolumeUtilities {
 public:
-    static std::shared_ptr<const SonyXDCAMUtilities> utility();
+    SonyXDCAMUtilities()
+        : VolumeUtilities(kVolumeType, "Sony XDCAM", "BPAV")
+    {
+    }
+    static std::shared_ptr<const SonyXDCAMUtilities> utility() { return sharedUtility<SonyXDCAMUtilities>(); }
 
-    std::optional<std::string> rootOfUniquePathIdenifier() const override;
-    std::string volumeTitle() const override;
     bool requiresFFmpegToConvert() const override;
     // The first .XML or .xml file of the clip's folder whose path holds the
     // clip's path up to its first dot. Deliberately the first dot of the
@@ -21,6 +23,9 @@ public:
 
     // FFSSMMHH to HH:MM:SS:FF; none unless exactly 8 characters.
     static std::optional<std::string> reverseXDCAMTimeCodeString(const std::optional<std::string> &timecode);
+
+protected:
+    using VolumeUtilities::VolumeUtilities;
 };
 
 } // namespace ferrydeck

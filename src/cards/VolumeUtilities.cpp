@@ -6,22 +6,6 @@
 
 namespace ferrydeck {
 
-std::shared_ptr<const VolumeUtilities> VolumeUtilities::utility()
-{
-    static const auto instance = std::make_shared<const VolumeUtilities>();
-    return instance;
-}
-
-std::optional<std::string> VolumeUtilities::rootOfUniquePathIdenifier() const
-{
-    return std::nullopt;
-}
-
-int32_t VolumeUtilities::volumeType() const
-{
-    return kVolumeType;
-}
-
 bool VolumeUtilities::filePathMatchesVolumeStructure(const std::string &) const
 {
     return false;
@@ -120,11 +104,6 @@ std::string VolumeUtilities::framerateForVideoFile(const std::string &, int32_t)
 std::string VolumeUtilities::framerateForVideoFile(const std::string &) const
 {
     return defaultFrameRate();
-}
-
-std::string VolumeUtilities::volumeTitle() const
-{
-    return "Volume";
 }
 
 std::vector<std::string> VolumeUtilities::sortSpannedClipSeries(const std::vector<std::string> &paths) const

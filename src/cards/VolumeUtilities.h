@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace ferrydeck {
@@ -27,7 +28,10 @@ public:
     static constexpr int32_t kFramerateFromEditUnit = 101;
     static constexpr int32_t kFramerateFromFrameRate = 102;
 
-    VolumeUtilities() = default;
+    VolumeUtilities()
+        : VolumeUtilities(kVolumeType, "Volume", std::nullopt)
+    {
+    }
     virtual ~VolumeUtilities() = default;
     VolumeUtilities(const VolumeUtilities &) = delete;
     VolumeUtilities &operator=(const VolumeUtilities &) = delete;
@@ -35,11 +39,13 @@ public:
     static int32_t undefinedType() { return kVolumeType; }
     static std::string defaultTimecode() { return "00:00:00:00"; }
     static std::string defaultFrameRate() { return "29.97"; }
-    static std::shared_ptr<const VolumeUtilities> utility();
+    static std::shared_ptr<const VolumeUtilities> utility() { return sharedUtility<VolumeUtilities>(); }
 
-    // The folder name at which the card's structure begins.
-    virtual std::optional<std::string> rootOfUniquePathIdenifier() const;
-    virtual int32_t volumeType() const;
+    // The card's identity, given by its class's constructor. The folder name
+    // at which the card's structure begins; none when it has no such folder.
+    std::optional<std::string> rootOfUniquePathIdenifier() const { return m_root; }
+    int32_t volumeType() const { return m_type; }
+    std::string volumeTitle() const { return m_title; }
     virtual bool filePathMatchesVolumeStructure(const std::string &path) const;
     virtual bool drivePathMatchesVolumeStructure(const std::string &drivePath) const;
     virtual bool clipSpanningSupported() const;
@@ -63,15 +69,32 @@ public:
     virtual std::string startTimecodeForVideoFile(const std::string &videoPath) const;
     virtual std::string framerateForVideoFile(const std::string &videoPath, int32_t framerateType) const;
     virtual std::string framerateForVideoFile(const std::string &videoPath) const;
-    virtual std::string volumeTitle() const;
     virtual std::vector<std::string> sortSpannedClipSeries(const std::vector<std::string> &paths) const;
 
 protected:
+    VolumeUtilities(int32_t type, std::string title, std::optional<std::string> root)
+        : m_type(type)
+        , m_title(std::move(title))
+        , m_root(std::move(root))
+    {
+    }
+    // The one shared, immutable instance of a card type.
+    template <typename Card> static std::shared_ptr<const Card> sharedUtility()
+    {
+        static const auto instance = std::make_shared<const Card>();
+        return instance;
+    }
+
     // A drive a card type may recognise or empty: one of the mounted
     // removable volumes by exact path, and a real folder rather than a link
     // to one. A folder on a fixed disk never passes, however perfect its card
     // structure.
     static bool isRemovableDrive(const std::string &drivePath);
+
+private:
+    const int32_t m_type;
+    const std::string m_title;
+    const std::optional<std::string> m_root;
 };
 
 } // namespace ferrydeck

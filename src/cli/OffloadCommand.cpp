@@ -4,8 +4,6 @@
 
 namespace ferrydeck::cli {
 
-namespace {
-
 int runOffload(OffloadOptions &options)
 {
     OffloadSession session(options);
@@ -27,16 +25,15 @@ int runOffload(OffloadOptions &options)
     return allCompleted && !dropped ? kExitOk : kExitFailed;
 }
 
+namespace {
+
 const RegisterCommand registration([](CLI::App &app, int &exitCode) {
     auto options = std::make_shared<OffloadOptions>();
     CLI::App *command =
         app.add_subcommand("offload", "Offload folders or cards to every destination and verify each copy");
     command->add_option("SOURCE", options->sources, "Folders or cards to offload")->required();
     addOffloadOptions(*command, *options);
-    command->callback([options, command, &exitCode] {
-        noteGivenOptions(*command, *options);
-        exitCode = runOffload(*options);
-    });
+    runWhenParsed(*command, options, exitCode, runOffload);
 });
 
 } // namespace

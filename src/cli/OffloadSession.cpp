@@ -4,7 +4,7 @@
 #include "controller/AlertTexts.h"
 #include "controller/OffloadNamingScheme.h"
 #include "fsutil/FileUtilities.h"
-#include "settings/DefaultsPersistence.h"
+#include "controller/DefaultsPersistence.h"
 
 #include <nlohmann/json.hpp>
 
@@ -53,9 +53,8 @@ int usage(const std::string &message)
 
 } // namespace
 
-void addOffloadOptions(CLI::App &command, OffloadOptions &options)
+void addCopyOptions(CLI::App &command, OffloadOptions &options)
 {
-    command.add_option("--dest", options.destinations, "Destination folder (repeat for several)");
     command.add_option("--verify", options.verify, "Verification: size, contents (byte for byte) or none")
         ->check(CLI::IsMember({"size", "contents", "none"}))
         ->capture_default_str();
@@ -63,6 +62,20 @@ void addOffloadOptions(CLI::App &command, OffloadOptions &options)
         ->check(CLI::IsMember({"minimal", "verbose"}))
         ->capture_default_str();
     command.add_flag("--verbose-log", options.verboseLog, "Same as --log-detail verbose");
+    command.add_option("--threads", options.threads, "Copy threads shared by all jobs (default 4 per processor)")
+        ->check(CLI::Range(1, 256));
+    auto *logDir = command.add_option("--log-dir", options.logDir, "Save each log into this folder");
+    auto *logInCopy =
+        command.add_flag("--log-in-copy,--log-to-offload-folder", options.logInCopy, "Save each log into its copy");
+    logDir->excludes(logInCopy);
+    command.add_flag("--yes", options.yes, "Answer YES where the window would ask");
+    command.add_flag("--json", options.json, "One JSON object per job on standard output");
+    command.add_flag("--quiet", options.quiet, "No progress lines and no summary");
+}
+
+void addOffloadOptions(CLI::App &command, OffloadOptions &options)
+{
+    command.add_option("--dest", options.destinations, "Destination folder (repeat for several)");
     command.add_option("--scheme", options.scheme, "Naming: custom, number, card, created, modified, today or none")
         ->check(CLI::IsMember({"custom", "number", "card", "created", "modified", "today", "none"}))
         ->capture_default_str();
@@ -71,24 +84,20 @@ void addOffloadOptions(CLI::App &command, OffloadOptions &options)
         ->check(CLI::Range(AppController::kStepperMinimum, AppController::kStepperMaximum));
     command.add_option("--prefix", options.prefix, "Text before the scheme's part of the name");
     command.add_option("--suffix", options.suffix, "Text after the scheme's part of the name");
-    command.add_option("--threads", options.threads, "Copy threads shared by all jobs (default 4 per processor)")
-        ->check(CLI::Range(1, 256));
-    auto *logDir = command.add_option("--log-dir", options.logDir, "Save each log into this folder");
-    auto *logInCopy =
-        command.add_flag("--log-in-copy,--log-to-offload-folder", options.logInCopy, "Save each log into its copy");
-    logDir->excludes(logInCopy);
     command.add_flag("--saved", options.saved,
                      "Take destinations and options from the desktop application's saved preferences (read only)");
-    command.add_flag("--yes", options.yes, "Answer YES where the window would ask");
-    command.add_flag("--json", options.json, "One JSON object per job on standard output");
-    command.add_flag("--quiet", options.quiet, "No progress lines and no summary");
+    addCopyOptions(command, options);
 }
 
-void noteGivenOptions(const CLI::App &command, OffloadOptions &options)
+void runWhenParsed(CLI::App &command, std::shared_ptr<OffloadOptions> options, int &exitCode,
+                   int (*run)(OffloadOptions &))
 {
-    for (const CLI::Option *option : command.get_options()) {
-        if (option->count() > 0) options.given.insert(option->get_name());
-    }
+    command.callback([&command, options, &exitCode, run] {
+        for (const CLI::Option *option : command.get_options()) {
+            if (option->count() > 0) options->given.insert(option->get_name());
+        }
+        exitCode = run(*options);
+    });
 }
 
 // The window as flags and standard error: alerts are printed, a YES/NO
@@ -159,7 +168,7 @@ public:
         m_last = now;
         std::vector<std::string> lines;
         for (const auto &job : jobs) {
-            const int32_t status = job->offloadStatus();
+            const OffloadInstance::Status status = job->offloadStatus();
             if (!m_terminal && status != OffloadInstance::kProcessing) continue;
             lines.push_back(lineFor(*job));
         }
@@ -256,7 +265,8 @@ int OffloadSession::loadSaved()
         if (saved.logOptionIndex() == 0) m_options.logDir = saved.textLogDirectory();
         else m_options.logInCopy = true;
     }
-    fill("--threads", m_options.threads, std::clamp(saved.amountOfCopyThreads(), 1, 10));
+    // The saved thread count is not taken: the window too keeps 4 copy
+    // threads per processor until the person moves the slider.
     fill("--rename", m_options.rename, saved.renameCard() ? saved.textRenameCard() : std::string());
     fill("--increment", m_options.increment, saved.incrementRenameTitle());
     m_options.renameCounter = saved.renameCounter();
@@ -323,10 +333,7 @@ int OffloadSession::prepare(bool sourcesRequired)
     // A reformat asks first unless --yes; its failure is always told.
     settings.setWarnBeforeFormatting(true);
     settings.setAlertOnFailedFormat(true);
-    if (m_options.threads > 0) {
-        std::lock_guard lock(m_controller->offloadPool().poolLock());
-        m_controller->offloadPool().setPoolSize(m_options.threads);
-    }
+    if (m_options.threads > 0) m_controller->setCopyThreadCount(m_options.threads);
     m_controller->configureStepper(m_options.number);
     m_controller->addDirectoriesToDestinationList(m_options.destinations);
     if (m_controller->numberOfSelectedOffloadDestinations() == 0) return kExitUsage;
@@ -369,7 +376,7 @@ bool OffloadSession::report(const std::vector<AppController::Job> &jobs)
 {
     bool allCompleted = true;
     for (const auto &job : jobs) {
-        const int32_t status = job->offloadStatus();
+        const OffloadInstance::Status status = job->offloadStatus();
         if (status != OffloadInstance::kCompleted) allCompleted = false;
         const std::optional<std::string> log = m_controller->savedLogPath(job);
         if (m_options.json) {

@@ -43,10 +43,17 @@ struct OffloadOptions {
     std::set<std::string> given;
 };
 
-// Adds the shared options to a sub-command.
+// The options of how jobs copy, log and report.
+void addCopyOptions(CLI::App &command, OffloadOptions &options);
+// addCopyOptions with the destinations, the naming and --saved.
 void addOffloadOptions(CLI::App &command, OffloadOptions &options);
-// Records which options were given; call from the sub-command's callback.
-void noteGivenOptions(const CLI::App &command, OffloadOptions &options);
+// The sub-command's callback: notes which options were given (they win over
+// --saved), then runs `run` and keeps its exit status.
+void runWhenParsed(CLI::App &command, std::shared_ptr<OffloadOptions> options, int &exitCode,
+                   int (*run)(OffloadOptions &));
+
+// `offload` of options.sources; `copy` is the same run with one destination.
+int runOffload(OffloadOptions &options);
 
 // The controller of one command run, its main loop and its command-line view.
 class OffloadSession {

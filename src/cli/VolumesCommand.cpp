@@ -15,12 +15,12 @@ namespace ferrydeck::cli {
 
 namespace {
 
-const char *kindName(int32_t mountType)
+const char *kindName(MountType mountType)
 {
     return mountType == MountTypeRemovable ? "removable" : "local";
 }
 
-std::vector<AttachedVolume> volumesOf(const std::vector<std::string> &paths, int32_t mountType)
+std::vector<AttachedVolume> volumesOf(const std::vector<std::string> &paths, MountType mountType)
 {
     std::vector<AttachedVolume> volumes;
     for (const std::string &volumePath : paths)
@@ -35,7 +35,7 @@ nlohmann::ordered_json toJson(const std::vector<AttachedVolume> &volumes)
         list.push_back({{"path", volume.volumePath()},
                         {"name", volume.volumeName()},
                         {"kind", kindName(volume.mountType())},
-                        {"mountType", volume.mountType()}});
+                        {"mountType", static_cast<int32_t>(volume.mountType())}});
     }
     return list;
 }

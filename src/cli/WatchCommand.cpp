@@ -25,7 +25,7 @@ int runWatch(OffloadOptions &options)
     controller.toggleOffloadMode();
 
     for (const auto &job : controller.listOffloadInstances()) {
-        const int32_t status = job->offloadStatus();
+        const OffloadInstance::Status status = job->offloadStatus();
         if (status != OffloadInstance::kCompleted && job->processingTaskHasBegun()) return kExitFailed;
     }
     return kExitOk;
@@ -43,10 +43,7 @@ const RegisterCommand registration([](CLI::App &app, int &exitCode) {
     command->add_flag("--reformat", options->reformat,
                       "Reformat the card as its camera expects after its last offload (asks first; --yes agrees)");
     command->add_flag("--sound", options->sound, "Play a sound when an offload completes or a copy fails");
-    command->callback([options, command, &exitCode] {
-        noteGivenOptions(*command, *options);
-        exitCode = runWatch(*options);
-    });
+    runWhenParsed(*command, options, exitCode, runWatch);
 });
 
 } // namespace

@@ -116,58 +116,16 @@ AppController::~AppController()
     }
 }
 
-std::vector<AppController::Job> AppController::listOffloadInstances() const
-{
-    std::lock_guard lock(m_lists);
-    return m_listOffloadInstances;
-}
-
 void AppController::setListOffloadInstances(std::vector<Job> jobs)
 {
-    {
-        std::lock_guard lock(m_lists);
-        m_listOffloadInstances = std::move(jobs);
-    }
+    m_listOffloadInstances.set(std::move(jobs));
     updateView([](ControllerView &view) { view.reloadQueueTable(); });
-}
-
-std::vector<AppController::Destination> AppController::listOffloadDestinations() const
-{
-    std::lock_guard lock(m_lists);
-    return m_listOffloadDestinations;
 }
 
 void AppController::setListOffloadDestinations(std::vector<Destination> destinations)
 {
-    {
-        std::lock_guard lock(m_lists);
-        m_listOffloadDestinations = std::move(destinations);
-    }
+    m_listOffloadDestinations.set(std::move(destinations));
     updateView([](ControllerView &view) { view.reloadDestinationTable(); });
-}
-
-std::vector<std::string> AppController::listNamingSchemeOptions() const
-{
-    std::lock_guard lock(m_lists);
-    return m_listNamingSchemeOptions;
-}
-
-AppController::Job AppController::viewedInstance() const
-{
-    std::lock_guard lock(m_lists);
-    return m_viewedInstance;
-}
-
-void AppController::setViewedInstance(Job job)
-{
-    std::lock_guard lock(m_lists);
-    m_viewedInstance = std::move(job);
-}
-
-std::vector<ThreadPool::Thread> AppController::overflowPool() const
-{
-    std::lock_guard lock(m_overflowMutex);
-    return m_overflowPool;
 }
 
 bool AppController::applicationShouldTerminate()

@@ -1,14 +1,15 @@
 #pragma once
 
 #include "controller/ControllerView.h"
-#include "controller/MainLoop.h"
+#include "controller/DefaultsPersistence.h"
 #include "controller/OffloadHistory.h"
+#include "engine/MainLoop.h"
 #include "engine/OffloadDestination.h"
 #include "engine/OffloadInstance.h"
 #include "engine/ThreadPool.h"
 #include "engine/WorkerThread.h"
+#include "fsutil/Guarded.h"
 #include "settings/FerrydeckSettings.h"
-#include "settings/DefaultsPersistence.h"
 #include "settings/PreferencesStore.h"
 
 #include <atomic>
@@ -71,20 +72,21 @@ public:
     AppController &operator=(const AppController &) = delete;
 
     // --- state ----------------------------------------------------------------
-    std::vector<Job> listOffloadInstances() const;
+    std::vector<Job> listOffloadInstances() const { return m_listOffloadInstances.get(); }
     void setListOffloadInstances(std::vector<Job> jobs);
-    std::vector<Destination> listOffloadDestinations() const;
+    std::vector<Destination> listOffloadDestinations() const { return m_listOffloadDestinations.get(); }
     void setListOffloadDestinations(std::vector<Destination> destinations);
-    std::vector<std::string> listNamingSchemeOptions() const;
-    Job viewedInstance() const;
-    void setViewedInstance(Job job);
+    std::vector<std::string> listNamingSchemeOptions() const { return m_listNamingSchemeOptions.get(); }
+    Job viewedInstance() const { return m_viewedInstance.get(); }
+    void setViewedInstance(Job job) { m_viewedInstance.set(std::move(job)); }
     FerrydeckSettings &ferrydeckSettings() { return m_settings; }
     ThreadPool &offloadPool() { return m_offloadPool; }
-    std::vector<ThreadPool::Thread> overflowPool() const;
+    // The shared pool's size for later hand-outs (the thread-count control);
+    // running threads are not stopped. Until it is called the pool holds 4
+    // per processor: loading the settings only shows their count.
+    void setCopyThreadCount(int count);
+    std::vector<ThreadPool::Thread> overflowPool() const { return m_overflowPool.get(); }
     std::mutex &lockOffloadInstances() { return m_lockOffloadInstances; }
-    std::mutex &lockOffloadDestination() { return m_lockOffloadDestination; }
-    std::mutex &lockInterface() { return m_lockInterface; }
-    std::mutex &lockPostOffload() { return m_lockPostOffload; }
 
     // --- lifecycle --------------------------------------------------------------
     // True to quit now; asks once when a job is processing.
@@ -92,11 +94,9 @@ public:
     void applicationWillTerminate();
     // Any listing or job thread still running.
     bool hasActiveWorkers() const;
-    bool beginOffloadingInstance(const Job &) const { return true; }
 
     // --- queue (AppControllerQueue.cpp) ----------------------------------------
     void addDirectoriesToOffloadList(const std::vector<std::string> &paths);
-    void queueAllDrivesFromList(const std::vector<std::shared_ptr<AttachedVolume>> &volumes);
     // The caller holds lockOffloadInstances.
     bool isSourceAlreadyInList(const std::string &path) const;
     bool directoryPathCanBeProcessed(const std::string &path);
@@ -128,11 +128,14 @@ public:
     bool saveDefaults();
 
     // --- automatic mode and volumes (AppControllerAutomatic.cpp) ---------------
-    std::vector<std::shared_ptr<AttachedVolume>> listMountedMedia() const;
+    std::vector<std::shared_ptr<AttachedVolume>> listMountedMedia() const { return m_listMountedMedia.get(); }
     void setListMountedMedia(std::vector<std::shared_ptr<AttachedVolume>> volumes);
-    std::vector<std::shared_ptr<AttachedVolume>> drivesMountedLastTick() const;
-    void setDrivesMountedLastTick(std::vector<std::shared_ptr<AttachedVolume>> volumes);
-    std::vector<std::string> listMediaTitles() const;
+    std::vector<std::shared_ptr<AttachedVolume>> drivesMountedLastTick() const { return m_drivesMountedLastTick.get(); }
+    void setDrivesMountedLastTick(std::vector<std::shared_ptr<AttachedVolume>> volumes)
+    {
+        m_drivesMountedLastTick.set(std::move(volumes));
+    }
+    std::vector<std::string> listMediaTitles() const { return m_listMediaTitles.get(); }
     std::mutex &lockAutoTimer() { return m_lockAutoTimer; }
     bool activeTimer() const { return m_activeTimer; }
     void toggleOffloadMode();
@@ -157,7 +160,6 @@ public:
     // is not a card's); `dropped` for a job taken off the queue before it ran.
     void recordJobInHistory(const Job &job, bool dropped);
     void playOffloadCompleteSound();
-    void playOffloadFailureSound();
     // The desktop's own sounds; what Options::playSound does when not given.
     static void playSystemSound(const std::string &name);
 
@@ -168,7 +170,7 @@ public:
     void selectSchemeAtIndex(int index);
     void configureStepper(int32_t value);
     void resetStepper() { configureStepper(1); }
-    std::string textStepperCount() const;
+    std::string textStepperCount() const { return m_textStepperCount.get(); }
 
     // --- destinations and space (AppControllerDestinations.cpp) ----------------
     void addDirectoriesToDestinationList(const std::vector<std::string> &paths);
@@ -190,9 +192,14 @@ public:
     void toggleLogSaveMode();
     // Where the job's log was last written, none when it never was.
     std::optional<std::string> savedLogPath(const Job &job) const;
-    // Temporary file in the same folder, flushed, then renamed to `path`;
-    // without `replace` an existing file is kept and errno is EEXIST.
-    static bool writeFileAtomically(const std::string &path, const std::string &text, bool replace);
+
+    // --- kept for the design, without a caller ---------------------------------
+    std::mutex &lockOffloadDestination() { return m_lockOffloadDestination; }
+    std::mutex &lockInterface() { return m_lockInterface; }
+    std::mutex &lockPostOffload() { return m_lockPostOffload; }
+    bool beginOffloadingInstance(const Job &) const { return true; }
+    void queueAllDrivesFromList(const std::vector<std::shared_ptr<AttachedVolume>> &volumes);
+    void playOffloadFailureSound();
 
 protected:
     // Shows an alert from any thread; a worker waits for the answer without
@@ -227,7 +234,7 @@ private:
     void rememberCardContents(const std::string &identity, const std::string &mountPath, bool onlyIfKnown);
     std::string logFolderForInstance(const Job &job) const;
     void noteSavedLog(const Job &job, const std::string &path);
-    std::vector<Job> collectJobsWithStatus(int32_t status);
+    std::vector<Job> collectJobsWithStatus(OffloadInstance::Status status);
     // Space checks of one destination folder run in queue order, whichever
     // listing finishes first.
     void waitForSpaceCheckTurn(const Job &job);
@@ -238,13 +245,12 @@ private:
     Options m_options;
     std::shared_ptr<OffloadInstanceDelegate> m_detailsDelegate;
 
-    mutable std::mutex m_lists; // makes each getter and setter of a list atomic
-    std::vector<Job> m_listOffloadInstances;
-    std::vector<Destination> m_listOffloadDestinations;
-    std::vector<std::string> m_listNamingSchemeOptions;
-    Job m_viewedInstance;
-    std::string m_textStepperCount;
-    std::vector<std::pair<Job, std::string>> m_savedLogs;
+    Guarded<std::vector<Job>> m_listOffloadInstances;
+    Guarded<std::vector<Destination>> m_listOffloadDestinations;
+    Guarded<std::vector<std::string>> m_listNamingSchemeOptions;
+    Guarded<Job> m_viewedInstance;
+    Guarded<std::string> m_textStepperCount;
+    Guarded<std::vector<std::pair<Job, std::string>>> m_savedLogs;
 
     std::mutex m_lockOffloadInstances;
     std::mutex m_lockOffloadDestination;
@@ -257,9 +263,9 @@ private:
 
     FerrydeckSettings m_settings;
     ThreadPool m_offloadPool;
-    std::vector<std::shared_ptr<AttachedVolume>> m_listMountedMedia;
-    std::vector<std::shared_ptr<AttachedVolume>> m_drivesMountedLastTick;
-    std::vector<std::string> m_listMediaTitles;
+    Guarded<std::vector<std::shared_ptr<AttachedVolume>>> m_listMountedMedia;
+    Guarded<std::vector<std::shared_ptr<AttachedVolume>>> m_drivesMountedLastTick;
+    Guarded<std::vector<std::string>> m_listMediaTitles;
     std::mutex m_lockAutoTimer;
     std::atomic<bool> m_activeTimer{false};
     std::atomic<int> m_promptsOpen{0};
@@ -281,8 +287,7 @@ private:
     std::vector<std::pair<std::weak_ptr<OffloadInstance>, OffloadHistory::Ticket>> m_tickets;
     std::map<std::string, std::vector<OffloadHistory::File>> m_takenCards;
 
-    mutable std::mutex m_overflowMutex;
-    std::vector<ThreadPool::Thread> m_overflowPool;
+    Guarded<std::vector<ThreadPool::Thread>> m_overflowPool;
 
     mutable std::mutex m_workersMutex;
     std::vector<std::shared_ptr<WorkerThread>> m_workers;

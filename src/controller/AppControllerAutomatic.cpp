@@ -21,7 +21,7 @@ namespace ferrydeck {
 namespace {
 constexpr double kTickSeconds = 2.0;
 
-std::vector<std::shared_ptr<AttachedVolume>> volumesOf(const std::vector<std::string> &paths, int32_t type)
+std::vector<std::shared_ptr<AttachedVolume>> volumesOf(const std::vector<std::string> &paths, MountType type)
 {
     std::vector<std::shared_ptr<AttachedVolume>> volumes;
     volumes.reserve(paths.size());
@@ -34,37 +34,10 @@ std::vector<std::shared_ptr<AttachedVolume>> volumesOf(const std::vector<std::st
 }
 } // namespace
 
-std::vector<std::shared_ptr<AttachedVolume>> AppController::listMountedMedia() const
-{
-    std::lock_guard lock(m_lists);
-    return m_listMountedMedia;
-}
-
 void AppController::setListMountedMedia(std::vector<std::shared_ptr<AttachedVolume>> volumes)
 {
-    {
-        std::lock_guard lock(m_lists);
-        m_listMountedMedia = std::move(volumes);
-    }
+    m_listMountedMedia.set(std::move(volumes));
     updateView([](ControllerView &view) { view.reloadDriveTables(); });
-}
-
-std::vector<std::shared_ptr<AttachedVolume>> AppController::drivesMountedLastTick() const
-{
-    std::lock_guard lock(m_lists);
-    return m_drivesMountedLastTick;
-}
-
-void AppController::setDrivesMountedLastTick(std::vector<std::shared_ptr<AttachedVolume>> volumes)
-{
-    std::lock_guard lock(m_lists);
-    m_drivesMountedLastTick = std::move(volumes);
-}
-
-std::vector<std::string> AppController::listMediaTitles() const
-{
-    std::lock_guard lock(m_lists);
-    return m_listMediaTitles;
 }
 
 void AppController::toggleOffloadMode()
@@ -193,8 +166,7 @@ void AppController::populateMediaTitles()
         REDUtilities::utility()->volumeTitle(),
         SonyXDCAMExUtilities::utility()->volumeTitle(),
     };
-    std::lock_guard lock(m_lists);
-    m_listMediaTitles = std::move(titles);
+    m_listMediaTitles.set(std::move(titles));
 }
 
 void AppController::addAllRemovableMediaToQueue()

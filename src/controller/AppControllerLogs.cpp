@@ -1,13 +1,9 @@
 #include "controller/AppController.h"
 
+#include "fsutil/AtomicFile.h"
 #include "fsutil/FileUtilities.h"
 #include "fsutil/SystemLog.h"
-#include "fsutil/UniqueFd.h"
 #include "fsutil/UserDirectories.h"
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -24,86 +20,15 @@ std::string expandTilde(const std::string &folder)
     return (home ? std::string(home) : std::string()) + folder.substr(1);
 }
 
-bool writeAll(int fd, const std::string &text)
+// Without `replace` an existing file is kept and errno is EEXIST.
+bool writeLog(const std::string &path, const std::string &text, bool replace)
 {
-    size_t written = 0;
-    while (written < text.size()) {
-        const ssize_t n = ::write(fd, text.data() + written, text.size() - written);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;
-        written += static_cast<size_t>(n);
-    }
-    return true;
+    const fsutil::ReplaceResult result = fsutil::replaceFileAtomically(
+        path, text, {.mode = 0644, .replaceExisting = replace, .writeInPlaceIfRenameUnsupported = true});
+    return result == fsutil::ReplaceResult::Replaced || result == fsutil::ReplaceResult::FolderNotFlushed;
 }
 
 } // namespace
-
-namespace {
-
-// FUSE file systems (exFAT, NTFS drivers) may refuse rename over a name, the
-// no-replace rename and hard links alike: then the log is written straight to
-// its name, which is not atomic but is better than no log at all.
-bool renameUnsupported(int error)
-{
-    return error == EINVAL || error == ENOTSUP || error == EPERM || error == ENOSYS || error == EXDEV;
-}
-
-bool writeDirectly(const std::string &path, const std::string &text, bool replace)
-{
-    const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | (replace ? O_TRUNC : O_EXCL);
-    UniqueFd fd(::open(path.c_str(), flags, 0644));
-    if (!fd) return false;
-    if (writeAll(fd.get(), text) && ::fsync(fd.get()) == 0 && ::close(fd.release()) == 0) return true;
-    const int error = errno;
-    // Only a file this call made is taken away again.
-    if (!replace) ::unlink(path.c_str());
-    errno = error;
-    return false;
-}
-
-// mkdir -p with folders that are the user's alone.
-bool makePrivateFolders(const std::string &folder)
-{
-    if (folder.empty() || path::isDirectory(folder)) return true;
-    const std::string parent = path::parent(folder);
-    if (!parent.empty() && parent != folder && !makePrivateFolders(parent)) return false;
-    return ::mkdir(folder.c_str(), 0700) == 0 || (errno == EEXIST && path::isDirectory(folder));
-}
-
-} // namespace
-
-bool AppController::writeFileAtomically(const std::string &path, const std::string &text, bool replace)
-{
-    std::string temporary = path + ".XXXXXX";
-    UniqueFd fd(::mkstemp(temporary.data()));
-    if (!fd) return false;
-    const bool written = ::fchmod(fd.get(), 0644) == 0 && writeAll(fd.get(), text) && ::fsync(fd.get()) == 0;
-    const bool closed = ::close(fd.release()) == 0;
-    bool moved = false;
-    bool unsupported = false;
-    if (written && closed) {
-        if (replace) {
-            moved = ::rename(temporary.c_str(), path.c_str()) == 0;
-            unsupported = !moved && renameUnsupported(errno);
-        } else {
-            moved = ::renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0;
-            // File systems without the no-replace rename still refuse an existing link name.
-            if (!moved && renameUnsupported(errno)) {
-                moved = ::link(temporary.c_str(), path.c_str()) == 0;
-                if (moved) ::unlink(temporary.c_str());
-                unsupported = !moved && renameUnsupported(errno);
-            }
-        }
-    }
-    if (!moved) {
-        const int error = errno;
-        ::unlink(temporary.c_str());
-        if (unsupported) return writeDirectly(path, text, replace);
-        errno = error;
-        return false;
-    }
-    return true;
-}
 
 std::string AppController::logFolderForInstance(const Job &job) const
 {
@@ -123,7 +48,7 @@ bool AppController::autoSaveLogForInstance(const Job &job)
     const auto saveUnder = [&](const std::string &path) -> std::optional<std::string> {
         for (int attempt = 0; attempt < 100; ++attempt) {
             const std::string target = FileUtilities::ensureFilePathDoesNotExist(path);
-            if (writeFileAtomically(target, text, false)) return target;
+            if (writeLog(target, text, false)) return target;
             if (errno != EEXIST) return std::nullopt;
         }
         return std::nullopt;
@@ -138,7 +63,8 @@ bool AppController::autoSaveLogForInstance(const Job &job)
     const std::string reason = std::strerror(errno);
     const std::string fallbackFolder = UserDirectories::stateDirectory() + "/logs";
     std::optional<std::string> saved;
-    if (makePrivateFolders(fallbackFolder)) saved = saveUnder(fallbackFolder + "/" + path::lastComponent(wanted));
+    if (fsutil::makePrivateFolders(fallbackFolder))
+        saved = saveUnder(fallbackFolder + "/" + path::lastComponent(wanted));
     if (!saved) {
         systemLog("the log of %s could not be saved as %s (%s), nor in %s", job->fullOffloadPath().c_str(),
                   wanted.c_str(), reason.c_str(), fallbackFolder.c_str());
@@ -166,7 +92,7 @@ bool AppController::saveLogForInstance(const Job &job)
     }
     if (!chosen) return false;
     // Replacing an existing file was the person's choice in the panel.
-    if (!writeFileAtomically(*chosen, job->interface()->logText(), true)) return false;
+    if (!writeLog(*chosen, job->interface()->logText(), true)) return false;
     noteSavedLog(job, *chosen);
     return true;
 }
@@ -174,18 +100,20 @@ bool AppController::saveLogForInstance(const Job &job)
 void AppController::noteSavedLog(const Job &job, const std::string &path)
 {
     job->setLogWasSaved(true);
-    std::lock_guard lock(m_lists);
-    std::erase_if(m_savedLogs, [&](const auto &entry) { return entry.first == job; });
-    m_savedLogs.emplace_back(job, path);
+    m_savedLogs.update([&](auto &logs) {
+        std::erase_if(logs, [&](const auto &entry) { return entry.first == job; });
+        logs.emplace_back(job, path);
+    });
 }
 
 std::optional<std::string> AppController::savedLogPath(const Job &job) const
 {
-    std::lock_guard lock(m_lists);
-    for (const auto &[saved, path] : m_savedLogs) {
-        if (saved == job) return path;
-    }
-    return std::nullopt;
+    return m_savedLogs.read([&](const auto &logs) -> std::optional<std::string> {
+        for (const auto &[saved, path] : logs) {
+            if (saved == job) return path;
+        }
+        return std::nullopt;
+    });
 }
 
 void AppController::saveLog()

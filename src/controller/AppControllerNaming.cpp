@@ -50,8 +50,7 @@ void AppController::populateNamingSchemeOptions()
     std::vector<std::string> titles;
     for (const int32_t id : {1, 2, 3, 7, 4, 5, 6})
         titles.push_back(OffloadNamingScheme::titleForScheme(id));
-    std::lock_guard lock(m_lists);
-    m_listNamingSchemeOptions = std::move(titles);
+    m_listNamingSchemeOptions.set(std::move(titles));
 }
 
 std::string AppController::addNamingConventionToOffloadPath(const std::string &destination, const std::string &source)
@@ -140,18 +139,9 @@ void AppController::configureStepper(int32_t value)
     if (value < kStepperMinimum) value = kStepperMinimum;
     m_settings.setValueConsecutiveNumbering(value);
     const std::string text = value <= 9 ? stringWithFormat("0%i", value) : stringWithFormat("%d", value);
-    {
-        std::lock_guard lock(m_lists);
-        m_textStepperCount = text;
-    }
+    m_textStepperCount.set(text);
     m_view->showConsecutiveNumber(text);
     configureFullNamingSchemeTextBox();
-}
-
-std::string AppController::textStepperCount() const
-{
-    std::lock_guard lock(m_lists);
-    return m_textStepperCount;
 }
 
 } // namespace ferrydeck

@@ -88,10 +88,7 @@ void AppController::redistributeThreadsFromInstance(const Job &job)
     }
     int freed = 0;
     for (const auto &thread : threads) {
-        {
-            std::lock_guard lock(m_overflowMutex);
-            std::erase(m_overflowPool, thread);
-        }
+        m_overflowPool.update([&](auto &pool) { std::erase(pool, thread); });
         {
             std::lock_guard lock(m_offloadPool.poolLock());
             if (m_offloadPool.removeThreadFromPool(thread)) ++freed;

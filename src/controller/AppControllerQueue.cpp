@@ -146,7 +146,13 @@ void AppController::processAllItemsInTheQueue()
     processInstancesInList(listOffloadInstances());
 }
 
-std::vector<AppController::Job> AppController::collectJobsWithStatus(int32_t status)
+void AppController::setCopyThreadCount(int count)
+{
+    std::lock_guard lock(m_offloadPool.poolLock());
+    m_offloadPool.setPoolSize(count);
+}
+
+std::vector<AppController::Job> AppController::collectJobsWithStatus(OffloadInstance::Status status)
 {
     std::lock_guard lock(m_lockOffloadInstances);
     std::vector<Job> collected;
@@ -184,8 +190,7 @@ void AppController::handOutSharedThreads(const std::vector<Job> &jobs)
             inserted = m_offloadPool.insertThreadIntoPool(thread);
         }
         if (!inserted) {
-            std::lock_guard lock(m_overflowMutex);
-            m_overflowPool.push_back(thread);
+            m_overflowPool.update([&](auto &pool) { pool.push_back(thread); });
             systemLog("Could not add processing thread to pool");
         }
     }

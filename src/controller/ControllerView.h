@@ -1,6 +1,6 @@
 #pragma once
 
-#include "settings/DefaultsPersistence.h"
+#include "controller/DefaultsPersistence.h"
 
 #include <memory>
 #include <optional>

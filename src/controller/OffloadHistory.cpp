@@ -1,5 +1,6 @@
 #include "controller/OffloadHistory.h"
 
+#include "fsutil/AtomicFile.h"
 #include "fsutil/SystemLog.h"
 #include "fsutil/UniqueFd.h"
 #include "fsutil/UserDirectories.h"
@@ -26,21 +27,12 @@ using nlohmann::json;
 // Jobs of one process end on several threads; the file lock covers other processes.
 std::mutex g_historyMutex;
 
-bool makeDirectories(const std::string &directory)
-{
-    for (size_t slash = directory.find('/', 1);; slash = directory.find('/', slash + 1)) {
-        const std::string part = directory.substr(0, slash);
-        if (::mkdir(part.c_str(), 0700) != 0 && errno != EEXIST) return false;
-        if (slash == std::string::npos) return true;
-    }
-}
-
 // Holds the advisory lock file of the state folder for one read-change-write.
 class FileLock {
 public:
     explicit FileLock(const std::string &directory)
     {
-        if (!makeDirectories(directory)) return;
+        if (!fsutil::makePrivateFolders(directory)) return;
         m_fd.reset(
             ::open((directory + "/.offload-history.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
         while (m_fd && ::flock(m_fd.get(), LOCK_EX) != 0 && errno == EINTR) {
@@ -156,27 +148,8 @@ bool OffloadHistory::write(const std::vector<Card> &cards) const
         list.push_back(toJson(card));
     const std::string text =
         json{{"version", 1}, {"cards", std::move(list)}}.dump(1, ' ', false, json::error_handler_t::replace);
-    std::string temporary = m_file + ".XXXXXX";
-    UniqueFd fd(::mkostemp(temporary.data(), O_CLOEXEC));
-    if (!fd) return false;
-    bool written = true;
-    for (size_t done = 0; written && done < text.size();) {
-        const ssize_t put = ::write(fd.get(), text.data() + done, text.size() - done);
-        if (put < 0 && errno == EINTR) continue;
-        written = put > 0;
-        if (written) done += static_cast<size_t>(put);
-    }
-    written = written && ::fsync(fd.get()) == 0;
-    written = ::close(fd.release()) == 0 && written;
-    if (!written || ::rename(temporary.c_str(), m_file.c_str()) != 0) {
-        const int saved = errno;
-        ::unlink(temporary.c_str());
-        errno = saved;
-        return false;
-    }
     // The rename itself must survive a power cut.
-    UniqueFd folder(::open(m_directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return folder && ::fsync(folder.get()) == 0;
+    return fsutil::replaceFileAtomically(m_file, text, {.mode = 0600}) == fsutil::ReplaceResult::Replaced;
 }
 
 std::optional<OffloadHistory::Ticket> OffloadHistory::beginOffload(const std::string &identity,

@@ -6,7 +6,22 @@
 
 namespace ferrydeck {
 
-const char *FileCopyDetails::statusText(int32_t status)
+namespace {
+
+// A value and the text the table shows of it change together.
+template <typename Fields, typename Value>
+void setShown(Guarded<Fields> &fields, Value Fields::*value, std::string Fields::*text, Value newValue,
+              std::string shown)
+{
+    fields.update([&](Fields &all) {
+        all.*value = std::move(newValue);
+        all.*text = std::move(shown);
+    });
+}
+
+} // namespace
+
+const char *FileCopyDetails::statusText(Status status)
 {
     switch (status) {
     case kInQueue:
@@ -17,9 +32,10 @@ const char *FileCopyDetails::statusText(int32_t status)
         return "Copy Verified";
     case kCopyError:
         return "Copy Error";
-    default:
-        return "N/A";
+    case kNone:
+        break;
     }
+    return "N/A";
 }
 
 std::shared_ptr<FileCopyDetails> FileCopyDetails::detailsFromFile(const std::string &path)
@@ -35,108 +51,24 @@ std::shared_ptr<FileCopyDetails> FileCopyDetails::detailsFromFile(const std::str
     return details;
 }
 
-std::string FileCopyDetails::filePath() const
-{
-    return read(m_filePath);
-}
-
 void FileCopyDetails::setFilePath(const std::string &value)
 {
-    std::lock_guard lock(m_mutex);
-    m_filePath = value;
-    m_fileName = path::lastComponent(value);
-}
-
-std::string FileCopyDetails::fileName() const
-{
-    return read(m_fileName);
-}
-
-std::string FileCopyDetails::fileSize() const
-{
-    return read(m_fileSize);
-}
-
-std::string FileCopyDetails::bytesCopied() const
-{
-    return read(m_bytesCopied);
-}
-
-void FileCopyDetails::setBytesCopiedText(const std::string &value)
-{
-    write(m_bytesCopied, value);
-}
-
-std::string FileCopyDetails::duration() const
-{
-    return read(m_duration);
-}
-
-void FileCopyDetails::setDuration(const std::string &value)
-{
-    write(m_duration, value);
-}
-
-std::string FileCopyDetails::status() const
-{
-    return read(m_status);
-}
-
-std::string FileCopyDetails::outputPath() const
-{
-    return read(m_outputPath);
-}
-
-void FileCopyDetails::setOutputPath(const std::string &value)
-{
-    write(m_outputPath, value);
-}
-
-uint64_t FileCopyDetails::rawFileSize() const
-{
-    return read(m_rawFileSize);
+    setShown(m_fields, &Fields::filePath, &Fields::fileName, value, path::lastComponent(value));
 }
 
 void FileCopyDetails::setRawFileSize(uint64_t value)
 {
-    std::lock_guard lock(m_mutex);
-    m_rawFileSize = value;
-    m_fileSize = std::to_string(value);
-}
-
-uint64_t FileCopyDetails::rawBytesCopied() const
-{
-    return read(m_rawBytesCopied);
+    setShown(m_fields, &Fields::rawFileSize, &Fields::fileSize, value, std::to_string(value));
 }
 
 void FileCopyDetails::setRawBytesCopied(uint64_t value)
 {
-    std::lock_guard lock(m_mutex);
-    m_rawBytesCopied = value;
-    m_bytesCopied = std::to_string(value);
+    setShown(m_fields, &Fields::rawBytesCopied, &Fields::bytesCopied, value, std::to_string(value));
 }
 
-int32_t FileCopyDetails::rawStatus() const
+void FileCopyDetails::setRawStatus(Status value)
 {
-    return read(m_rawStatus);
-}
-
-void FileCopyDetails::setRawStatus(int32_t value)
-{
-    std::lock_guard lock(m_mutex);
-    m_rawStatus = value;
-    m_status = statusText(value);
-}
-
-int64_t FileCopyDetails::rawModificationTime() const
-{
-    return read(m_rawModificationTime);
-}
-
-void FileCopyDetails::setRawModificationTime(int64_t value)
-{
-    std::lock_guard lock(m_mutex);
-    m_rawModificationTime = value;
+    setShown(m_fields, &Fields::rawStatus, &Fields::status, value, std::string(statusText(value)));
 }
 
 } // namespace ferrydeck

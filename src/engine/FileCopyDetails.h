@@ -1,8 +1,9 @@
 #pragma once
 
+#include "fsutil/Guarded.h"
+
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 
 namespace ferrydeck {
@@ -12,13 +13,15 @@ namespace ferrydeck {
 // read and written under the record's own mutex.
 class FileCopyDetails {
 public:
-    enum Status : int32_t {
+    enum class Status : int32_t {
+        kNone = 0,
         kInQueue = 10001,
         kInProcess = 10002,
         kCopyVerified = 10003,
         kCopyError = 10004,
     };
-    static const char *statusText(int32_t status);
+    using enum Status;
+    static const char *statusText(Status status);
 
     FileCopyDetails() = default;
     FileCopyDetails(const FileCopyDetails &) = delete;
@@ -28,52 +31,44 @@ public:
     // initial values (status "").
     static std::shared_ptr<FileCopyDetails> detailsFromFile(const std::string &path);
 
-    std::string filePath() const;
+    std::string filePath() const { return m_fields.get<&Fields::filePath>(); }
     void setFilePath(const std::string &value);
-    std::string fileName() const;
-    std::string fileSize() const;
-    std::string bytesCopied() const;
-    void setBytesCopiedText(const std::string &value);
-    std::string duration() const;
-    void setDuration(const std::string &value);
-    std::string status() const;
-    std::string outputPath() const;
-    void setOutputPath(const std::string &value);
-    uint64_t rawFileSize() const;
+    std::string fileName() const { return m_fields.get<&Fields::fileName>(); }
+    std::string fileSize() const { return m_fields.get<&Fields::fileSize>(); }
+    std::string bytesCopied() const { return m_fields.get<&Fields::bytesCopied>(); }
+    void setBytesCopiedText(const std::string &value) { m_fields.set<&Fields::bytesCopied>(value); }
+    std::string duration() const { return m_fields.get<&Fields::duration>(); }
+    void setDuration(const std::string &value) { m_fields.set<&Fields::duration>(value); }
+    std::string status() const { return m_fields.get<&Fields::status>(); }
+    std::string outputPath() const { return m_fields.get<&Fields::outputPath>(); }
+    void setOutputPath(const std::string &value) { m_fields.set<&Fields::outputPath>(value); }
+    uint64_t rawFileSize() const { return m_fields.get<&Fields::rawFileSize>(); }
     void setRawFileSize(uint64_t value);
-    uint64_t rawBytesCopied() const;
+    uint64_t rawBytesCopied() const { return m_fields.get<&Fields::rawBytesCopied>(); }
     void setRawBytesCopied(uint64_t value);
-    int32_t rawStatus() const;
-    void setRawStatus(int32_t value);
+    Status rawStatus() const { return m_fields.get<&Fields::rawStatus>(); }
+    void setRawStatus(Status value);
     // The source's modification time (nanoseconds since the epoch) as the
     // copy saw it; the offload history fingerprints a card with it.
-    int64_t rawModificationTime() const;
-    void setRawModificationTime(int64_t value);
+    int64_t rawModificationTime() const { return m_fields.get<&Fields::rawModificationTime>(); }
+    void setRawModificationTime(int64_t value) { m_fields.set<&Fields::rawModificationTime>(value); }
 
 private:
-    template <typename T> T read(const T &member) const
-    {
-        std::lock_guard lock(m_mutex);
-        return member;
-    }
-    void write(std::string &member, const std::string &value)
-    {
-        std::lock_guard lock(m_mutex);
-        member = value;
-    }
-
-    mutable std::mutex m_mutex;
-    std::string m_filePath;
-    std::string m_fileName;
-    std::string m_fileSize = "0";
-    std::string m_bytesCopied = "0";
-    std::string m_duration = "N/A";
-    std::string m_status;
-    std::string m_outputPath;
-    uint64_t m_rawFileSize = 0;
-    uint64_t m_rawBytesCopied = 0;
-    int32_t m_rawStatus = 0;
-    int64_t m_rawModificationTime = 0;
+    // A text and the raw value it shows change together.
+    struct Fields {
+        std::string filePath;
+        std::string fileName;
+        std::string fileSize = "0";
+        std::string bytesCopied = "0";
+        std::string duration = "N/A";
+        std::string status;
+        std::string outputPath;
+        uint64_t rawFileSize = 0;
+        uint64_t rawBytesCopied = 0;
+        Status rawStatus = kNone;
+        int64_t rawModificationTime = 0;
+    };
+    Guarded<Fields> m_fields;
 };
 
 } // namespace ferrydeck

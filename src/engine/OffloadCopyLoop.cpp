@@ -1,5 +1,6 @@
 #include "engine/OffloadInstance.h"
 
+#include "fsutil/AtomicFile.h"
 #include "fsutil/FileCopy.h"
 #include "fsutil/FileUtilities.h"
 #include "fsutil/SystemLog.h"
@@ -48,11 +49,7 @@ void OffloadInstance::offloadSourceFiles()
     const std::string source = sourceDirectory();
     const std::string destinationRoot = fullOffloadPath();
     const std::shared_ptr<const UniqueFd> folder = offloadFolder();
-    CopyObserver observer;
-    {
-        std::lock_guard lock(m_properties);
-        observer = m_copyObserver;
-    }
+    const CopyObserver observer = m_properties.get<&Properties::copyObserver>();
     // The records of what the listing could not read come last and are never taken.
     const auto recordCount = static_cast<int32_t>(details.size() - std::min(details.size(), unreadableEntries()));
 
@@ -243,14 +240,9 @@ bool OffloadInstance::copyFile(const std::string &source, const std::string &des
         // The end of the data ends the copy, even before the size read at the
         // start: a file that shrank must not make the loop spin.
         if (n == 0) return true;
-        for (ssize_t written = 0; written < n;) {
-            const ssize_t w = ::write(out.get(), buffer.get() + written, static_cast<size_t>(n - written));
-            if (w < 0 && errno == EINTR) continue;
-            if (w <= 0) {
-                reportCopyError(destination, w < 0 ? errno : EIO);
-                return false;
-            }
-            written += w;
+        if (!fsutil::writeAll(out.get(), {buffer.get(), static_cast<size_t>(n)})) {
+            reportCopyError(destination, errno != 0 ? errno : EIO);
+            return false;
         }
         offset += n;
     }
@@ -258,11 +250,7 @@ bool OffloadInstance::copyFile(const std::string &source, const std::string &des
 
 void OffloadInstance::soundFileCopyFailureAlert()
 {
-    std::function<void()> sound;
-    {
-        std::lock_guard lock(m_properties);
-        sound = m_failureSound;
-    }
+    const std::function<void()> sound = m_properties.get<&Properties::failureSound>();
     try {
         if (sound) sound();
     } catch (const std::exception &) {

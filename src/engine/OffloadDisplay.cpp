@@ -1,6 +1,7 @@
 #include "engine/OffloadInstance.h"
 
-#include "controller/MainLoop.h"
+#include "engine/MainLoop.h"
+#include "fsutil/AtomicFile.h"
 #include "fsutil/UniqueFd.h"
 
 #include <fcntl.h>
@@ -25,13 +26,7 @@ double timeProbeWrite(const std::string &probe)
     const auto start = std::chrono::steady_clock::now();
     UniqueFd fd(::open(probe.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
     if (!fd) return -1.0;
-    size_t written = 0;
-    while (written < buffer.size()) {
-        const ssize_t n = ::write(fd.get(), buffer.data() + written, buffer.size() - written);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return -1.0;
-        written += static_cast<size_t>(n);
-    }
+    if (!fsutil::writeAll(fd.get(), {buffer.data(), buffer.size()})) return -1.0;
     // Timed to the medium, not to the page cache, so the rate means something.
     if (::fdatasync(fd.get()) != 0) return -1.0;
     fd.reset();
@@ -51,8 +46,7 @@ void OffloadInstance::updateCurrentInterface()
     auto timer = m_mainLoop->scheduleOnce(1.0, [weak] {
         if (auto job = weak.lock()) job->updateCurrentInterface();
     });
-    std::lock_guard properties(m_properties);
-    m_timerInterface = std::move(timer);
+    m_properties.set<&Properties::timerInterface>(std::move(timer));
 }
 
 std::string OffloadInstance::updateTotalDuration()

@@ -97,7 +97,7 @@ void OffloadDriver::copyFolderModificationTimes(const OffloadInstance &job)
     }
 }
 
-int32_t OffloadDriver::drive(const std::shared_ptr<OffloadInstance> &job, const Hooks &hooks)
+OffloadInstance::Status OffloadDriver::drive(const std::shared_ptr<OffloadInstance> &job, const Hooks &hooks)
 {
     if (!job->processingTaskIsOver()) {
         if (!DirectoryUtilities::doesPathHaveWritePermissions(job->offloadDirectory())) {

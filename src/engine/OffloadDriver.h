@@ -41,7 +41,7 @@ public:
     // Checks write permission, starts the job's threads, refreshes the
     // estimate until the job is over, then waits for its threads to stop and
     // writes the summary. Returns the final status.
-    static int32_t drive(const std::shared_ptr<OffloadInstance> &job, const Hooks &hooks);
+    static OffloadInstance::Status drive(const std::shared_ptr<OffloadInstance> &job, const Hooks &hooks);
 };
 
 } // namespace ferrydeck

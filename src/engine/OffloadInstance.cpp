@@ -1,12 +1,12 @@
 #include "engine/OffloadInstance.h"
 
-#include "controller/MainLoop.h"
+#include "engine/MainLoop.h"
 #include "fsutil/FileUtilities.h"
 #include "fsutil/SystemLog.h"
 
 namespace ferrydeck {
 
-const char *OffloadInstance::statusText(int32_t status)
+const char *OffloadInstance::statusText(Status status)
 {
     switch (status) {
     case kInQueue:
@@ -23,12 +23,11 @@ const char *OffloadInstance::statusText(int32_t status)
         return "Idle";
     case kIndexing:
         return "Indexing";
-    default:
-        return "";
     }
+    return "";
 }
 
-DisplayColor OffloadInstance::statusColor(int32_t status)
+DisplayColor OffloadInstance::statusColor(Status status)
 {
     switch (status) {
     case kInQueue:
@@ -41,9 +40,8 @@ DisplayColor OffloadInstance::statusColor(int32_t status)
         return DisplayColor::Red;
     case kCompleted:
         return DisplayColor::Green;
-    default:
-        return DisplayColor::White;
     }
+    return DisplayColor::White;
 }
 
 std::shared_ptr<OffloadInstance> OffloadInstance::create(const std::string &source, const std::string &destination,
@@ -74,126 +72,28 @@ OffloadInstance::OffloadInstance(const std::string &source, const std::string &d
 
 OffloadInstance::~OffloadInstance()
 {
-    std::lock_guard lock(m_properties);
-    if (m_timerInterface) m_timerInterface->cancel();
-}
-
-std::string OffloadInstance::sourceDirectory() const
-{
-    std::lock_guard lock(m_properties);
-    return m_sourceDirectory;
+    if (auto timer = m_properties.get<&Properties::timerInterface>()) timer->cancel();
 }
 
 void OffloadInstance::setSourceDirectory(const std::string &value)
 {
-    {
-        std::lock_guard lock(m_properties);
-        m_sourceDirectory = value;
-    }
+    m_properties.set<&Properties::sourceDirectory>(value);
     m_interface->setSourceDirectory(value);
-}
-
-std::string OffloadInstance::offloadDirectory() const
-{
-    std::lock_guard lock(m_properties);
-    return m_offloadDirectory;
 }
 
 void OffloadInstance::setOffloadDirectory(const std::string &value)
 {
-    {
-        std::lock_guard lock(m_properties);
-        m_offloadDirectory = value;
-    }
+    m_properties.set<&Properties::offloadDirectory>(value);
     m_interface->setOffloadDirectory(value);
-}
-
-std::string OffloadInstance::fullOffloadPath() const
-{
-    std::lock_guard lock(m_properties);
-    return m_fullOffloadPath;
-}
-
-void OffloadInstance::setFullOffloadPath(const std::string &value)
-{
-    std::lock_guard lock(m_properties);
-    m_fullOffloadPath = value;
-}
-
-std::shared_ptr<const UniqueFd> OffloadInstance::offloadFolder() const
-{
-    std::lock_guard lock(m_properties);
-    return m_offloadFolder;
 }
 
 void OffloadInstance::setOffloadFolder(UniqueFd folder)
 {
-    auto shared = folder ? std::make_shared<const UniqueFd>(std::move(folder)) : nullptr;
-    std::lock_guard lock(m_properties);
-    m_offloadFolder = std::move(shared);
+    m_properties.set<&Properties::offloadFolder>(folder ? std::make_shared<const UniqueFd>(std::move(folder))
+                                                        : nullptr);
 }
 
-std::string OffloadInstance::probeFilePath() const
-{
-    std::lock_guard lock(m_properties);
-    return m_probeFilePath;
-}
-
-void OffloadInstance::setProbeFilePath(const std::string &value)
-{
-    std::lock_guard lock(m_properties);
-    m_probeFilePath = value;
-}
-
-std::vector<OffloadInstance::Details> OffloadInstance::fileDetails() const
-{
-    std::lock_guard lock(m_properties);
-    return m_fileDetails;
-}
-
-void OffloadInstance::setFileDetails(std::vector<Details> details)
-{
-    std::lock_guard lock(m_properties);
-    m_fileDetails = std::move(details);
-}
-
-std::vector<std::string> OffloadInstance::sourceSubDirectories() const
-{
-    std::lock_guard lock(m_properties);
-    return m_sourceSubDirectories;
-}
-
-void OffloadInstance::setSourceSubDirectories(std::vector<std::string> folders)
-{
-    std::lock_guard lock(m_properties);
-    m_sourceSubDirectories = std::move(folders);
-}
-
-std::shared_ptr<OffloadInstanceDelegate> OffloadInstance::delegate() const
-{
-    std::lock_guard lock(m_properties);
-    return m_delegate;
-}
-
-void OffloadInstance::setDelegate(std::shared_ptr<OffloadInstanceDelegate> delegate)
-{
-    std::lock_guard lock(m_properties);
-    m_delegate = std::move(delegate);
-}
-
-void OffloadInstance::setCopyObserver(CopyObserver observer)
-{
-    std::lock_guard lock(m_properties);
-    m_copyObserver = std::move(observer);
-}
-
-void OffloadInstance::setFailureSound(std::function<void()> sound)
-{
-    std::lock_guard lock(m_properties);
-    m_failureSound = std::move(sound);
-}
-
-void OffloadInstance::setOffloadStatus(int32_t status)
+void OffloadInstance::setOffloadStatus(Status status)
 {
     {
         std::lock_guard lock(m_overMutex);
@@ -212,13 +112,13 @@ void OffloadInstance::setBytesAtSource(uint64_t bytes)
 
 bool OffloadInstance::processingTaskIsOver() const
 {
-    const int32_t status = offloadStatus();
+    const Status status = offloadStatus();
     return status == kCanceled || status == kCompleted || status == kError;
 }
 
 bool OffloadInstance::processingTaskHasBegun() const
 {
-    const int32_t status = offloadStatus();
+    const Status status = offloadStatus();
     return status != kInQueue && status != kIdle && status != kIndexing;
 }
 

@@ -3,6 +3,7 @@
 #include "engine/FileCopyDetails.h"
 #include "engine/OffloadInterface.h"
 #include "engine/ThreadPool.h"
+#include "fsutil/Guarded.h"
 #include "fsutil/UniqueFd.h"
 
 #include <atomic>
@@ -41,7 +42,7 @@ public:
 // job's copy threads, each taking whole files in list order.
 class OffloadInstance : public std::enable_shared_from_this<OffloadInstance> {
 public:
-    enum Status : int32_t {
+    enum class Status : int32_t {
         kInQueue = 100,
         kProcessing = 101,
         kCanceled = 102,
@@ -50,13 +51,14 @@ public:
         kIdle = 105,
         kIndexing = 106,
     };
+    using enum Status;
     using Clock = std::chrono::system_clock;
     using Details = std::shared_ptr<FileCopyDetails>;
     // Called on a copy thread after a file's copy and before its verification.
     using CopyObserver = std::function<void(const FileCopyDetails &)>;
 
-    static const char *statusText(int32_t status);
-    static DisplayColor statusColor(int32_t status);
+    static const char *statusText(Status status);
+    static DisplayColor statusColor(Status status);
 
     // The refresh chain runs on `mainLoop`; without one the job is not refreshed.
     static std::shared_ptr<OffloadInstance> create(const std::string &source, const std::string &destination,
@@ -67,27 +69,39 @@ public:
     OffloadInstance &operator=(const OffloadInstance &) = delete;
 
     // --- record -------------------------------------------------------------
-    std::string sourceDirectory() const;
+    std::string sourceDirectory() const { return m_properties.get<&Properties::sourceDirectory>(); }
     void setSourceDirectory(const std::string &value);
-    std::string offloadDirectory() const;
+    std::string offloadDirectory() const { return m_properties.get<&Properties::offloadDirectory>(); }
     void setOffloadDirectory(const std::string &value);
-    std::string fullOffloadPath() const;
-    void setFullOffloadPath(const std::string &value);
+    std::string fullOffloadPath() const { return m_properties.get<&Properties::fullOffloadPath>(); }
+    void setFullOffloadPath(const std::string &value) { m_properties.set<&Properties::fullOffloadPath>(value); }
     // The job's own copy folder, opened when it was made (exclusively) at
     // fullOffloadPath. Every file and sub-folder of the job is reached from
     // it; a job without one copies nothing.
-    std::shared_ptr<const UniqueFd> offloadFolder() const;
+    std::shared_ptr<const UniqueFd> offloadFolder() const { return m_properties.get<&Properties::offloadFolder>(); }
     void setOffloadFolder(UniqueFd folder);
-    std::string probeFilePath() const;
-    void setProbeFilePath(const std::string &value);
+    std::string probeFilePath() const { return m_properties.get<&Properties::probeFilePath>(); }
+    void setProbeFilePath(const std::string &value) { m_properties.set<&Properties::probeFilePath>(value); }
     const std::shared_ptr<OffloadInterface> &interface() const { return m_interface; }
-    std::vector<Details> fileDetails() const;
-    void setFileDetails(std::vector<Details> details);
-    std::vector<std::string> sourceSubDirectories() const;
-    void setSourceSubDirectories(std::vector<std::string> folders);
-    std::shared_ptr<OffloadInstanceDelegate> delegate() const;
-    void setDelegate(std::shared_ptr<OffloadInstanceDelegate> delegate);
-    void setCopyObserver(CopyObserver observer);
+    std::vector<Details> fileDetails() const { return m_properties.get<&Properties::fileDetails>(); }
+    void setFileDetails(std::vector<Details> details)
+    {
+        m_properties.set<&Properties::fileDetails>(std::move(details));
+    }
+    std::vector<std::string> sourceSubDirectories() const
+    {
+        return m_properties.get<&Properties::sourceSubDirectories>();
+    }
+    void setSourceSubDirectories(std::vector<std::string> folders)
+    {
+        m_properties.set<&Properties::sourceSubDirectories>(std::move(folders));
+    }
+    std::shared_ptr<OffloadInstanceDelegate> delegate() const { return m_properties.get<&Properties::delegate>(); }
+    void setDelegate(std::shared_ptr<OffloadInstanceDelegate> delegate)
+    {
+        m_properties.set<&Properties::delegate>(std::move(delegate));
+    }
+    void setCopyObserver(CopyObserver observer) { m_properties.set<&Properties::copyObserver>(std::move(observer)); }
     // How many entries the listing could not read (a folder it could not open
     // or read to its end, an entry it could not examine). Each has a record,
     // failed from the start, at the end of the list; the copy threads take
@@ -98,19 +112,15 @@ public:
     void setUnreadableEntries(size_t count) { m_unreadableEntries = count; }
     // Plays once at a job's first failed file unless it was canceled; silent
     // when none is set.
-    void setFailureSound(std::function<void()> sound);
+    void setFailureSound(std::function<void()> sound) { m_properties.set<&Properties::failureSound>(std::move(sound)); }
 
-    int32_t offloadStatus() const { return m_offloadStatus.load(); }
-    void setOffloadStatus(int32_t status);
+    Status offloadStatus() const { return m_offloadStatus.load(); }
+    void setOffloadStatus(Status status);
     double threadRatio() const { return m_threadRatio.load(); }
     void setThreadRatio(double value) { m_threadRatio = value; }
     double previousCopyRate() const { return m_previousCopyRate.load(); }
     void setPreviousCopyRate(double value) { m_previousCopyRate = value; }
-    double dataTransferRate() const { return m_dataTransferRate.load(); }
     int32_t itemsProcessed() const { return m_itemsProcessed.load(); }
-    void setItemsProcessed(int32_t value) { m_itemsProcessed = value; }
-    int32_t indexToProcess() const { return m_indexToProcess.load(); }
-    void setIndexToProcess(int32_t value) { m_indexToProcess = value; }
     uint64_t bytesAtSource() const { return m_bytesAtSource.load(); }
     void setBytesAtSource(uint64_t bytes);
     uint64_t totalFilesAtSource() const { return m_totalFilesAtSource.load(); }
@@ -154,10 +164,6 @@ public:
     // does not lie below it.
     static std::optional<std::string> relativeToSource(const std::string &file, const std::string &source);
     bool compareFiles(const std::string &source, const std::string &destination, bool compareBytes);
-    // Block copier kept for callers that want to replace a destination.
-    bool copyFile(const std::string &source, const std::string &destination, int64_t blockSize);
-    // Logs a failed step of copyFile and has the delegate show it.
-    void reportCopyError(const std::string &path, int error);
     void soundFileCopyFailureAlert();
 
     // --- display (OffloadDisplay.cpp) ---------------------------------------
@@ -167,10 +173,6 @@ public:
     void updateInterfaceToComplete();
     void updateInterfaceEstimatedTime();
     void setEstimatedTimeRemaining(int hours, int minutes, int seconds);
-    static double estimateRemainingSecondsFromBytes(uint64_t bytes);
-    static double estimatedRemainingSecondsFromFiles(uint64_t files);
-    void calculateThroughPutRate() {}
-    void continuallyUpdateDelegateInterface(const std::atomic<bool> &keepGoing);
 
     // --- log text (OffloadLog.cpp) ------------------------------------------
     void createInitialLogEntry();
@@ -181,6 +183,20 @@ public:
     static std::string createClockTimeFromDate(Clock::time_point from, Clock::time_point to);
     static std::string createTimeOfDayFromCalenderDate(Clock::time_point date);
     static std::string dateText(Clock::time_point date);
+
+    // --- kept for the design, without a caller ------------------------------
+    double dataTransferRate() const { return m_dataTransferRate.load(); }
+    int32_t indexToProcess() const { return m_indexToProcess.load(); }
+    void setIndexToProcess(int32_t value) { m_indexToProcess = value; }
+    void setItemsProcessed(int32_t value) { m_itemsProcessed = value; }
+    // A block copier that replaces its destination (the copy threads use FileCopy).
+    bool copyFile(const std::string &source, const std::string &destination, int64_t blockSize);
+    // Logs a failed step of copyFile and has the delegate show it.
+    void reportCopyError(const std::string &path, int error);
+    static double estimateRemainingSecondsFromBytes(uint64_t bytes);
+    static double estimatedRemainingSecondsFromFiles(uint64_t files);
+    void calculateThroughPutRate() {}
+    void continuallyUpdateDelegateInterface(const std::atomic<bool> &keepGoing);
 
 private:
     OffloadInstance(const std::string &source, const std::string &destination, std::shared_ptr<MainLoop> mainLoop);
@@ -194,20 +210,23 @@ private:
     std::shared_ptr<ThreadPool> m_pool = std::make_shared<ThreadPool>(1);
     std::shared_ptr<MainLoop> m_mainLoop;
 
-    mutable std::mutex m_properties; // paths, lists, delegate, observer: each access atomic
-    std::string m_sourceDirectory;
-    std::string m_offloadDirectory;
-    std::string m_fullOffloadPath;
-    std::string m_probeFilePath;
-    std::shared_ptr<const UniqueFd> m_offloadFolder;
-    std::vector<Details> m_fileDetails;
-    std::vector<std::string> m_sourceSubDirectories;
-    std::shared_ptr<OffloadInstanceDelegate> m_delegate;
-    std::shared_ptr<MainLoopTimer> m_timerInterface;
-    CopyObserver m_copyObserver;
-    std::function<void()> m_failureSound;
+    // Paths, lists, delegate, observer: each access atomic on its own.
+    struct Properties {
+        std::string sourceDirectory;
+        std::string offloadDirectory;
+        std::string fullOffloadPath;
+        std::string probeFilePath;
+        std::shared_ptr<const UniqueFd> offloadFolder;
+        std::vector<Details> fileDetails;
+        std::vector<std::string> sourceSubDirectories;
+        std::shared_ptr<OffloadInstanceDelegate> delegate;
+        std::shared_ptr<MainLoopTimer> timerInterface;
+        CopyObserver copyObserver;
+        std::function<void()> failureSound;
+    };
+    Guarded<Properties> m_properties;
 
-    std::atomic<int32_t> m_offloadStatus{0};
+    std::atomic<Status> m_offloadStatus{kIndexing};
     std::atomic<double> m_threadRatio{1.0};
     std::atomic<double> m_previousCopyRate{0.0};
     std::atomic<double> m_dataTransferRate{1.0};

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "fsutil/Guarded.h"
+
 #include <chrono>
 #include <mutex>
 #include <string>
@@ -30,50 +32,55 @@ public:
 
     std::mutex &lockInterface() { return m_lockInterface; }
 
-    std::string sourceDirectory() const;
-    void setSourceDirectory(const std::string &value);
-    std::string offloadDirectory() const;
-    void setOffloadDirectory(const std::string &value);
-    std::string sourceSize() const;
-    void setSourceSize(const std::string &value);
-    std::string filesOffloaded() const;
-    std::string estimatedTimeRemaining() const;
-    void setEstimatedTimeRemaining(const std::string &value);
-    std::string estimatedCompletionTime() const;
-    void setEstimatedCompletionTime(const std::string &value);
-    std::string currentOffloadFile() const;
-    void setCurrentOffloadFile(const std::string &value);
-    std::string currentStatus() const;
-    void setCurrentStatus(const std::string &value);
-    std::string timeCompleted() const;
-    void setTimeCompleted(const std::string &value);
-    DisplayColor statusColor() const;
-    void setStatusColor(DisplayColor value);
-    std::string totalDuration() const;
-    void setTotalDuration(const std::string &value);
-    Clock::time_point startTime() const;
-    void setStartTime(Clock::time_point value);
+    std::string sourceDirectory() const { return m_fields.get<&Fields::sourceDirectory>(); }
+    void setSourceDirectory(const std::string &value) { m_fields.set<&Fields::sourceDirectory>(value); }
+    std::string offloadDirectory() const { return m_fields.get<&Fields::offloadDirectory>(); }
+    void setOffloadDirectory(const std::string &value) { m_fields.set<&Fields::offloadDirectory>(value); }
+    std::string sourceSize() const { return m_fields.get<&Fields::sourceSize>(); }
+    void setSourceSize(const std::string &value) { m_fields.set<&Fields::sourceSize>(value); }
+    std::string estimatedTimeRemaining() const { return m_fields.get<&Fields::estimatedTimeRemaining>(); }
+    void setEstimatedTimeRemaining(const std::string &value) { m_fields.set<&Fields::estimatedTimeRemaining>(value); }
+    std::string estimatedCompletionTime() const { return m_fields.get<&Fields::estimatedCompletionTime>(); }
+    void setEstimatedCompletionTime(const std::string &value) { m_fields.set<&Fields::estimatedCompletionTime>(value); }
+    std::string currentOffloadFile() const { return m_fields.get<&Fields::currentOffloadFile>(); }
+    void setCurrentOffloadFile(const std::string &value) { m_fields.set<&Fields::currentOffloadFile>(value); }
+    std::string currentStatus() const { return m_fields.get<&Fields::currentStatus>(); }
+    void setCurrentStatus(const std::string &value) { m_fields.set<&Fields::currentStatus>(value); }
+    std::string timeCompleted() const { return m_fields.get<&Fields::timeCompleted>(); }
+    void setTimeCompleted(const std::string &value) { m_fields.set<&Fields::timeCompleted>(value); }
+    DisplayColor statusColor() const { return m_fields.get<&Fields::statusColor>(); }
+    void setStatusColor(DisplayColor value) { m_fields.set<&Fields::statusColor>(value); }
+    std::string totalDuration() const { return m_fields.get<&Fields::totalDuration>(); }
+    void setTotalDuration(const std::string &value) { m_fields.set<&Fields::totalDuration>(value); }
+    Clock::time_point startTime() const { return m_fields.get<&Fields::startTime>(); }
+    void setStartTime(Clock::time_point value) { m_fields.set<&Fields::startTime>(value); }
 
     void addLogEntryToLogDetails(const LogSegment &entry);
-    std::vector<LogSegment> logDetails() const;
+    std::vector<LogSegment> logDetails() const { return m_fields.get<&Fields::logDetails>(); }
     std::string logText() const;
 
+    // --- kept for the design, without a caller ------------------------------
+    std::string filesOffloaded() const { return m_fields.get<&Fields::filesOffloaded>(); }
+
 private:
-    mutable std::mutex m_fields; // each property store or read is atomic on its own
+    // Each property store or read is atomic on its own.
+    struct Fields {
+        std::string sourceDirectory;
+        std::string offloadDirectory;
+        std::string sourceSize = "0";
+        std::string filesOffloaded = "0";
+        std::string estimatedTimeRemaining = "Loading...";
+        std::string estimatedCompletionTime = "N/A";
+        std::string currentOffloadFile;
+        std::string currentStatus;
+        std::string timeCompleted = "N/A";
+        DisplayColor statusColor = DisplayColor::Black;
+        std::string totalDuration = "00:00:00";
+        Clock::time_point startTime = Clock::now();
+        std::vector<LogSegment> logDetails;
+    };
+    Guarded<Fields> m_fields;
     std::mutex m_lockInterface;
-    std::string m_sourceDirectory;
-    std::string m_offloadDirectory;
-    std::string m_sourceSize = "0";
-    std::string m_filesOffloaded = "0";
-    std::string m_estimatedTimeRemaining = "Loading...";
-    std::string m_estimatedCompletionTime = "N/A";
-    std::string m_currentOffloadFile;
-    std::string m_currentStatus;
-    std::string m_timeCompleted = "N/A";
-    DisplayColor m_statusColor = DisplayColor::Black;
-    std::string m_totalDuration = "00:00:00";
-    Clock::time_point m_startTime = Clock::now();
-    std::vector<LogSegment> m_logDetails;
 };
 
 } // namespace ferrydeck

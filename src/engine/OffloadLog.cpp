@@ -129,7 +129,7 @@ void OffloadInstance::insertFinalLogEntry()
     int hours = 0, minutes = 0, seconds = 0;
     const std::chrono::duration<double> elapsed = Clock::now() - m_interface->startTime();
     breakSecondsIntoHoursMinutesSeconds(elapsed.count(), hours, minutes, seconds);
-    const int32_t status = offloadStatus();
+    const Status status = offloadStatus();
 
     std::string text = "\n\nFerrydeck Offload Summary\n";
     text += "Total Files at source:" + number(totalFilesAtSource()) + "\n";

@@ -1,5 +1,7 @@
 #include "fsutil/FileCopy.h"
 
+#include "fsutil/AtomicFile.h"
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <limits.h>
@@ -57,24 +59,6 @@ struct TemporaryGuard {
     }
 };
 
-bool writeAll(int fd, const char *data, size_t size)
-{
-    while (size > 0) {
-        const ssize_t n = ::write(fd, data, size);
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            return false;
-        }
-        if (n == 0) {
-            errno = EIO;
-            return false;
-        }
-        data += n;
-        size -= static_cast<size_t>(n);
-    }
-    return true;
-}
-
 // Copies until the source reports its end, so a file that grew or shrank
 // since it was listed is copied as it is now; the caller compares sizes.
 bool copyContents(int in, int out, const FileCopy::Options &options, Result &result)
@@ -108,7 +92,7 @@ bool copyContents(int in, int out, const FileCopy::Options &options, Result &res
             result = failed(result, "read");
             return false;
         }
-        if (!writeAll(out, buffer.get(), static_cast<size_t>(n))) {
+        if (!fsutil::writeAll(out, {buffer.get(), static_cast<size_t>(n)})) {
             result = failed(result, "write");
             return false;
         }

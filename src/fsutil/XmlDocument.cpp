@@ -1,5 +1,6 @@
 #include "fsutil/XmlDocument.h"
 
+#include "fsutil/AtomicFile.h"
 #include "fsutil/UniqueFd.h"
 
 #include <libxml/globals.h>
@@ -84,19 +85,6 @@ bool readWholeFile(const std::string &path, std::string &bytes)
             return false;
         }
     }
-}
-
-bool writeAll(int fd, std::string_view bytes)
-{
-    while (!bytes.empty()) {
-        const ssize_t n = ::write(fd, bytes.data(), bytes.size());
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            return false;
-        }
-        bytes.remove_prefix(static_cast<size_t>(n));
-    }
-    return true;
 }
 
 std::string fromXmlString(xmlChar *text)
@@ -185,20 +173,14 @@ bool XmlDocument::replaceFileContents(const std::string &path, std::string_view 
     // file would block the write or take what is written.
     if (existed && !S_ISREG(old.st_mode)) return false;
 
-    std::string temporary = path + ".XXXXXX";
-    UniqueFd fd(::mkostemp(temporary.data(), O_CLOEXEC));
-    if (fd) {
-        bool ok = writeAll(fd.get(), bytes) && ::fsync(fd.get()) == 0;
-        if (ok && existed) ok = ::fchmod(fd.get(), old.st_mode & 07777) == 0;
-        fd.reset();
-        if (ok && ::rename(temporary.c_str(), path.c_str()) == 0) return true;
-        ::unlink(temporary.c_str());
-        return false;
-    }
+    // A file written back keeps its mode; a new one is private.
+    const fsutil::ReplaceResult result =
+        fsutil::replaceFileAtomically(path, bytes, {.mode = existed ? old.st_mode & 07777 : 0600});
+    if (result != fsutil::ReplaceResult::NoTemporary) return result != fsutil::ReplaceResult::Failed;
     // A folder we may not create files in can still hold a writable file.
     UniqueFd direct(::open(path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW));
     struct stat now {};
-    return direct && ::fstat(direct.get(), &now) == 0 && S_ISREG(now.st_mode) && writeAll(direct.get(), bytes);
+    return direct && ::fstat(direct.get(), &now) == 0 && S_ISREG(now.st_mode) && fsutil::writeAll(direct.get(), bytes);
 }
 
 std::string XmlNode::name() const

@@ -20,7 +20,7 @@ QIcon iconForImage(const std::string &image)
 }
 } // namespace
 
-DriveTableModel::DriveTableModel(int32_t mountType, QObject *parent)
+DriveTableModel::DriveTableModel(MountType mountType, QObject *parent)
     : PathTableModel(parent)
     , m_mountType(mountType)
 {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "fsutil/AttachedVolume.h"
 #include "gui/PathTableModel.h"
 
 #include <cstdint>
@@ -20,7 +21,7 @@ public:
     // The path is the tool tip: the name is what a person looks for.
     enum Column { Name, ColumnCount };
 
-    DriveTableModel(int32_t mountType, QObject *parent = nullptr);
+    DriveTableModel(MountType mountType, QObject *parent = nullptr);
 
     void setVolumes(const std::vector<std::shared_ptr<AttachedVolume>> &allVolumes);
     std::shared_ptr<AttachedVolume> volumeAt(int row) const;
@@ -36,7 +37,7 @@ public:
     QMimeData *mimeData(const QModelIndexList &indexes) const override;
 
 private:
-    int32_t m_mountType;
+    MountType m_mountType;
     std::vector<std::shared_ptr<AttachedVolume>> m_volumes;
     DragHandler m_dragHandler;
 };

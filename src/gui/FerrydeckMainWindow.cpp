@@ -9,8 +9,8 @@
 #include "gui/QtMainLoop.h"
 #include "gui/QueueTableModel.h"
 #include "gui/SettingsDrawer.h"
+#include "controller/DefaultsPersistence.h"
 #include "gui/VolumeBrowserDrawer.h"
-#include "settings/DefaultsPersistence.h"
 
 #include <QCloseEvent>
 #include <QDialog>

@@ -35,7 +35,7 @@ QColor qtColor(DisplayColor color)
     return QColor();
 }
 
-QColor detailsStatusColor(int32_t status)
+QColor detailsStatusColor(OffloadInstance::Status status)
 {
     if (status == OffloadInstance::kCompleted) return qtColor(DisplayColor::Green);
     if (status == OffloadInstance::kError || status == OffloadInstance::kCanceled) return qtColor(DisplayColor::Red);

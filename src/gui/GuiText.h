@@ -1,6 +1,6 @@
 #pragma once
 
-#include "engine/OffloadInterface.h"
+#include "engine/OffloadInstance.h"
 
 #include <QColor>
 #include <QString>
@@ -22,6 +22,6 @@ inline QString toQString(const std::string &text)
 QColor qtColor(DisplayColor color);
 // The details panel's colour of a status: green done, red failed or
 // canceled, blue for everything in between.
-QColor detailsStatusColor(int32_t status);
+QColor detailsStatusColor(OffloadInstance::Status status);
 
 } // namespace ferrydeck

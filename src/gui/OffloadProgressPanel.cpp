@@ -160,7 +160,7 @@ bool OffloadProgressPanel::updateDetailsWindow(const std::shared_ptr<OffloadInst
     std::unique_lock lock(shown->lockInterface(), std::try_to_lock);
     if (!lock.owns_lock()) return false;
 
-    const int32_t status = job->offloadStatus();
+    const OffloadInstance::Status status = job->offloadStatus();
     const bool ended = job->processingTaskIsOver();
     QPalette palette = labelFileBeingOffloaded->palette();
     palette.setColor(QPalette::Window, detailsStatusColor(status));

@@ -19,46 +19,10 @@ void QtControllerView::detach()
     m_window = nullptr;
 }
 
-void QtControllerView::setNamingControls(const NamingControls &controls)
-{
-    std::lock_guard lock(m_mutex);
-    m_naming = controls;
-}
-
-void QtControllerView::setVerificationControls(const VerificationControls &controls)
-{
-    std::lock_guard lock(m_mutex);
-    m_verification = controls;
-}
-
-void QtControllerView::setRenameCardText(const std::string &text)
-{
-    std::lock_guard lock(m_mutex);
-    m_renameCardText = text;
-}
-
-NamingControls QtControllerView::namingControls() const
-{
-    std::lock_guard lock(m_mutex);
-    return m_naming;
-}
-
-VerificationControls QtControllerView::verificationControls() const
-{
-    std::lock_guard lock(m_mutex);
-    return m_verification;
-}
-
 std::optional<DefaultsPersistence::WindowTexts> QtControllerView::windowTexts() const
 {
     if (!m_window || !m_window->drawer) return std::nullopt;
     return m_window->drawer->windowTexts();
-}
-
-std::optional<std::string> QtControllerView::renameCardText() const
-{
-    std::lock_guard lock(m_mutex);
-    return m_renameCardText;
 }
 
 int QtControllerView::messageBox(QWidget *parent, const std::string &title, const std::string &message,

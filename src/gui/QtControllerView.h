@@ -1,11 +1,11 @@
 #pragma once
 
 #include "controller/ControllerView.h"
+#include "fsutil/Guarded.h"
 
 #include <QPointer>
 
 #include <functional>
-#include <mutex>
 
 class QWidget;
 
@@ -33,18 +33,18 @@ public:
     // The window is closing: nothing is shown any more.
     void detach();
 
-    void setNamingControls(const NamingControls &controls);
-    void setVerificationControls(const VerificationControls &controls);
-    void setRenameCardText(const std::string &text);
+    void setNamingControls(const NamingControls &controls) { m_naming.set(controls); }
+    void setVerificationControls(const VerificationControls &controls) { m_verification.set(controls); }
+    void setRenameCardText(const std::string &text) { m_renameCardText.set(text); }
 
     int showAlert(const std::string &title, const std::string &message,
                   const std::vector<std::string> &buttons) override;
-    NamingControls namingControls() const override;
-    VerificationControls verificationControls() const override;
+    NamingControls namingControls() const override { return m_naming.get(); }
+    VerificationControls verificationControls() const override { return m_verification.get(); }
     std::optional<std::string> chooseFolder(const std::string &message, const std::string &title) override;
     std::optional<std::string> chooseSaveFile(const std::string &message, const std::string &directory,
                                               const std::string &proposedName) override;
-    std::optional<std::string> renameCardText() const override;
+    std::optional<std::string> renameCardText() const override { return m_renameCardText.get(); }
     std::optional<DefaultsPersistence::WindowTexts> windowTexts() const override;
 
     void reloadQueueTable() override;
@@ -70,10 +70,9 @@ private:
     FolderFunction m_chooseFolder;
     SaveFunction m_chooseSave;
 
-    mutable std::mutex m_mutex;
-    NamingControls m_naming;
-    VerificationControls m_verification;
-    std::string m_renameCardText;
+    Guarded<NamingControls> m_naming;
+    Guarded<VerificationControls> m_verification;
+    Guarded<std::string> m_renameCardText;
 };
 
 } // namespace ferrydeck

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "controller/MainLoop.h"
+#include "engine/MainLoop.h"
 
 #include <QObject>
 

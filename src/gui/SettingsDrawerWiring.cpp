@@ -161,7 +161,8 @@ void SettingsDrawer::showLoadedSettings()
     m_controller->configureFullNamingSchemeTextBox();
     m_controller->toggleOffloadMode();
     m_controller->toggleLogSaveMode();
-    sliderMoved();
+    // The shared pool keeps its 4 per processor until the slider is moved.
+    textNumberOfThreads->setText(QString::number(settings.amountOfCopyThreads()));
     m_controller->selectSchemeAtIndex(popupNamingSchemes->currentIndex());
 }
 
@@ -211,9 +212,7 @@ void SettingsDrawer::sliderMoved()
     FerrydeckSettings &settings = m_controller->ferrydeckSettings();
     settings.setAmountOfCopyThreads(sliderThreadCount->value());
     textNumberOfThreads->setText(QString::number(settings.amountOfCopyThreads()));
-    ThreadPool &pool = m_controller->offloadPool();
-    std::lock_guard lock(pool.poolLock());
-    pool.setPoolSize(settings.amountOfCopyThreads());
+    m_controller->setCopyThreadCount(settings.amountOfCopyThreads());
 }
 
 } // namespace ferrydeck

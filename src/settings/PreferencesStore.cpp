@@ -1,5 +1,6 @@
 #include "settings/PreferencesStore.h"
 
+#include "fsutil/AtomicFile.h"
 #include "fsutil/FileUtilities.h"
 #include "fsutil/SystemLog.h"
 #include "fsutil/UniqueFd.h"
@@ -17,29 +18,6 @@
 namespace ferrydeck {
 
 namespace {
-
-// mkdir -p; the folders made for preferences are the user's alone.
-bool makeFolders(const std::string &folder)
-{
-    if (folder.empty() || path::isDirectory(folder)) return true;
-    const std::string parent = path::parent(folder);
-    if (!parent.empty() && parent != folder && !makeFolders(parent)) return false;
-    return ::mkdir(folder.c_str(), 0700) == 0 || (errno == EEXIST && path::isDirectory(folder));
-}
-
-bool writeAll(int fd, const std::string &data)
-{
-    size_t written = 0;
-    while (written < data.size()) {
-        const ssize_t n = ::write(fd, data.data() + written, data.size() - written);
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            return false;
-        }
-        written += static_cast<size_t>(n);
-    }
-    return true;
-}
 
 enum class ReadResult { Read, Failed, NotAFile, TooLarge };
 
@@ -152,32 +130,24 @@ bool PreferencesStore::save() const
     }
 
     const std::string folder = path::parent(m_filePath);
-    if (!makeFolders(folder)) {
+    if (!fsutil::makePrivateFolders(folder)) {
         systemLog("preferences: cannot create the folder %s: %s; preferences not saved", folder.c_str(),
                   std::strerror(errno));
         return false;
     }
-
-    std::string temporary = m_filePath + ".XXXXXX";
-    UniqueFd fd(::mkostemp(temporary.data(), O_CLOEXEC));
-    if (!fd) {
+    switch (fsutil::replaceFileAtomically(m_filePath, data, {.mode = 0600})) {
+    case fsutil::ReplaceResult::Replaced:
+    case fsutil::ReplaceResult::FolderNotFlushed:
+        return true;
+    case fsutil::ReplaceResult::NoTemporary:
         systemLog("preferences: cannot write in %s: %s; preferences not saved", folder.c_str(), std::strerror(errno));
         return false;
+    case fsutil::ReplaceResult::Failed:
+        break;
     }
-    const bool written = ::fchmod(fd.get(), 0600) == 0 && writeAll(fd.get(), data) && ::fsync(fd.get()) == 0;
-    const int writeError = errno;
-    const bool closed = ::close(fd.release()) == 0;
-    if (!written || !closed || ::rename(temporary.c_str(), m_filePath.c_str()) != 0) {
-        const int error = written && closed ? errno : writeError;
-        ::unlink(temporary.c_str());
-        systemLog("preferences: cannot save %s: %s; the previous file is unchanged", m_filePath.c_str(),
-                  std::strerror(error));
-        return false;
-    }
-    // The rename itself must reach the disk too.
-    UniqueFd directory(::open(folder.empty() ? "/" : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (directory) ::fsync(directory.get());
-    return true;
+    systemLog("preferences: cannot save %s: %s; the previous file is unchanged", m_filePath.c_str(),
+              std::strerror(errno));
+    return false;
 }
 
 std::vector<std::string> PreferencesStore::keys() const

@@ -1,5 +1,5 @@
 // The offload command as scripts meet it: saved preferences.
-#include "settings/DefaultsPersistence.h"
+#include "controller/DefaultsPersistence.h"
 #include "support/CliRun.h"
 
 #include <gtest/gtest.h>

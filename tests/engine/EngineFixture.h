@@ -37,7 +37,7 @@ inline std::shared_ptr<OffloadInstance> preparedJob(const std::string &source, c
     return job;
 }
 
-inline int32_t driveJob(const std::shared_ptr<OffloadInstance> &job)
+inline OffloadInstance::Status driveJob(const std::shared_ptr<OffloadInstance> &job)
 {
     OffloadDriver::Hooks hooks;
     hooks.interval = std::chrono::milliseconds(20);

@@ -30,7 +30,7 @@ std::vector<int32_t> statuses(const OffloadInstance &job)
 {
     std::vector<int32_t> result;
     for (const auto &record : job.fileDetails())
-        result.push_back(record->rawStatus());
+        result.push_back(static_cast<int32_t>(record->rawStatus()));
     return result;
 }
 

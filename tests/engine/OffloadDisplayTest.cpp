@@ -28,7 +28,7 @@ TEST(JobRecord, StatusTextsColoursAndPhases)
     EXPECT_EQ(job->probeFilePath(), "/.probeFile");
     EXPECT_EQ(job->offloadStatus(), OffloadInstance::kIndexing);
     for (const Row &row : rows) {
-        job->setOffloadStatus(row.code);
+        job->setOffloadStatus(OffloadInstance::Status(row.code));
         EXPECT_EQ(job->interface()->currentStatus(), row.text) << row.code;
         EXPECT_EQ(job->interface()->statusColor(), row.color) << row.code;
         EXPECT_EQ(job->processingTaskIsOver(), row.over) << row.code;

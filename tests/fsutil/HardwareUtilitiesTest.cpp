@@ -42,7 +42,7 @@ TEST(AttachedVolume, NameFollowsThePath)
 {
     AttachedVolume card("/media/tester/CARD_A", MountTypeRemovable);
     EXPECT_EQ(card.volumeName(), "CARD_A");
-    EXPECT_EQ(card.mountType(), 10001);
+    EXPECT_EQ(static_cast<int32_t>(card.mountType()), 10001);
     EXPECT_EQ(card.volumeImage(), "removable.tif");
     card.setVolumePath("/media/tester/B");
     EXPECT_EQ(card.volumeName(), "B");
@@ -52,5 +52,5 @@ TEST(AttachedVolume, NameFollowsThePath)
     const AttachedVolume empty;
     EXPECT_EQ(empty.volumePath(), "");
     EXPECT_EQ(empty.volumeName(), "");
-    EXPECT_EQ(empty.mountType(), 10002);
+    EXPECT_EQ(static_cast<int32_t>(empty.mountType()), 10002);
 }

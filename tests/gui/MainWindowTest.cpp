@@ -124,7 +124,8 @@ class MainWindowTest : public QObject {
         AppController &controller = m_window->controller();
         [&] {
             QTRY_COMPARE(controller.listOffloadInstances().size(), size_t(1));
-            QTRY_COMPARE(controller.listOffloadInstances().front()->offloadStatus(), int(OffloadInstance::kInQueue));
+            QTRY_COMPARE(int(controller.listOffloadInstances().front()->offloadStatus()),
+                         int(OffloadInstance::kInQueue));
         }();
         m_window->itemProcess->trigger();
         const auto job = controller.listOffloadInstances().front();
@@ -154,7 +155,7 @@ private slots:
     {
         qint64 bytes = 0;
         const auto job = runOneJob(&bytes);
-        QCOMPARE(job->offloadStatus(), int(OffloadInstance::kCompleted));
+        QCOMPARE(int(job->offloadStatus()), int(OffloadInstance::kCompleted));
         QVERIFY(QFile::exists(QString::fromStdString(job->fullOffloadPath()) + "/clip3.mov"));
         OffloadProgressPanel *panel = m_window->panelProgress;
         QVERIFY(panel->isVisible());
@@ -202,7 +203,7 @@ private slots:
 
     void statusColoursAndPanelButtonsFollowTheJob_data()
     {
-        QTest::addColumn<int>("code");
+        QTest::addColumn<int>("number");
         QTest::addColumn<QColor>("colour");
         QTest::addColumn<bool>("over");
         QTest::newRow("in queue") << int(OffloadInstance::kInQueue) << qtColor(DisplayColor::Blue) << false;
@@ -213,7 +214,8 @@ private slots:
     }
     void statusColoursAndPanelButtonsFollowTheJob()
     {
-        QFETCH(int, code);
+        QFETCH(int, number);
+        const auto code = OffloadInstance::Status(number);
         QFETCH(QColor, colour);
         QFETCH(bool, over);
         auto job = OffloadInstance::create(folder("src").toStdString(), folder("dst").toStdString());
@@ -392,7 +394,9 @@ private slots:
         QCOMPARE(m_window->destinationModel->rowCount(), 1);
         QVERIFY(m_window->drawer->buttonContentsVerify->isChecked());
         QCOMPARE(m_window->drawer->sliderThreadCount->value(), 3);
-        QCOMPARE(m_window->controller().offloadPool().poolSize(), 3);
+        QCOMPARE(m_window->drawer->textNumberOfThreads->text(), QStringLiteral("3"));
+        // Loading shows the saved count; the pool stays 4 per processor until the slider moves.
+        QCOMPARE(m_window->controller().offloadPool().poolSize(), 4 * 2); // the window's two processors
         QCOMPARE(m_window->drawer->textPrefix->text(), QStringLiteral("Day1_"));
         QCOMPARE(m_window->view().verificationControls().verification, Verification::Contents);
     }

@@ -1,4 +1,4 @@
-#include "settings/DefaultsPersistence.h"
+#include "controller/DefaultsPersistence.h"
 
 #include "fsutil/SystemLog.h"
 

@@ -1,6 +1,6 @@
 #include "support/EnvironmentGuard.h"
 
-#include "settings/DefaultsPersistence.h"
+#include "controller/DefaultsPersistence.h"
 #include "support/TestFiles.h"
 
 #include <gtest/gtest.h>

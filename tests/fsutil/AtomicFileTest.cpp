@@ -1,0 +1,89 @@
+#include "fsutil/AtomicFile.h"
+#include "fsutil/Guarded.h"
+#include "support/TestFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <thread>
+#include <vector>
+
+namespace ferrydeck {
+namespace {
+
+using fsutil::ReplaceResult;
+
+int entryCount(const std::string &folder)
+{
+    int count = 0;
+    if (DIR *dir = ::opendir(folder.c_str())) {
+        while (const dirent *entry = ::readdir(dir))
+            count += entry->d_name[0] != '.';
+        ::closedir(dir);
+    }
+    return count;
+}
+
+TEST(AtomicFile, ReplacesWithTheCallersModeOrRefusesATakenName)
+{
+    struct Case {
+        const char *name;
+        bool existing;
+        bool replace;
+        mode_t mode;
+        ReplaceResult result;
+        const char *contents;
+    };
+    const Case cases[] = {
+        {"new file", false, true, 0600, ReplaceResult::Replaced, "new"},
+        {"replaced", true, true, 0644, ReplaceResult::Replaced, "new"},
+        {"taken name kept", true, false, 0644, ReplaceResult::Failed, "old"},
+        {"free name with no-replace", false, false, 0640, ReplaceResult::Replaced, "new"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        test::TempDir dir;
+        const std::string target = dir / "file.txt";
+        if (c.existing) test::writeFile(target, "old");
+        errno = 0;
+        EXPECT_EQ(fsutil::replaceFileAtomically(target, "new", {.mode = c.mode, .replaceExisting = c.replace}),
+                  c.result);
+        if (c.result == ReplaceResult::Failed) {
+            EXPECT_EQ(errno, EEXIST);
+        }
+        EXPECT_EQ(test::readFile(target), c.contents);
+        struct stat info {};
+        ASSERT_EQ(::stat(target.c_str(), &info), 0);
+        if (c.result == ReplaceResult::Replaced) {
+            EXPECT_EQ(info.st_mode & 07777, c.mode);
+        }
+        EXPECT_EQ(entryCount(dir.path()), 1) << "a temporary was left behind";
+    }
+}
+
+TEST(AtomicFile, MissingFolderMakesNoTemporary)
+{
+    test::TempDir dir;
+    EXPECT_EQ(fsutil::replaceFileAtomically(dir / "missing/file.txt", "x"), ReplaceResult::NoTemporary);
+    EXPECT_EQ(errno, ENOENT);
+}
+
+TEST(Guarded, UpdatesFromManyThreadsAreNotLost)
+{
+    Guarded<std::vector<int>> values;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&values] {
+            for (int i = 0; i < 1000; ++i)
+                values.update([i](std::vector<int> &list) { list.push_back(i); });
+        });
+    for (std::thread &thread : threads)
+        thread.join();
+    EXPECT_EQ(values.read([](const std::vector<int> &list) { return list.size(); }), 4000u);
+}
+
+} // namespace
+} // namespace ferrydeck
