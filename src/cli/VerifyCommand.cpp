@@ -28,14 +28,31 @@ void printLine(const nlohmann::json &line)
     std::cout << line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << std::endl;
 }
 
+// A name with a line break must not forge a report line, nor an escape
+// sequence drive the terminal.
+std::string printable(const std::string &text)
+{
+    std::string result;
+    for (const char c : text) {
+        if (static_cast<unsigned char>(c) >= 0x20 && c != 0x7f) {
+            result.push_back(c);
+            continue;
+        }
+        char escaped[8];
+        std::snprintf(escaped, sizeof escaped, "\\x%02x", static_cast<unsigned char>(c));
+        result += escaped;
+    }
+    return result;
+}
+
 std::string describe(const MhlFolderCheck::Item &item)
 {
     const std::string method(hashMethodName(item.method));
-    std::string text = std::string(outcomeName(item.outcome)) + ": " + item.relativePath;
+    std::string text = std::string(outcomeName(item.outcome)) + ": " + printable(item.relativePath);
     if (item.outcome == MhlFolderCheck::Outcome::Changed) {
         text += " (" + method + " recorded " + item.recorded + ", found " + item.found + ")";
     } else if (!item.detail.empty()) {
-        text += " (" + item.detail + ")";
+        text += " (" + printable(item.detail) + ")";
     }
     return text;
 }
@@ -56,7 +73,8 @@ int runVerify(const VerifyOptions &options)
     std::string error;
     const std::optional<MhlHistory> history = MhlHistory::load(root, &error);
     if (!history) {
-        std::fprintf(stderr, "ferrydeck-cli: the history of %s cannot be read: %s\n", root.c_str(), error.c_str());
+        std::fprintf(stderr, "ferrydeck-cli: the history of %s cannot be read: %s\n", root.c_str(),
+                     printable(error).c_str());
         return kExitFailed;
     }
 
@@ -81,7 +99,7 @@ int runVerify(const VerifyOptions &options)
         if (options.json) {
             printLine({{"status", "chain"}, {"detail", problem}});
         } else {
-            std::cout << "chain: " << problem << std::endl;
+            std::cout << "chain: " << printable(problem) << std::endl;
         }
     }
 
@@ -89,7 +107,7 @@ int runVerify(const VerifyOptions &options)
     std::string sealError;
     if (options.seal) {
         sealed = check.seal(root, *history, &sealError);
-        if (!sealed) std::fprintf(stderr, "ferrydeck-cli: no generation was added: %s\n", sealError.c_str());
+        if (!sealed) std::fprintf(stderr, "ferrydeck-cli: no generation was added: %s\n", printable(sealError).c_str());
     }
     using Outcome = MhlFolderCheck::Outcome;
     const auto count = [&counts](Outcome outcome) { return counts[static_cast<size_t>(outcome)]; };

@@ -181,6 +181,15 @@ bool isSafeRelativePath(std::string_view relativePath)
     }
 }
 
+bool isWritablePath(std::string_view relativePath)
+{
+    for (const char c : relativePath) {
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) return false;
+    }
+    const std::string text(relativePath);
+    return xmlCheckUTF8(reinterpret_cast<const unsigned char *>(text.c_str())) != 0;
+}
+
 void XmlDocFree::operator()(_xmlDoc *doc) const
 {
     xmlFreeDoc(doc);
@@ -209,11 +218,12 @@ std::string localName(_xmlNode *node)
     return node && node->name ? reinterpret_cast<const char *>(node->name) : "";
 }
 
-std::string textOf(_xmlNode *node)
+std::string textOf(_xmlNode *node, bool trim)
 {
     xmlChar *content = xmlNodeGetContent(node);
     std::string text = content ? reinterpret_cast<const char *>(content) : "";
     xmlFree(content);
+    if (!trim) return text;
     const size_t first = text.find_first_not_of(" \t\r\n");
     if (first == std::string::npos) return {};
     return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);

@@ -61,6 +61,9 @@ bool isIgnored(const std::string &relativePath, bool isDirectory, const std::vec
 // False for paths a hash list must never lead us to: absolute, empty
 // components, "." or "..", NUL.
 bool isSafeRelativePath(std::string_view relativePath);
+// False for names XML cannot carry unchanged: bytes that are not UTF-8 and
+// control characters (a list holding them could not be read back).
+bool isWritablePath(std::string_view relativePath);
 
 struct ChainEntry {
     int sequence = 0;
@@ -90,7 +93,9 @@ XmlDocPtr parseXml(std::string_view bytes);
 // Element children by local name, whatever namespace prefix a tool chose.
 std::vector<_xmlNode *> childElements(_xmlNode *parent, std::string_view name = {});
 std::string localName(_xmlNode *node);
-std::string textOf(_xmlNode *node); // trimmed
+// The text inside an element, trimmed of surrounding blanks unless it is a
+// name, where a blank may belong to the file's name.
+std::string textOf(_xmlNode *node, bool trim = true);
 std::optional<std::string> attributeOf(_xmlNode *node, const char *name);
 
 } // namespace ferrydeck::mhl

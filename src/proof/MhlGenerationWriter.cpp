@@ -162,11 +162,17 @@ std::optional<std::string> MhlGenerationWriter::generationXml(const Options &opt
     files = std::move(unique);
     std::set<HashMethod> methods;
     for (const mhl::FileHash &file : files) {
+        if (!mhl::isWritablePath(file.relativePath))
+            return fail("a name a hash list cannot hold: " + file.relativePath);
         if (!mhl::isSafeRelativePath(file.relativePath))
             return fail("unsafe path in a hash list: " + file.relativePath);
         if (!rawDigestFromText(file.method, file.value))
             return fail("not a " + std::string(hashMethodName(file.method)) + " value: " + file.value);
         methods.insert(file.method);
+    }
+    for (const std::string &folder : directories) {
+        if (!mhl::isWritablePath(folder) || !mhl::isSafeRelativePath(folder))
+            return fail("a folder name a hash list cannot hold: " + folder);
     }
     std::vector<std::string> patterns = mhl::defaultIgnorePatterns();
     for (const std::string &pattern : options.ignorePatterns) {

@@ -61,7 +61,7 @@ std::optional<MhlHistory::Generation> readGeneration(const std::string &path, st
             for (xmlNodePtr child : mhl::childElements(hash)) {
                 const std::string name = mhl::localName(child);
                 if (name == "path") {
-                    file.relativePath = mhl::textOf(child);
+                    file.relativePath = mhl::textOf(child, false);
                     const std::optional<std::string> size = mhl::attributeOf(child, "size");
                     file.size = size ? std::strtoull(size->c_str(), nullptr, 10) : 0;
                     if (const std::optional<std::string> date = mhl::attributeOf(child, "lastmodificationdate")) {

@@ -69,6 +69,7 @@ TEST(HashList, GenerationsAreValidChainedAndReadBack)
     makeDirectory(root);
     MhlGenerationWriter first;
     first.addFile(entry("a & b <c>.mov", HashMethod::Xxh64, "one"));
+    first.addFile(entry(" lead and trail ", HashMethod::Xxh64, "three"));
     first.addFile(entry("Sub/\xc3\xbc clip.MXF", HashMethod::Xxh64, "two"));
     first.addFile(entry("Sub/\xc3\xbc clip.MXF", HashMethod::Md5, "two"));
     first.addDirectory("Sub/Empty");
@@ -105,7 +106,8 @@ TEST(HashList, GenerationsAreValidChainedAndReadBack)
     EXPECT_EQ(history->chain().size(), 2u);
     EXPECT_TRUE(history->chainProblems().empty());
     const auto latest = history->latestHashes();
-    ASSERT_EQ(latest.size(), 2u);
+    ASSERT_EQ(latest.size(), 3u);
+    EXPECT_EQ(latest.count(" lead and trail "), 1u);
     // The failed value of the second generation does not replace what the first proved.
     const auto &clip = latest.at("Sub/\xc3\xbc clip.MXF");
     ASSERT_EQ(clip.size(), 2u);
@@ -125,11 +127,14 @@ TEST(HashList, GenerationsAreValidChainedAndReadBack)
 TEST(HashList, RefusesUnsafePathsAndUnreadableChainsWritingNothing)
 {
     const TempDir dir;
-    MhlGenerationWriter hostile;
-    hostile.addFile(entry("../outside.mov", HashMethod::Xxh64, "x"));
     std::string error;
-    EXPECT_FALSE(hostile.writeGeneration(dir.path(), {}, &error));
-    EXPECT_NE(error.find("../outside.mov"), std::string::npos);
+    for (const std::string name : {"../outside.mov", "a/\x01.mov", "\xff\xfe.mov"}) {
+        MhlGenerationWriter hostile;
+        hostile.addFile(entry(name, HashMethod::Xxh64, "x"));
+        EXPECT_FALSE(hostile.writeGeneration(dir.path(), {}, &error)) << name;
+        EXPECT_NE(error.find(name), std::string::npos) << error;
+    }
+    EXPECT_FALSE(MhlHistory::load(dir.path(), &error)); // no generation was written
 
     writeFile(dir / "ascmhl/ascmhl_chain.xml", "<ascmhldirectory><hashlist>");
     MhlGenerationWriter fine;

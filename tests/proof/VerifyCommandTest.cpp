@@ -91,15 +91,19 @@ TEST_F(VerifyFolder, ReportsExactlyTheChangedMissingAndNewFiles)
 
     ASSERT_EQ(::unlink((root + "/a.mov").c_str()), 0);
     writeFile(root + "/Clips/new.mov", "added later");
+    writeFile(root + "/Clips/x\nchanged: forged.mov", "a name that tries to forge a line");
     const Process::Result json = verify({root, "--json"});
     EXPECT_EQ(json.exitCode, 1);
     std::map<std::string, std::string> statuses;
     for (const nlohmann::json &line : jsonLines(json.output)) {
         if (line.contains("path")) statuses[line["path"]] = line["status"];
     }
-    const std::map<std::string, std::string> expected = {
-        {"Clips/c2.mov", "changed"}, {"a.mov", "missing"}, {"Clips/new.mov", "new"}};
+    const std::map<std::string, std::string> expected = {{"Clips/c2.mov", "changed"},
+                                                         {"a.mov", "missing"},
+                                                         {"Clips/new.mov", "new"},
+                                                         {"Clips/x\nchanged: forged.mov", "new"}};
     EXPECT_EQ(statuses, expected) << json.output;
+    EXPECT_EQ(reported(verify({root}).output).count("new: Clips/x\\x0achanged: forged.mov"), 1u);
 }
 
 TEST_F(VerifyFolder, SealAppendsGenerationsToAValidChain)
