@@ -32,6 +32,7 @@ std::string parentOf(const std::string &path)
     return slash == std::string::npos ? std::string(".") : (slash == 0 ? std::string("/") : path.substr(0, slash));
 }
 
+// With writeFileAtomically below, to give way to fsutil's shared pair.
 bool writeAll(int fd, std::string_view bytes)
 {
     while (!bytes.empty()) {

@@ -81,6 +81,7 @@ Hasher &Hasher::operator=(Hasher &&) noexcept = default;
 
 bool Hasher::update(const void *data, size_t size)
 {
+    if (!m_state) return false; // moved from
     State &s = *m_state;
     if (s.failed || s.finished) return false;
     if (size == 0) return true;
@@ -103,6 +104,7 @@ bool Hasher::update(const void *data, size_t size)
 
 std::optional<std::string> Hasher::finishRaw()
 {
+    if (!m_state) return std::nullopt;
     State &s = *m_state;
     if (s.failed || s.finished) return std::nullopt;
     s.finished = true;
