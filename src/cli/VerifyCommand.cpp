@@ -127,7 +127,8 @@ int runVerify(const VerifyOptions &options)
         std::cout << count(Outcome::Matched) << " matched, " << count(Outcome::Changed) << " changed, "
                   << count(Outcome::Missing) << " missing, " << count(Outcome::New) << " new, "
                   << count(Outcome::Unreadable) + count(Outcome::Invalid) << " unreadable ("
-                  << history->generations().size() << " generations)" << std::endl;
+                  << history->generations().size()
+                  << (history->generations().size() == 1 ? " generation)" : " generations)") << std::endl;
         if (sealed) std::cout << "sealed: " << sealed->path << std::endl;
     }
     return check.allMatch() && (!options.seal || sealed) ? kExitOk : kExitFailed;
