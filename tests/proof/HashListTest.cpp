@@ -21,14 +21,14 @@ mhl::FileHash entry(const std::string &path, HashMethod method, const std::strin
                          action, 1700000100};
 }
 
-void expectValid(const std::string &schema, const std::string &file)
+// False when the schemas are absent: the caller skips visibly at its end,
+// after every other check has run.
+bool expectValid(const std::string &schema, const std::string &file)
 {
     const std::optional<std::string> folder = mhlSchemaFolder();
-    if (!folder) {
-        std::printf("[  SKIPPED ] schema check of %s: ../shared/ascmhl is absent\n", file.c_str());
-        return;
-    }
+    if (!folder) return false;
     EXPECT_EQ(schemaErrors(*folder + "/" + schema, file), "") << readFile(file);
+    return true;
 }
 
 } // namespace
@@ -96,9 +96,9 @@ TEST(HashList, GenerationsAreValidChainedAndReadBack)
     const auto next = second.writeGeneration(root, options, &error);
     ASSERT_TRUE(next) << error;
     EXPECT_EQ(next->number, 2);
+    bool validated = expectValid("ASCMHLDirectory.xsd", root + "/ascmhl/ascmhl_chain.xml");
     for (const std::string &file : {written->path, next->path})
-        expectValid("ASCMHL.xsd", file);
-    expectValid("ASCMHLDirectory.xsd", root + "/ascmhl/ascmhl_chain.xml");
+        validated = expectValid("ASCMHL.xsd", file) && validated;
 
     std::optional<MhlHistory> history = MhlHistory::load(root, &error);
     ASSERT_TRUE(history) << error;
@@ -122,6 +122,7 @@ TEST(HashList, GenerationsAreValidChainedAndReadBack)
     ASSERT_TRUE(history) << error;
     ASSERT_EQ(history->chainProblems().size(), 1u);
     EXPECT_NE(history->chainProblems()[0].find("0001_"), std::string::npos);
+    if (!validated) GTEST_SKIP() << "schema checks not run: ../shared/ascmhl is absent";
 }
 
 TEST(HashList, RefusesUnsafePathsAndUnreadableChainsWritingNothing)

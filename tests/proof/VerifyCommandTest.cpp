@@ -141,7 +141,7 @@ TEST_F(VerifyFolder, SealAppendsGenerationsToAValidChain)
         EXPECT_EQ(schemaErrors(*schemas + "/ASCMHL.xsd", root + "/ascmhl/" + names[2]), "");
         EXPECT_EQ(schemaErrors(*schemas + "/ASCMHLDirectory.xsd", root + "/ascmhl/ascmhl_chain.xml"), "");
     } else {
-        std::printf("[  SKIPPED ] schema check: ../shared/ascmhl is absent\n");
+        GTEST_SKIP() << "schema checks not run: ../shared/ascmhl is absent";
     }
 }
 
