@@ -3,7 +3,7 @@
 # of another folder on its own line): so no two folders depend on each other.
 # Run as `cmake -DSOURCE_DIR=<src> -P CheckLayers.cmake`; configuring runs it
 # too, and CTest runs it as the test `layers`.
-set(FERRYDECK_LAYERS fsutil media cards settings engine controller "cli gui")
+set(FERRYDECK_LAYERS fsutil proof media cards settings engine controller "cli gui")
 
 set(rank 0)
 foreach(layer IN LISTS FERRYDECK_LAYERS)

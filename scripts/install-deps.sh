@@ -9,11 +9,15 @@ packages=(
   build-essential cmake ninja-build pkg-config
   # libraries
   libxml2-dev nlohmann-json3-dev libcli11-dev qt6-base-dev libcanberra-dev
+  # checksums: xxHash and libcrypto (MD5, SHA-1, SHA-512 for C4)
+  libxxhash-dev libssl-dev
   # tests and benchmarks
   libgtest-dev libgmock-dev googletest
   # the window's screenshots under a virtual display, with a font to draw text
   xvfb xauth fonts-dejavu-core
   diffutils findutils coreutils time
+  # independent checksums and the schema checker the hash-list tests compare against
+  xxhash libxml2-utils
   # fuzzing (make fuzz, make fuzz-smoke): clang with the libFuzzer runtime;
   # make format-check: the layout every source keeps
   clang libclang-rt-14-dev clang-format

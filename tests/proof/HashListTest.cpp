@@ -1,0 +1,191 @@
+#include "proof/Hasher.h"
+#include "proof/MhlGenerationWriter.h"
+#include "proof/MhlHistory.h"
+#include "support/HashTools.h"
+#include "support/MhlSchemas.h"
+#include "support/TestFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <regex>
+
+using namespace ferrydeck;
+using namespace ferrydeck::test;
+
+namespace {
+
+mhl::FileHash entry(const std::string &path, HashMethod method, const std::string &content,
+                    mhl::Action action = mhl::Action::Original)
+{
+    return mhl::FileHash{path,   content.size(), 1700000000, method, *Hasher::hashBytes(method, content),
+                         action, 1700000100};
+}
+
+// False when the schemas are absent: the caller skips visibly at its end,
+// after every other check has run.
+bool expectValid(const std::string &schema, const std::string &file)
+{
+    const std::optional<std::string> folder = mhlSchemaFolder();
+    if (!folder) return false;
+    EXPECT_EQ(schemaErrors(*folder + "/" + schema, file), "") << readFile(file);
+    return true;
+}
+
+} // namespace
+
+TEST(HashList, IgnorePatternsFollowGitignoreRules)
+{
+    const std::vector<std::string> logs = mhl::logIgnorePatterns("A001 [day*1]");
+    struct Case {
+        std::vector<std::string> patterns;
+        std::string path;
+        bool isDirectory;
+        bool ignored;
+    };
+    const std::vector<Case> cases = {
+        {mhl::defaultIgnorePatterns(), "ascmhl", true, true},
+        {mhl::defaultIgnorePatterns(), "ascmhl/0001_x.mhl", false, true},
+        {mhl::defaultIgnorePatterns(), "Clips/.DS_Store", false, true},
+        {mhl::defaultIgnorePatterns(), "Clips/ascmhl.mov", false, false},
+        {{"*.tmp"}, "a/b/c.tmp", false, true},
+        {{"cache/"}, "cache", false, false}, // a file, not a folder
+        {{"cache/"}, "x/cache/clip", false, true},
+        {{"/top.txt"}, "sub/top.txt", false, false},
+        {logs, "A001 [day*1].txt", false, true},
+        {logs, "A001 [day*1]-2.txt", false, true},
+        {logs, "A001 d.txt", false, false}, // the brackets are the name, not a wildcard
+        {logs, "Clips/A001 [day*1].txt", false, false},
+    };
+    for (const Case &c : cases)
+        EXPECT_EQ(mhl::isIgnored(c.path, c.isDirectory, c.patterns), c.ignored) << c.path;
+    for (const std::string bad : {"../x", "/etc/passwd", "a//b", "a/./b", "a/..", ""})
+        EXPECT_FALSE(mhl::isSafeRelativePath(bad)) << bad;
+}
+
+TEST(HashList, GenerationsAreValidChainedAndReadBack)
+{
+    const TempDir dir;
+    const std::string root = dir / "A001_C002";
+    makeDirectory(root);
+    MhlGenerationWriter first;
+    first.addFile(entry("a & b <c>.mov", HashMethod::Xxh64, "one"));
+    first.addFile(entry(" lead and trail ", HashMethod::Xxh64, "three"));
+    first.addFile(entry("Sub/\xc3\xbc clip.MXF", HashMethod::Xxh64, "two"));
+    first.addFile(entry("Sub/\xc3\xbc clip.MXF", HashMethod::Md5, "two"));
+    first.addDirectory("Sub/Empty");
+    MhlGenerationWriter::Options options;
+    options.ignorePatterns = mhl::logIgnorePatterns("A001_C002");
+    options.ignorePatterns.push_back("*.MXF"); // would hide a recorded file: left out
+    options.directoryHashMethod = HashMethod::Xxh64;
+    std::string error;
+    const auto written = first.writeGeneration(root, options, &error);
+    ASSERT_TRUE(written) << error;
+    EXPECT_EQ(written->number, 1);
+    EXPECT_TRUE(
+        std::regex_match(written->path, std::regex(".*/ascmhl/0001_A001_C002_\\d{4}-\\d\\d-\\d\\d_\\d{6}Z\\.mhl")));
+    EXPECT_EQ(written->c4, *toolHashOfFile(HashMethod::C4, written->path));
+    const std::string xml = readFile(written->path);
+    EXPECT_NE(xml.find("<tool version=\""), std::string::npos);
+    EXPECT_NE(xml.find("<roothash>"), std::string::npos);
+    EXPECT_EQ(xml.find("*.MXF"), std::string::npos);
+
+    MhlGenerationWriter second;
+    second.addFile(entry("a & b <c>.mov", HashMethod::Xxh64, "one", mhl::Action::Verified));
+    second.addFile(entry("Sub/\xc3\xbc clip.MXF", HashMethod::Xxh64, "changed", mhl::Action::Failed));
+    options.process = mhl::Process::InPlace;
+    const auto next = second.writeGeneration(root, options, &error);
+    ASSERT_TRUE(next) << error;
+    EXPECT_EQ(next->number, 2);
+    bool validated = expectValid("ASCMHLDirectory.xsd", root + "/ascmhl/ascmhl_chain.xml");
+    for (const std::string &file : {written->path, next->path})
+        validated = expectValid("ASCMHL.xsd", file) && validated;
+
+    std::optional<MhlHistory> history = MhlHistory::load(root, &error);
+    ASSERT_TRUE(history) << error;
+    EXPECT_EQ(history->generations().size(), 2u);
+    EXPECT_EQ(history->chain().size(), 2u);
+    EXPECT_TRUE(history->chainProblems().empty());
+    const auto latest = history->latestHashes();
+    ASSERT_EQ(latest.size(), 3u);
+    EXPECT_EQ(latest.count(" lead and trail "), 1u);
+    // The failed value of the second generation does not replace what the first proved.
+    const auto &clip = latest.at("Sub/\xc3\xbc clip.MXF");
+    ASSERT_EQ(clip.size(), 2u);
+    EXPECT_EQ(clip[0].value, *Hasher::hashBytes(clip[0].method, "two"));
+    EXPECT_EQ(latest.at("a & b <c>.mov").at(0).action, mhl::Action::Verified);
+
+    // A generation altered afterwards is caught by its C4.
+    std::string altered = readFile(written->path);
+    altered[altered.size() / 2] ^= 1;
+    writeFile(written->path, altered);
+    history = MhlHistory::load(root, &error);
+    ASSERT_TRUE(history) << error;
+    ASSERT_EQ(history->chainProblems().size(), 1u);
+    EXPECT_NE(history->chainProblems()[0].find("0001_"), std::string::npos);
+    if (!validated) GTEST_SKIP() << "schema checks not run: ../shared/ascmhl is absent";
+}
+
+TEST(HashList, RefusesUnsafePathsAndUnreadableChainsWritingNothing)
+{
+    const TempDir dir;
+    std::string error;
+    for (const std::string name : {"../outside.mov", "a/\x01.mov", "\xff\xfe.mov"}) {
+        MhlGenerationWriter hostile;
+        hostile.addFile(entry(name, HashMethod::Xxh64, "x"));
+        EXPECT_FALSE(hostile.writeGeneration(dir.path(), {}, &error)) << name;
+        EXPECT_NE(error.find(name), std::string::npos) << error;
+    }
+    EXPECT_FALSE(MhlHistory::load(dir.path(), &error)); // no generation was written
+
+    writeFile(dir / "ascmhl/ascmhl_chain.xml", "<ascmhldirectory><hashlist>");
+    MhlGenerationWriter fine;
+    fine.addFile(entry("clip.mov", HashMethod::Xxh64, "x"));
+    EXPECT_FALSE(fine.writeGeneration(dir.path(), {}, &error));
+    EXPECT_FALSE(MhlHistory::load(dir.path(), &error));
+    EXPECT_EQ(readFile(dir / "ascmhl/ascmhl_chain.xml"), "<ascmhldirectory><hashlist>");
+}
+
+TEST(HashList, ReadsHistoriesOfOtherToolsAndRefusesBrokenOnes)
+{
+    const TempDir dir;
+    writeFile(dir / "ascmhl/0001_x_2020-01-16_091500Z.mhl", R"(<?xml version="1.0" encoding="UTF-8"?>
+<m:hashlist version="2.0" xmlns:m="urn:ASC:MHL:v2.0">
+  <m:creatorinfo><m:creationdate>2020-01-16T09:15:00+01:00</m:creationdate><m:hostname>h</m:hostname>
+    <m:tool version="1">other</m:tool></m:creatorinfo>
+  <m:processinfo><m:process>in-place</m:process><m:ignore><m:pattern>*.tmp</m:pattern></m:ignore></m:processinfo>
+  <m:hashes>
+    <m:hash><m:path size="5" lastmodificationdate="2020-01-16T09:15:00.25-02:00">A/b.mov</m:path>
+      <m:md5 action="original" hashdate="2020-01-16T09:15:00Z">D41D8CD98F00B204E9800998ECF8427E</m:md5>
+      <m:xxh128>99aa06d3014798d86001c324468d497f</m:xxh128><m:previousPath>b.mov</m:previousPath>
+      <m:metadata><anything/></m:metadata></m:hash>
+  </m:hashes>
+</m:hashlist>)");
+    std::string error;
+    const std::optional<MhlHistory> history = MhlHistory::load(dir.path(), &error);
+    ASSERT_TRUE(history) << error;
+    const auto latest = history->latestHashes();
+    ASSERT_EQ(latest.count("A/b.mov"), 1u);
+    const auto &values = latest.at("A/b.mov");
+    ASSERT_EQ(values.size(), 2u);
+    EXPECT_EQ(values[0].method, HashMethod::Md5);
+    EXPECT_EQ(values[0].size, 5u);
+    EXPECT_EQ(values[0].modificationTime, 1579166100 + 2 * 3600);
+    EXPECT_EQ(values[1].method, HashMethod::Xxh128);
+    EXPECT_EQ(history->ignorePatterns().back(), "*.tmp");
+    // No chain file: a checker rejects the unlisted generation.
+    EXPECT_EQ(history->chainProblems().size(), 1u);
+
+    // A truncated list is refused, not repaired into fewer files.
+    writeFile(dir / "ascmhl/0002_x_2020-01-16_091500Z.mhl", "<hashlist><hashes><hash><path>a</path>");
+    EXPECT_FALSE(MhlHistory::load(dir.path(), &error));
+    EXPECT_NE(error.find("0002_x"), std::string::npos);
+    // An external entity is never fetched.
+    writeFile(dir / "ascmhl/0002_x_2020-01-16_091500Z.mhl",
+              "<!DOCTYPE h [<!ENTITY e SYSTEM \"file:///etc/passwd\">]><hashlist><hashes><hash><path>&e;</path>"
+              "<xxh64>ef46db3751d8e999</xxh64></hash></hashes></hashlist>");
+    const std::optional<MhlHistory> hostile = MhlHistory::load(dir.path(), &error);
+    if (hostile) {
+        for (const auto &[path, values] : hostile->latestHashes())
+            EXPECT_EQ(path.find("root:"), std::string::npos);
+    }
+}

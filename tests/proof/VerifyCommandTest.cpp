@@ -1,0 +1,157 @@
+#include "fsutil/Process.h"
+#include "proof/Hasher.h"
+#include "proof/MhlGenerationWriter.h"
+#include "support/HashTools.h"
+#include "support/MhlSchemas.h"
+#include "support/TestFiles.h"
+
+#include <gtest/gtest.h>
+
+#include <dirent.h>
+
+#include <set>
+#include <sstream>
+
+using namespace ferrydeck;
+using namespace ferrydeck::test;
+
+namespace {
+
+Process::Result verify(std::vector<std::string> args)
+{
+    args.insert(args.begin(), {FERRYDECK_CLI_PATH, "verify"});
+    return Process::run(args, Process::Output::Capture);
+}
+
+// The report lines naming files, without the summary.
+std::set<std::string> reported(const std::string &output)
+{
+    std::set<std::string> lines;
+    std::istringstream in(output);
+    for (std::string line; std::getline(in, line);) {
+        if (line.find(": ") != std::string::npos && !line.starts_with("sealed: ")) lines.insert(line);
+    }
+    return lines;
+}
+
+std::vector<std::string> generationFiles(const std::string &root)
+{
+    std::vector<std::string> names;
+    DIR *dir = ::opendir((root + "/ascmhl").c_str());
+    while (const dirent *entry = dir ? ::readdir(dir) : nullptr) {
+        if (std::string(entry->d_name).ends_with(".mhl")) names.push_back(entry->d_name);
+    }
+    if (dir) ::closedir(dir);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// A copy folder as an offload leaves it: clips, a saved log, generation 1.
+class VerifyFolder : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        makeDirectory(root);
+        writeSizedFile(root + "/a.mov", 300000, 1);
+        writeSizedFile(root + "/Clips/c1.mov", 70000, 2);
+        writeSizedFile(root + "/Clips/c2.mov", 1 << 20, 3);
+        MhlGenerationWriter writer;
+        for (const std::string path : {"a.mov", "Clips/c1.mov", "Clips/c2.mov"}) {
+            const std::optional<std::string> value = toolHashOfFile(HashMethod::Xxh64, root + "/" + path);
+            if (!value) GTEST_SKIP() << "xxhsum missing (install-deps.sh)";
+            writer.addFile(mhl::FileHash{path, readFile(root + "/" + path).size(), std::nullopt, HashMethod::Xxh64,
+                                         *value, mhl::Action::Original, 0});
+        }
+        MhlGenerationWriter::Options options;
+        options.ignorePatterns = mhl::logIgnorePatterns("A001");
+        std::string error;
+        ASSERT_TRUE(writer.writeGeneration(root, options, &error)) << error;
+        writeFile(root + "/A001.txt", "the job's log, saved after the history");
+    }
+    const TempDir dir;
+    const std::string root = dir / "A001";
+};
+
+} // namespace
+
+TEST_F(VerifyFolder, ReportsExactlyTheChangedMissingAndNewFiles)
+{
+    const Process::Result clean = verify({root});
+    EXPECT_EQ(clean.exitCode, 0) << clean.output;
+    EXPECT_TRUE(reported(clean.output).empty()) << clean.output;
+
+    std::string clip = readFile(root + "/Clips/c2.mov");
+    clip[123456] ^= 0x01;
+    writeFile(root + "/Clips/c2.mov", clip);
+    const Process::Result flipped = verify({root});
+    EXPECT_EQ(flipped.exitCode, 1);
+    const std::set<std::string> lines = reported(flipped.output);
+    ASSERT_EQ(lines.size(), 1u) << flipped.output;
+    EXPECT_TRUE(lines.begin()->starts_with("changed: Clips/c2.mov (xxh64 recorded ")) << *lines.begin();
+
+    ASSERT_EQ(::unlink((root + "/a.mov").c_str()), 0);
+    writeFile(root + "/Clips/new.mov", "added later");
+    writeFile(root + "/Clips/x\nchanged: forged.mov", "a name that tries to forge a line");
+    const Process::Result json = verify({root, "--json"});
+    EXPECT_EQ(json.exitCode, 1);
+    std::map<std::string, std::string> statuses;
+    for (const nlohmann::json &line : jsonLines(json.output)) {
+        if (line.contains("path")) statuses[line["path"]] = line["status"];
+    }
+    const std::map<std::string, std::string> expected = {{"Clips/c2.mov", "changed"},
+                                                         {"a.mov", "missing"},
+                                                         {"Clips/new.mov", "new"},
+                                                         {"Clips/x\nchanged: forged.mov", "new"}};
+    EXPECT_EQ(statuses, expected) << json.output;
+    EXPECT_EQ(reported(verify({root}).output).count("new: Clips/x\\x0achanged: forged.mov"), 1u);
+}
+
+TEST_F(VerifyFolder, SealAppendsGenerationsToAValidChain)
+{
+    writeFile(root + "/Clips/new.mov", "added later");
+    std::string clip = readFile(root + "/a.mov");
+    clip[0] ^= 0x40;
+    writeFile(root + "/a.mov", clip);
+    for (int round = 0; round < 2; ++round) {
+        const Process::Result sealed = verify({root, "--seal"});
+        // A changed file stays changed: sealing records it as failed, it
+        // does not make the new bytes the proven ones.
+        EXPECT_EQ(sealed.exitCode, 1) << sealed.output;
+        const std::set<std::string> lines = reported(sealed.output);
+        ASSERT_EQ(lines.size(), round == 0 ? 2u : 1u) << sealed.output;
+        EXPECT_TRUE(lines.begin()->starts_with("changed: a.mov")) << sealed.output;
+    }
+    const std::vector<std::string> names = generationFiles(root);
+    ASSERT_EQ(names.size(), 3u);
+    EXPECT_TRUE(names[1].starts_with("0002_A001_") && names[2].starts_with("0003_A001_")) << names[2];
+    const std::string latest = readFile(root + "/ascmhl/" + names[1]);
+    EXPECT_NE(latest.find("<process>in-place</process>"), std::string::npos);
+    EXPECT_NE(latest.find("action=\"failed\""), std::string::npos);
+    EXPECT_NE(latest.find("action=\"verified\""), std::string::npos);
+    EXPECT_NE(latest.find("action=\"original\""), std::string::npos); // the new file
+
+    const std::string chain = readFile(root + "/ascmhl/ascmhl_chain.xml");
+    for (size_t i = 0; i < names.size(); ++i) {
+        const std::string c4 = *toolHashOfFile(HashMethod::C4, root + "/ascmhl/" + names[i]);
+        const std::string listed = "<hashlist sequencenr=\"" + std::to_string(i + 1) + "\">\n    <path>" + names[i] +
+                                   "</path>\n    <c4>" + c4 + "</c4>";
+        EXPECT_NE(chain.find(listed), std::string::npos) << chain;
+    }
+    if (const std::optional<std::string> schemas = mhlSchemaFolder()) {
+        EXPECT_EQ(schemaErrors(*schemas + "/ASCMHL.xsd", root + "/ascmhl/" + names[2]), "");
+        EXPECT_EQ(schemaErrors(*schemas + "/ASCMHLDirectory.xsd", root + "/ascmhl/ascmhl_chain.xml"), "");
+    } else {
+        GTEST_SKIP() << "schema checks not run: ../shared/ascmhl is absent";
+    }
+}
+
+TEST(Verify, WithoutHistoryOrFolderSaysSoAndExits2)
+{
+    const TempDir dir;
+    writeFile(dir / "clip.mov", "x");
+    for (const std::string &folder : {dir.path(), dir / "absent", dir / "clip.mov"}) {
+        const Process::Result result = verify({folder});
+        EXPECT_EQ(result.exitCode, 2) << folder;
+        EXPECT_TRUE(result.output.empty()) << result.output;
+    }
+}
