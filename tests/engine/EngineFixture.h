@@ -18,10 +18,11 @@ struct JobOptions {
     bool verbose = false;
 };
 
-// A job from `source` into `destination`/copy, listed and ready to drive.
+// A job from `source` into `destination`/copy (made if missing), listed and ready to drive.
 inline std::shared_ptr<OffloadInstance> preparedJob(const std::string &source, const std::string &destination,
                                                     const JobOptions &options, std::atomic<int> *sounds = nullptr)
 {
+    makeDirectory(destination);
     auto job = OffloadInstance::create(source, destination);
     OffloadDriver::listSource(*job);
     UniqueFd folder;

@@ -52,12 +52,8 @@ TEST_P(CopyAllFiles, EveryFileIsCopiedAndVerifiedWithSeveralThreads)
     makeCard(dir, 40);
     writeSizedFile(dir / "card/DCIM/.thumbs/a.jpg", 512);
     writeFile(dir / "card/.Trashes/x.mov", "never");
-    makeDirectory(dir / "dest");
     std::atomic<int> sounds{0};
-    JobOptions options;
-    options.threads = 4;
-    options.contents = GetParam();
-    auto job = preparedJob(dir / "card", dir / "dest", options, &sounds);
+    auto job = preparedJob(dir / "card", dir / "dest", JobOptions{.threads = 4, .contents = GetParam()}, &sounds);
 
     EXPECT_EQ(driveJob(job), OffloadInstance::kCompleted);
     EXPECT_EQ(job->itemsProcessed(), 41);
@@ -86,11 +82,8 @@ TEST(CopyLoop, FirstFailureEndsTheJobAndLogsEveryRecord)
 {
     TempDir dir;
     makeCard(dir, 5);
-    makeDirectory(dir / "dest");
     std::atomic<int> sounds{0};
-    JobOptions options;
-    options.threads = 1;
-    auto job = preparedJob(dir / "card", dir / "dest", options, &sounds);
+    auto job = preparedJob(dir / "card", dir / "dest", JobOptions{.threads = 1}, &sounds);
     const auto records = job->fileDetails();
     // The third file is already at the destination: it must not be replaced.
     const std::string third = path::replaceAll(records[2]->filePath(), dir / "card", dir / "dest/copy");
@@ -123,12 +116,7 @@ TEST(CopyLoop, OneThreadTakesFilesInListOrderAndVerboseLoggingUsesTheContentsSen
 {
     TempDir dir;
     makeCard(dir, 12);
-    makeDirectory(dir / "dest");
-    JobOptions options;
-    options.threads = 1;
-    options.contents = true;
-    options.verbose = true;
-    auto job = preparedJob(dir / "card", dir / "dest", options);
+    auto job = preparedJob(dir / "card", dir / "dest", JobOptions{.threads = 1, .contents = true, .verbose = true});
     std::vector<std::string> copied, listed;
     job->setCopyObserver([&](const FileCopyDetails &record) { copied.push_back(record.filePath()); });
     for (const auto &record : job->fileDetails())
@@ -146,10 +134,7 @@ TEST(CopyLoop, CancelStopsBeforeTheNextFileAndLeavesCounters)
 {
     TempDir dir;
     makeCard(dir, 6);
-    makeDirectory(dir / "dest");
-    JobOptions options;
-    options.threads = 1;
-    auto job = preparedJob(dir / "card", dir / "dest", options);
+    auto job = preparedJob(dir / "card", dir / "dest", JobOptions{.threads = 1});
     job->setCopyObserver([&](const FileCopyDetails &) { job->cancelOffloadingTasks(); });
     EXPECT_EQ(driveJob(job), OffloadInstance::kCanceled);
     // The file in progress finishes and is verified, but no longer counts.
@@ -166,11 +151,7 @@ TEST(CopyLoop, TwoThreadsFinishingTheLastTwoFilesCompleteOnce)
 {
     TempDir dir;
     makeCard(dir, 2);
-    makeDirectory(dir / "dest");
-    JobOptions options;
-    options.threads = 2;
-    options.verbose = true;
-    auto job = preparedJob(dir / "card", dir / "dest", options);
+    auto job = preparedJob(dir / "card", dir / "dest", JobOptions{.threads = 2, .verbose = true});
     std::barrier both(2);
     job->setCopyObserver([&](const FileCopyDetails &) { both.arrive_and_wait(); });
     EXPECT_EQ(driveJob(job), OffloadInstance::kCompleted);
@@ -182,12 +163,8 @@ TEST(CopyLoop, TwoFailuresLogTwiceAndSoundOnce)
 {
     TempDir dir;
     makeCard(dir, 2);
-    makeDirectory(dir / "dest");
     std::atomic<int> sounds{0};
-    JobOptions options;
-    options.threads = 2;
-    options.contents = true;
-    auto job = preparedJob(dir / "card", dir / "dest", options, &sounds);
+    auto job = preparedJob(dir / "card", dir / "dest", JobOptions{.threads = 2, .contents = true}, &sounds);
     std::barrier both(2);
     job->setCopyObserver([&](const FileCopyDetails &record) {
         both.arrive_and_wait();
@@ -209,7 +186,6 @@ TEST(CopyLoop, EmptyJobCompletesAtOnceWithItsLog)
     TempDir dir;
     makeDirectory(dir / "card/.hidden-only");
     writeFile(dir / "card/.DS_Store", "x");
-    makeDirectory(dir / "dest");
     auto job = preparedJob(dir / "card", dir / "dest", JobOptions{});
     EXPECT_EQ(driveJob(job), OffloadInstance::kCompleted);
     EXPECT_NE(job->interface()->logText().find("Ferrydeck Offload Summary"), std::string::npos);

@@ -91,10 +91,8 @@ void runCommand(const FaultRow &row, const TempDir &dir, std::string &log)
 
 void runEngine(const FaultRow &row, const TempDir &dir, std::string &log)
 {
-    JobOptions options;
-    options.threads = 1;
-    options.contents = std::string(row.verify) == "contents";
-    auto job = preparedJob(dir / "cardA", dir / "dest", options);
+    auto job = preparedJob(dir / "cardA", dir / "dest",
+                           JobOptions{.threads = 1, .contents = std::string(row.verify) == "contents"});
     if (row.beforeStart) row.beforeStart(dir);
     if (row.afterCopy) job->setCopyObserver(row.afterCopy);
     driveJob(job);
@@ -315,9 +313,7 @@ TEST(Faults, DestinationThatRunsOutOfSpace)
     }
     writeSizedFile(dir / "card/A.MOV", 20000, 1);
     writeSizedFile(dir / "card/B.MOV", 200000, 2);
-    JobOptions options;
-    options.threads = 1;
-    auto job = preparedJob(dir / "card", dir / "small", options);
+    auto job = preparedJob(dir / "card", dir / "small", JobOptions{.threads = 1});
     driveJob(job);
     ::umount((dir / "small").c_str());
     EXPECT_EQ(job->offloadStatus(), OffloadInstance::kError);

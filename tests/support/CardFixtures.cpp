@@ -90,42 +90,25 @@ std::vector<std::string> buildAvchd(const std::string &avchd)
 
 } // namespace
 
+namespace {
+// In the enum's order.
+const char *const kCardKindNames[] = {"P2",  "XdcamEx",        "XdcamHd",    "JvcMp4",    "JvcQuickTime", "CanonEos",
+                                      "Red", "PanasonicAvchd", "CanonAvchd", "SonyAvchd", "GoPro",        "QuickTime"};
+static_assert(std::size(kCardKindNames) == static_cast<size_t>(CardKind::QuickTime) + 1);
+} // namespace
+
 std::vector<CardKind> allCardKinds()
 {
-    return {CardKind::P2,           CardKind::XdcamEx,   CardKind::XdcamHd, CardKind::JvcMp4,
-            CardKind::JvcQuickTime, CardKind::CanonEos,  CardKind::Red,     CardKind::PanasonicAvchd,
-            CardKind::CanonAvchd,   CardKind::SonyAvchd, CardKind::GoPro,   CardKind::QuickTime};
+    std::vector<CardKind> kinds;
+    for (size_t i = 0; i < std::size(kCardKindNames); ++i)
+        kinds.push_back(static_cast<CardKind>(i));
+    return kinds;
 }
 
 const char *cardKindName(CardKind kind)
 {
-    switch (kind) {
-    case CardKind::P2:
-        return "P2";
-    case CardKind::XdcamEx:
-        return "XdcamEx";
-    case CardKind::XdcamHd:
-        return "XdcamHd";
-    case CardKind::JvcMp4:
-        return "JvcMp4";
-    case CardKind::JvcQuickTime:
-        return "JvcQuickTime";
-    case CardKind::CanonEos:
-        return "CanonEos";
-    case CardKind::Red:
-        return "Red";
-    case CardKind::PanasonicAvchd:
-        return "PanasonicAvchd";
-    case CardKind::CanonAvchd:
-        return "CanonAvchd";
-    case CardKind::SonyAvchd:
-        return "SonyAvchd";
-    case CardKind::GoPro:
-        return "GoPro";
-    case CardKind::QuickTime:
-        return "QuickTime";
-    }
-    return "Unknown";
+    const auto index = static_cast<size_t>(kind);
+    return index < std::size(kCardKindNames) ? kCardKindNames[index] : "Unknown";
 }
 
 std::string movieBytes(uint32_t timeScale, uint64_t duration, bool withVideo)

@@ -115,12 +115,13 @@ __attribute__((constructor)) void configure()
     g_config.pattern = std::getenv("FERRYDECK_FAULT_PATH");
     if (const char *after = std::getenv("FERRYDECK_FAULT_AFTER")) g_config.after = std::strtoull(after, nullptr, 10);
     if (const char *delay = std::getenv("FERRYDECK_FAULT_DELAY_MS")) g_config.delayMs = std::atol(delay);
-    const char *noRange = std::getenv("FERRYDECK_FAULT_NO_COPY_RANGE");
-    g_config.noCopyRange = noRange && std::strcmp(noRange, "1") == 0;
-    const char *noNoReplace = std::getenv("FERRYDECK_FAULT_NO_NOREPLACE");
-    g_config.noNoReplace = noNoReplace && std::strcmp(noNoReplace, "1") == 0;
-    const char *noLink = std::getenv("FERRYDECK_FAULT_NO_LINK");
-    g_config.noLink = noLink && std::strcmp(noLink, "1") == 0;
+    const auto flag = [](const char *name) {
+        const char *value = std::getenv(name);
+        return value && std::strcmp(value, "1") == 0;
+    };
+    g_config.noCopyRange = flag("FERRYDECK_FAULT_NO_COPY_RANGE");
+    g_config.noNoReplace = flag("FERRYDECK_FAULT_NO_NOREPLACE");
+    g_config.noLink = flag("FERRYDECK_FAULT_NO_LINK");
     g_ready = g_config.fault != Fault::None || g_config.noCopyRange || g_config.noNoReplace || g_config.noLink;
 }
 
@@ -241,41 +242,20 @@ mode_t modeArgument(int flags, va_list args)
 
 extern "C" {
 
-int open(const char *path, int flags, ...)
-{
-    va_list args;
-    va_start(args, flags);
-    const mode_t mode = modeArgument(flags, args);
-    va_end(args);
-    return openTracked(AT_FDCWD, path, flags, mode, false);
-}
-
-int open64(const char *path, int flags, ...)
-{
-    va_list args;
-    va_start(args, flags);
-    const mode_t mode = modeArgument(flags, args);
-    va_end(args);
-    return openTracked(AT_FDCWD, path, flags, mode, false);
-}
-
-int openat(int dirfd, const char *path, int flags, ...)
-{
-    va_list args;
-    va_start(args, flags);
-    const mode_t mode = modeArgument(flags, args);
-    va_end(args);
-    return openTracked(dirfd, path, flags, mode, true);
-}
-
-int openat64(int dirfd, const char *path, int flags, ...)
-{
-    va_list args;
-    va_start(args, flags);
-    const mode_t mode = modeArgument(flags, args);
-    va_end(args);
-    return openTracked(dirfd, path, flags, mode, true);
-}
+// open, open64, openat and openat64 differ only in their directory argument.
+#define FERRYDECK_OPEN_WRAPPER(name, params, dirfd, at)                                                                \
+    int name params                                                                                                    \
+    {                                                                                                                  \
+        va_list args;                                                                                                  \
+        va_start(args, flags);                                                                                         \
+        const mode_t mode = modeArgument(flags, args);                                                                 \
+        va_end(args);                                                                                                  \
+        return openTracked(dirfd, path, flags, mode, at);                                                              \
+    }
+FERRYDECK_OPEN_WRAPPER(open, (const char *path, int flags, ...), AT_FDCWD, false)
+FERRYDECK_OPEN_WRAPPER(open64, (const char *path, int flags, ...), AT_FDCWD, false)
+FERRYDECK_OPEN_WRAPPER(openat, (int dirfd, const char *path, int flags, ...), dirfd, true)
+FERRYDECK_OPEN_WRAPPER(openat64, (int dirfd, const char *path, int flags, ...), dirfd, true)
 
 int close(int fd)
 {
