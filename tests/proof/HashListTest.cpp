@@ -5,9 +5,8 @@
 #include "support/MhlSchemas.h"
 #include "support/TestFiles.h"
 
+#include <fnmatch.h>
 #include <gtest/gtest.h>
-
-#include <regex>
 
 using namespace ferrydeck;
 using namespace ferrydeck::test;
@@ -81,8 +80,13 @@ TEST(HashList, GenerationsAreValidChainedAndReadBack)
     const auto written = first.writeGeneration(root, options, &error);
     ASSERT_TRUE(written) << error;
     EXPECT_EQ(written->number, 1);
-    EXPECT_TRUE(
-        std::regex_match(written->path, std::regex(".*/ascmhl/0001_A001_C002_\\d{4}-\\d\\d-\\d\\d_\\d{6}Z\\.mhl")));
+    // A pattern, not std::regex: GCC 12 warns inside <regex> under the sanitizers.
+    EXPECT_EQ(
+        ::fnmatch(
+            "*/ascmhl/0001_A001_C002_[0-9][0-9][0-9][0-9]-[0-9][0-9]-[0-9][0-9]_[0-9][0-9][0-9][0-9][0-9][0-9]Z.mhl",
+            written->path.c_str(), 0),
+        0)
+        << written->path;
     EXPECT_EQ(written->c4, *toolHashOfFile(HashMethod::C4, written->path));
     const std::string xml = readFile(written->path);
     EXPECT_NE(xml.find("<tool version=\""), std::string::npos);
