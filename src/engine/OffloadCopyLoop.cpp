@@ -26,8 +26,8 @@ namespace {
 // removed, or hidden by an unmount that left the bare mount point behind.
 bool folderInPlace(int folderFd, const std::string &path)
 {
-    struct stat opened {
-    }, named{};
+    struct stat opened {};
+    struct stat named {};
     if (::fstat(folderFd, &opened) != 0 || opened.st_nlink == 0) return false;
     return ::stat(path.c_str(), &named) == 0 && named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
 }
@@ -117,8 +117,8 @@ void OffloadInstance::offloadSourceFiles()
             }
             // The check read the copy by its path; it counts only when that
             // path still leads to the very file that was written.
-            struct stat info {
-            }, byPath{};
+            struct stat info {};
+            struct stat byPath {};
             const bool found = ::fstatat(parent.get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
             if (!failed && (!found || info.st_dev != copy.copyDevice || info.st_ino != copy.copyInode ||
                             ::lstat(destination.c_str(), &byPath) != 0 || byPath.st_dev != info.st_dev ||

@@ -32,9 +32,10 @@ bool renameUnsupported(int error)
 
 // Moves the finished temporary to its name; `unsupported` tells a file system
 // that offers no way to do it from a refusal.
-bool moveIntoPlace(const std::string &temporary, const std::string &path, bool replace, bool &unsupported)
+bool moveIntoPlace(const std::string &temporary, const std::string &path, const ReplaceOptions &options,
+                   bool &unsupported)
 {
-    if (replace) {
+    if (options.replaceExisting) {
         if (::rename(temporary.c_str(), path.c_str()) == 0) return true;
         unsupported = renameUnsupported(errno);
         return false;
@@ -47,7 +48,14 @@ bool moveIntoPlace(const std::string &temporary, const std::string &path, bool r
         return true;
     }
     unsupported = renameUnsupported(errno);
-    return false;
+    if (!unsupported || !options.checkThenRenameIfUnsupported) return false;
+    struct stat existing {};
+    if (::lstat(path.c_str(), &existing) == 0) {
+        errno = EEXIST;
+        return false;
+    }
+    unsupported = false;
+    return ::rename(temporary.c_str(), path.c_str()) == 0;
 }
 
 bool writeInPlace(const std::string &path, std::string_view bytes, const ReplaceOptions &options)
@@ -98,7 +106,7 @@ ReplaceResult replaceFileAtomically(const std::string &path, std::string_view by
     const bool closed = ::close(fd.release()) == 0;
     if (written && !closed) error = errno;
     bool unsupported = false;
-    const bool moved = written && closed && moveIntoPlace(temporary, path, options.replaceExisting, unsupported);
+    const bool moved = written && closed && moveIntoPlace(temporary, path, options, unsupported);
     if (!moved) {
         if (written && closed) error = errno;
         ::unlink(temporary.c_str());

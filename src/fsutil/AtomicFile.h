@@ -23,6 +23,10 @@ struct ReplaceOptions {
     // FUSE file systems (exFAT, NTFS drivers) may refuse renames and links:
     // then write straight to the name, not atomic but better than nothing.
     bool writeInPlaceIfRenameUnsupported = false;
+    // Without replaceExisting, where neither the no-replace rename nor links
+    // exist (exFAT): rename once the name is seen to be free. Only for a
+    // caller that keeps every other writer out of the folder meanwhile.
+    bool checkThenRenameIfUnsupported = false;
 };
 
 enum class ReplaceResult {

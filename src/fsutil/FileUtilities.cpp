@@ -20,8 +20,8 @@ namespace ferrydeck {
 
 bool FileUtilities::compareFileSize(const std::string &source, const std::string &destination)
 {
-    struct stat a {
-    }, b{};
+    struct stat a {};
+    struct stat b {};
     if (::lstat(source.c_str(), &a) != 0 || ::lstat(destination.c_str(), &b) != 0) return false;
     return a.st_size == b.st_size;
 }

@@ -1,5 +1,6 @@
 #include "proof/AscMhl.h"
 
+#include "fsutil/AtomicFile.h"
 #include "fsutil/UniqueFd.h"
 #include "proof/Hasher.h"
 
@@ -24,31 +25,6 @@ namespace {
 void setError(std::string *error, const std::string &text)
 {
     if (error) *error = text;
-}
-
-std::string parentOf(const std::string &path)
-{
-    const size_t slash = path.rfind('/');
-    return slash == std::string::npos ? std::string(".") : (slash == 0 ? std::string("/") : path.substr(0, slash));
-}
-
-// With writeFileAtomically below, to give way to fsutil's shared pair.
-bool writeAll(int fd, std::string_view bytes)
-{
-    while (!bytes.empty()) {
-        const ssize_t n = ::write(fd, bytes.data(), bytes.size());
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            return false;
-        }
-        bytes.remove_prefix(static_cast<size_t>(n));
-    }
-    return true;
-}
-
-bool renameUnsupported(int error)
-{
-    return error == EINVAL || error == ENOTSUP || error == EPERM || error == ENOSYS;
 }
 
 std::string escapeForPattern(const std::string &name)
@@ -317,49 +293,18 @@ std::optional<std::string> readSmallFile(const std::string &path, std::string *e
     }
 }
 
-// A private copy of the atomic replacement until fsutil's shared one lands.
 bool writeFileAtomically(const std::string &path, std::string_view bytes, bool mayReplace, std::string *error)
 {
-    const std::string folder = parentOf(path);
-    const size_t slash = path.rfind('/');
-    std::string temporary = folder + "/." + path.substr(slash == std::string::npos ? 0 : slash + 1) + ".XXXXXX";
-    UniqueFd fd(::mkostemp(temporary.data(), O_CLOEXEC));
-    if (!fd) {
-        setError(error, path + ": " + std::strerror(errno));
-        return false;
-    }
-    bool ok = ::fchmod(fd.get(), 0644) == 0 && writeAll(fd.get(), bytes) && ::fsync(fd.get()) == 0;
-    ok = ::close(fd.release()) == 0 && ok;
-    if (ok && mayReplace) {
-        ok = ::rename(temporary.c_str(), path.c_str()) == 0;
-    } else if (ok) {
-        // A generation is never rewritten: a taken name fails with EEXIST.
-        ok = ::renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0;
-        if (!ok && renameUnsupported(errno)) ok = ::link(temporary.c_str(), path.c_str()) == 0;
-        // exFAT has neither; the history folder is locked by its writer, so
-        // checking first is safe enough there.
-        if (!ok && renameUnsupported(errno)) {
-            struct stat existing {};
-            if (::lstat(path.c_str(), &existing) == 0) {
-                errno = EEXIST;
-            } else {
-                ok = ::rename(temporary.c_str(), path.c_str()) == 0;
-            }
-        }
-    }
+    fsutil::ReplaceOptions options;
+    options.replaceExisting = mayReplace;
+    // A generation is never rewritten; its writer holds the history folder's
+    // lock, so on exFAT checking the name before the rename is safe.
+    options.checkThenRenameIfUnsupported = true;
+    if (fsutil::replaceFileAtomically(path, bytes, options) == fsutil::ReplaceResult::Replaced) return true;
     const int failure = errno;
-    ::unlink(temporary.c_str());
-    if (!ok) {
-        setError(error, path + ": " + std::strerror(failure));
-        errno = failure;
-        return false;
-    }
-    UniqueFd directory(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!directory || ::fsync(directory.get()) != 0) {
-        setError(error, folder + ": " + std::strerror(errno));
-        return false;
-    }
-    return true;
+    setError(error, path + ": " + std::strerror(failure));
+    errno = failure;
+    return false;
 }
 
 } // namespace ferrydeck::mhl
