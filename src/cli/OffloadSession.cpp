@@ -2,6 +2,8 @@
 
 #include "cli/CliPaths.h"
 #include "cli/JobReport.h"
+#include "cli/ProgressBoard.h"
+#include "fsutil/SystemLog.h"
 #include "controller/AlertTexts.h"
 #include "controller/OffloadNamingScheme.h"
 #include "fsutil/FileUtilities.h"
@@ -72,6 +74,9 @@ void addCopyOptions(CLI::App &command, OffloadOptions &options)
     auto *logInCopy =
         command.add_flag("--log-in-copy,--log-to-offload-folder", options.logInCopy, "Save each log into its copy");
     logDir->excludes(logInCopy);
+    auto *noLog =
+        command.add_flag("--no-log", options.noLog, "Keep no log (by default each log is saved into its copy folder)");
+    noLog->excludes(logDir)->excludes(logInCopy);
     command.add_flag("--yes", options.yes, "Answer YES where the window would ask");
     command.add_flag("--json", options.json, "One JSON object per job on standard output");
     command.add_flag("--json-files", options.jsonFiles,
@@ -118,7 +123,7 @@ public:
     int showAlert(const std::string &title, const std::string &message,
                   const std::vector<std::string> &buttons) override
     {
-        std::fprintf(stderr, "%s: %s\n", title.c_str(), message.c_str());
+        printError(title + ": " + message + "\n");
         if (m_options.yes) {
             for (size_t i = 0; i < buttons.size(); ++i) {
                 if (buttons[i] == "YES") return static_cast<int>(i);
@@ -150,6 +155,9 @@ public:
     }
 
     std::function<void(const std::shared_ptr<OffloadInstance> &)> onFinished;
+    std::function<void(const std::string &)> printError = [](const std::string &text) {
+        std::fputs(text.c_str(), stderr);
+    };
     std::optional<std::string> chooseFolder(const std::string &, const std::string &) override { return std::nullopt; }
     std::optional<std::string> chooseSaveFile(const std::string &, const std::string &, const std::string &) override
     {
@@ -160,69 +168,15 @@ private:
     const OffloadOptions &m_options;
 };
 
-// One line per running job: redrawn in place on a terminal, printed every
-// two seconds otherwise.
-class OffloadSession::Progress {
-public:
-    explicit Progress(bool quiet)
-        : m_quiet(quiet)
-        , m_terminal(::isatty(STDERR_FILENO) == 1)
-    {
-    }
-
-    void draw(const std::vector<AppController::Job> &jobs)
-    {
-        if (m_quiet) return;
-        const auto now = std::chrono::steady_clock::now();
-        if (now - m_last < (m_terminal ? std::chrono::milliseconds(250) : std::chrono::seconds(2))) return;
-        m_last = now;
-        std::vector<std::string> lines;
-        for (const auto &job : jobs) {
-            const OffloadInstance::Status status = job->offloadStatus();
-            if (!m_terminal && status != OffloadInstance::kProcessing) continue;
-            lines.push_back(lineFor(*job));
-        }
-        if (m_terminal) {
-            // Back to the first line of the previous drawing, then over it.
-            if (m_drawn > 0) std::fprintf(stderr, "\033[%zuA", m_drawn);
-            for (const std::string &line : lines)
-                std::fprintf(stderr, "\r\033[K%s\n", line.c_str());
-            for (size_t extra = lines.size(); extra < m_drawn; ++extra)
-                std::fputs("\r\033[K\n", stderr);
-            m_drawn = std::max(m_drawn, lines.size());
-        } else {
-            for (const std::string &line : lines)
-                std::fprintf(stderr, "%s\n", line.c_str());
-        }
-        std::fflush(stderr);
-    }
-
-private:
-    static std::string lineFor(const OffloadInstance &job)
-    {
-        const auto shown = job.interface();
-        char text[512];
-        std::snprintf(text, sizeof text, "%-10s %s -> %s: %d/%llu files, %.1f/%.1f MB, left %s",
-                      OffloadInstance::statusText(job.offloadStatus()),
-                      path::lastComponent(job.sourceDirectory()).c_str(), job.fullOffloadPath().c_str(),
-                      job.itemsProcessed(), static_cast<unsigned long long>(job.totalFilesAtSource()),
-                      static_cast<double>(job.bytesCopied()) / 1e6, static_cast<double>(job.bytesAtSource()) / 1e6,
-                      shown->estimatedTimeRemaining().c_str());
-        return text;
-    }
-
-    bool m_quiet;
-    bool m_terminal;
-    size_t m_drawn = 0;
-    std::chrono::steady_clock::time_point m_last{};
-};
-
 OffloadSession::OffloadSession(OffloadOptions &options)
     : m_options(options)
     , m_loop(std::make_shared<StdMainLoop>())
     , m_view(std::make_shared<View>(options))
-    , m_progress(std::make_unique<Progress>(options.quiet || options.json || options.jsonFiles))
+    , m_progress(std::make_unique<ProgressBoard>(options.quiet || options.json || options.jsonFiles))
 {
+    // Alerts and diagnostics take the board's place instead of breaking it.
+    m_view->printError = [this](const std::string &text) { m_progress->print(text); };
+    setSystemLogWriter([this](const std::string &line) { m_progress->print(line); });
     g_interrupted = false;
     struct sigaction action {};
     action.sa_handler = onInterrupt;
@@ -235,6 +189,7 @@ OffloadSession::OffloadSession(OffloadOptions &options)
 OffloadSession::~OffloadSession()
 {
     m_controller.reset();
+    setSystemLogWriter(nullptr);
     for (size_t i = 0; i < std::size(kEndingSignals); ++i)
         ::sigaction(kEndingSignals[i], &m_previous[i], nullptr);
 }
@@ -287,6 +242,13 @@ int OffloadSession::loadSaved()
 int OffloadSession::prepare(bool sourcesRequired)
 {
     if (m_options.saved) loadSaved();
+    // Every offload keeps its log: into its copy folder unless told where, or told not to.
+    if (m_options.noLog) {
+        m_options.logDir.clear();
+        m_options.logInCopy = false;
+    } else if (m_options.logDir.empty()) {
+        m_options.logInCopy = true;
+    }
     if (m_options.destinations.empty()) return usage("no destination given (--dest DIR)");
     if (sourcesRequired && m_options.sources.empty()) return usage("no source given");
     for (std::string &source : m_options.sources) {
@@ -383,6 +345,8 @@ void OffloadSession::reportJobsAsTheyFinish()
 bool OffloadSession::report(const std::vector<AppController::Job> &jobs)
 {
     bool allCompleted = true;
+    // The summary takes the board's place; the board starts again below it.
+    m_progress->clear();
     for (const auto &job : jobs) {
         const OffloadInstance::Status status = job->offloadStatus();
         if (status != OffloadInstance::kCompleted) allCompleted = false;

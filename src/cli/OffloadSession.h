@@ -13,6 +13,8 @@
 
 namespace ferrydeck::cli {
 
+class ProgressBoard;
+
 // The options `offload` and `watch` share, as given on the command line.
 struct OffloadOptions {
     std::vector<std::string> sources;
@@ -28,6 +30,7 @@ struct OffloadOptions {
     int threads = 0;
     std::string logDir;
     bool logInCopy = false;
+    bool noLog = false;
     bool saved = false;
     bool yes = false;
     bool json = false;
@@ -85,14 +88,13 @@ public:
 
 private:
     class View;
-    class Progress;
     int loadSaved();
 
     OffloadOptions &m_options;
     std::shared_ptr<StdMainLoop> m_loop;
     std::shared_ptr<View> m_view;
     std::unique_ptr<AppController> m_controller;
-    std::unique_ptr<Progress> m_progress;
+    std::unique_ptr<ProgressBoard> m_progress;
     bool m_cancelled = false;
     // Restored when the session ends: INT, TERM, HUP, PIPE.
     struct sigaction m_previous[4]{};

@@ -21,7 +21,16 @@ std::string vformat(const char *format, va_list args)
     return std::string(buffer.data(), static_cast<size_t>(needed));
 }
 
+std::mutex g_mutex;
+std::function<void(const std::string &)> g_writer;
+
 } // namespace
+
+void setSystemLogWriter(std::function<void(const std::string &line)> writer)
+{
+    std::lock_guard lock(g_mutex);
+    g_writer = std::move(writer);
+}
 
 void systemLog(const char *format, ...)
 {
@@ -32,8 +41,8 @@ void systemLog(const char *format, ...)
     if (line.empty() || line.back() != '\n') line.push_back('\n');
     line.insert(0, "ferrydeck: ");
 
-    static std::mutex mutex;
-    std::lock_guard lock(mutex);
+    std::lock_guard lock(g_mutex);
+    if (g_writer) return g_writer(line);
     std::fwrite(line.data(), 1, line.size(), stderr);
     std::fflush(stderr);
 }
