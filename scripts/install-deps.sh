@@ -26,6 +26,8 @@ packages=(
   # gdbus, to relabel cards through udisks2 (udisksctl comes with the
   # desktop's udisks2; without it eject falls back to umount)
   libglib2.0-bin
+  # desktop notifications are tested on a private session bus (dbus-run-session, dbus-monitor)
+  dbus-daemon dbus-bin
 )
 if [[ "${1:-}" == "--bench" ]]; then
   packages+=(rsync rclone hyperfine)

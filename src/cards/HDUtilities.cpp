@@ -1,16 +1,23 @@
 #include "cards/HDUtilities.h"
 
+#include "cards/ARRIUtilities.h"
+#include "cards/BlackmagicRAWUtilities.h"
 #include "cards/BrightwaterQTUtilities.h"
 #include "cards/Canon5DUtilities.h"
 #include "cards/CanonAVCHDUtilities.h"
+#include "cards/CanonCinemaUtilities.h"
 #include "cards/CardPaths.h"
+#include "cards/DJIUtilities.h"
 #include "cards/GoProUtilities.h"
 #include "cards/JVCMP4Utilities.h"
 #include "cards/JVCQTUtilities.h"
 #include "cards/PanasonicAVCHDUtilities.h"
 #include "cards/PanasonicP2Utilities.h"
+#include "cards/REDTopReelUtilities.h"
 #include "cards/REDUtilities.h"
 #include "cards/SonyAVCHDUtilities.h"
+#include "cards/SonyVeniceUtilities.h"
+#include "cards/SonyXAVCUtilities.h"
 #include "cards/SonyXDCAMExUtilities.h"
 #include "cards/SonyXDCAMHDUtilities.h"
 #include "fsutil/DirectoryUtilities.h"
@@ -22,12 +29,31 @@
 
 namespace ferrydeck {
 
-std::vector<HDUtilities::Utility> HDUtilities::allUtilities()
+std::vector<HDUtilities::Utility> HDUtilities::laterUtilities()
+{
+    return {SonyXAVCUtilities::utility(),   ARRIUtilities::utility(),        BlackmagicRAWUtilities::utility(),
+            REDTopReelUtilities::utility(), CanonCinemaUtilities::utility(), SonyVeniceUtilities::utility(),
+            DJIUtilities::utility()};
+}
+
+namespace {
+
+std::vector<HDUtilities::Utility> originalUtilities()
 {
     return {PanasonicP2Utilities::utility(),    REDUtilities::utility(),         JVCMP4Utilities::utility(),
             JVCQTUtilities::utility(),          SonyXDCAMExUtilities::utility(), SonyXDCAMHDUtilities::utility(),
             PanasonicAVCHDUtilities::utility(), CanonAVCHDUtilities::utility(),  Canon5DUtilities::utility(),
             BrightwaterQTUtilities::utility(),  GoProUtilities::utility(),       SonyAVCHDUtilities::utility()};
+}
+
+} // namespace
+
+std::vector<HDUtilities::Utility> HDUtilities::allUtilities()
+{
+    std::vector<Utility> all = originalUtilities();
+    for (Utility &later : laterUtilities())
+        all.push_back(std::move(later));
+    return all;
 }
 
 HDUtilities::Utility HDUtilities::utilityForType(int32_t type)
@@ -62,7 +88,7 @@ int32_t HDUtilities::volumeTypeFromDrivePath(const std::string &drivePath)
 int32_t HDUtilities::volumeTypeFromFilePath(const std::string &filePath)
 {
     int32_t type = VolumeUtilities::kVolumeType;
-    for (const Utility &utility : allUtilities()) {
+    for (const Utility &utility : originalUtilities()) {
         if (utility->filePathMatchesVolumeStructure(filePath)) {
             type = utility->volumeType();
             break;
@@ -97,6 +123,13 @@ int32_t HDUtilities::volumeTypeFromFilePath(const std::string &filePath)
         break;
     default:
         break;
+    }
+    // A later camera only names what the original rules left unknown or took
+    // for a movie in general.
+    if (type == VolumeUtilities::kVolumeType || type == BrightwaterQTUtilities::kVolumeType) {
+        for (const Utility &utility : laterUtilities()) {
+            if (utility->filePathMatchesVolumeStructure(filePath)) return utility->volumeType();
+        }
     }
     return type;
 }

@@ -23,6 +23,11 @@ public:
     // One instance of each registered type in registry order, which decides
     // every tie in recognition.
     static std::vector<Utility> allUtilities();
+    // The types of later cameras, numbered after the original ones and tried
+    // only after all of them, so that no drive or file an original rule
+    // recognises changes its answer. A file is given to one of them only when
+    // the original rules call it unknown or a movie in general.
+    static std::vector<Utility> laterUtilities();
     // The undefined type (11, "Volume") for an id no registered type has.
     static Utility utilityForType(int32_t type);
     static std::string volumeTitleForType(int32_t type);

@@ -57,6 +57,9 @@ public:
     // format; true on success. The base touches nothing and answers false.
     // Every procedure first makes sure the path is a removable volume.
     virtual bool reformatDrivePath(const std::string &drivePath) const;
+    // Whether we know what the card must look like after a reformat. Types
+    // without such knowledge are formatted in their camera, never by us.
+    virtual bool reformatLayoutKnown() const { return true; }
     virtual std::optional<std::vector<std::string>> audioFilesForMoviePath(const std::string &moviePath) const;
     virtual std::optional<std::string> dataFilePathForVideoFile(const std::string &videoPath) const;
     virtual std::optional<std::string> xmlFileForPath(const std::string &path) const;

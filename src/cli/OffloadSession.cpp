@@ -278,7 +278,9 @@ int OffloadSession::prepare(bool sourcesRequired)
         if (!path::isDirectory(m_options.logDir))
             return usage("log folder " + m_options.logDir + " is not an existing folder");
     }
-    if (m_options.scheme == "custom" && m_options.name.empty()) return usage("--scheme custom needs --name TEXT");
+    // A saved custom scheme without a name copies into the destination itself, as the window does.
+    if (m_options.scheme == "custom" && m_options.name.empty() && m_options.given.count("--scheme"))
+        return usage("--scheme custom needs --name TEXT");
 
     AppController::Options controllerOptions;
     const bool sound = m_options.sound;

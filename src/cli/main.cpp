@@ -53,9 +53,10 @@ int main(int argc, char **argv)
         app.exit(error);
         return kExitUsage;
     }
+    // No command is a usage error: a script that lost its command must not pass.
     if (app.get_subcommands().empty()) {
-        std::fputs(app.help().c_str(), stdout);
-        return kExitOk;
+        std::fputs(app.help().c_str(), stderr);
+        return kExitUsage;
     }
     return exitCode;
 }

@@ -22,6 +22,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace ferrydeck {
@@ -160,6 +161,23 @@ public:
     // is not a card's); `dropped` for a job taken off the queue before it ran.
     void recordJobInHistory(const Job &job, bool dropped);
     void playOffloadCompleteSound();
+
+    // How a card's offload ended, once the last of its jobs is over.
+    struct CardOutcome {
+        std::string card; // the card's mount path when it was queued
+        size_t jobs = 0;
+        size_t failedJobs = 0; // jobs that did not complete
+        size_t filesVerified = 0;
+        size_t filesFailed = 0;
+    };
+    using CardFinished = std::function<void(const CardOutcome &)>;
+    // Called on the last job's thread when a card's jobs are all over,
+    // completed or not; nothing is called while none is set.
+    void setCardFinishedHandler(CardFinished handler) { m_cardFinished.set(std::move(handler)); }
+    // The desktop notification front ends enable as that handler.
+    static void notifyDesktop(const CardOutcome &outcome);
+    // Its title and body.
+    static std::pair<std::string, std::string> cardNotificationText(const CardOutcome &outcome);
     // The desktop's own sounds; what Options::playSound does when not given.
     static void playSystemSound(const std::string &name);
 
@@ -237,6 +255,7 @@ private:
     std::vector<Job> collectJobsWithStatus(OffloadInstance::Status status);
     // Space checks of one destination folder run in queue order, whichever
     // listing finishes first.
+    void reportCardIfFinished(const Job &job);
     void waitForSpaceCheckTurn(const Job &job);
     void endSpaceCheck(const Job &job);
 
@@ -286,6 +305,9 @@ private:
     mutable std::mutex m_cardsMutex;
     std::vector<std::pair<std::weak_ptr<OffloadInstance>, OffloadHistory::Ticket>> m_tickets;
     std::map<std::string, std::vector<OffloadHistory::File>> m_takenCards;
+    // Card jobs that have ended, until the card is reported.
+    std::vector<std::weak_ptr<OffloadInstance>> m_endedCardJobs;
+    Guarded<CardFinished> m_cardFinished;
 
     Guarded<std::vector<ThreadPool::Thread>> m_overflowPool;
 

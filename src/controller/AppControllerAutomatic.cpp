@@ -2,6 +2,7 @@
 
 #include "cards/Canon5DUtilities.h"
 #include "cards/CanonAVCHDUtilities.h"
+#include "cards/HDUtilities.h"
 #include "cards/JVCMP4Utilities.h"
 #include "cards/JVCQTUtilities.h"
 #include "cards/PanasonicAVCHDUtilities.h"
@@ -155,7 +156,7 @@ bool AppController::isDirectoryARemovableDrive(const std::string &path) const
 
 void AppController::populateMediaTitles()
 {
-    const std::vector<std::string> titles{
+    std::vector<std::string> titles{
         "Any Volume",
         CanonAVCHDUtilities::utility()->volumeTitle(),
         Canon5DUtilities::utility()->volumeTitle(),
@@ -166,6 +167,9 @@ void AppController::populateMediaTitles()
         REDUtilities::utility()->volumeTitle(),
         SonyXDCAMExUtilities::utility()->volumeTitle(),
     };
+    // Later cameras follow, so that a stored choice keeps its index.
+    for (const auto &utility : HDUtilities::laterUtilities())
+        titles.push_back(utility->volumeTitle());
     m_listMediaTitles.set(std::move(titles));
 }
 

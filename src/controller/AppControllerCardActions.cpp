@@ -3,6 +3,7 @@
 #include "controller/ReformatGate.h"
 
 #include "fsutil/AttachedVolume.h"
+#include "fsutil/DesktopNotification.h"
 #include "fsutil/DirectoryUtilities.h"
 #include "fsutil/FileUtilities.h"
 #include "fsutil/Resources.h"
@@ -108,6 +109,66 @@ void AppController::recordJobInHistory(const Job &job, bool dropped)
         entry.files.push_back({file.substr(prefix.size()), details->rawFileSize(), details->rawModificationTime()});
     }
     offloadHistory().recordJob(*ticket, entry);
+}
+
+void AppController::reportCardIfFinished(const Job &job)
+{
+    const CardFinished handler = m_cardFinished.get();
+    const std::optional<OffloadHistory::Ticket> ticket = ticketOf(job);
+    if (!handler || !ticket) return;
+    std::vector<Job> siblings;
+    {
+        // Marking and checking under one lock: of jobs ending together,
+        // exactly one sees all of them ended and reports the card.
+        std::lock_guard lock(m_cardsMutex);
+        std::erase_if(m_endedCardJobs, [](const auto &ended) { return ended.expired(); });
+        m_endedCardJobs.push_back(job);
+        const auto ended = [this](const Job &other) {
+            return std::any_of(m_endedCardJobs.begin(), m_endedCardJobs.end(),
+                               [&other](const auto &held) { return held.lock() == other; });
+        };
+        for (const auto &[held, other] : m_tickets) {
+            const Job sibling = held.lock();
+            if (!sibling || other.identity != ticket->identity || other.queuedAt != ticket->queuedAt) continue;
+            if (!ended(sibling)) return;
+            siblings.push_back(sibling);
+        }
+        std::erase_if(m_endedCardJobs, [&siblings](const auto &held) {
+            return std::find(siblings.begin(), siblings.end(), held.lock()) != siblings.end();
+        });
+    }
+    CardOutcome outcome;
+    outcome.card = job->sourceDirectory();
+    for (const Job &sibling : siblings) {
+        ++outcome.jobs;
+        if (sibling->offloadStatus() != OffloadInstance::kCompleted) ++outcome.failedJobs;
+        for (const auto &details : sibling->fileDetails()) {
+            if (details->rawStatus() == FileCopyDetails::kCopyVerified) ++outcome.filesVerified;
+            else if (details->rawStatus() == FileCopyDetails::kCopyError) ++outcome.filesFailed;
+        }
+    }
+    try {
+        handler(outcome);
+    } catch (const std::exception &error) {
+        systemLog("could not report the end of card %s: %s", outcome.card.c_str(), error.what());
+    }
+}
+
+std::pair<std::string, std::string> AppController::cardNotificationText(const CardOutcome &outcome)
+{
+    const std::string name = path::lastComponent(outcome.card);
+    std::string title = outcome.failedJobs == 0 ? stringWithFormat("Card %s offloaded", name.c_str())
+                                                : stringWithFormat("Card %s: offload failed", name.c_str());
+    std::string body =
+        stringWithFormat("%zu file copies verified, %zu failed; %zu of %zu jobs completed", outcome.filesVerified,
+                         outcome.filesFailed, outcome.jobs - outcome.failedJobs, outcome.jobs);
+    return {std::move(title), std::move(body)};
+}
+
+void AppController::notifyDesktop(const CardOutcome &outcome)
+{
+    const auto [title, body] = cardNotificationText(outcome);
+    DesktopNotification::send(title, body);
 }
 
 bool AppController::cardIsBusyOrUnchanged(const std::string &identity, const std::string &mountPath) const

@@ -61,6 +61,7 @@ void AppController::processingOfInstanceCompleted(const Job &job)
         }
         if (m_settings.playSound()) playOffloadCompleteSound();
     }
+    reportCardIfFinished(job);
     if (m_settings.autoSaveLogs()) autoSaveLogForInstance(job);
     redistributeThreadsFromInstance(job);
     std::lock_guard lock(m_lockInterface);

@@ -1,5 +1,6 @@
 #include "controller/ReformatGate.h"
 
+#include "cards/HDUtilities.h"
 #include "cards/PanasonicP2Utilities.h"
 #include "cards/VolumeUtilities.h"
 #include "engine/OffloadInstance.h"
@@ -88,6 +89,11 @@ std::optional<std::string> ReformatGate::notACard(const std::string &mountPath, 
                                 mountPath.c_str());
     if (cardType == VolumeUtilities::kVolumeType)
         return stringWithFormat("%s holds no known card structure", mountPath.c_str());
+    const auto utility = HDUtilities::utilityForType(cardType);
+    if (!utility->reformatLayoutKnown())
+        return stringWithFormat("%s is a %s card, whose layout after a format is not known: format this card in its "
+                                "camera",
+                                mountPath.c_str(), utility->volumeTitle().c_str());
     return std::nullopt;
 }
 

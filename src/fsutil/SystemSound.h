@@ -6,7 +6,8 @@ namespace ferrydeck {
 
 // Short notification sounds through the desktop's sound service. Playing is
 // asynchronous and best effort: without a sound device, a sound server or
-// libcanberra at build time nothing is heard and nothing fails.
+// libcanberra at build time nothing is heard and nothing fails; one line on
+// standard error says so, once per process.
 class SystemSound {
 public:
     // A freedesktop sound-theme event such as "complete".

@@ -70,6 +70,8 @@ int main(int argc, char **argv)
     if (!screenshotDirectory.isEmpty()) return ferrydeck::ScreenshotTour::run(screenshotDirectory);
 
     ferrydeck::FerrydeckMainWindow window;
+    // The operator may be away from the window when a card is done.
+    window.controller().setCardFinishedHandler(&ferrydeck::AppController::notifyDesktop);
     window.show();
     return QApplication::exec();
 }

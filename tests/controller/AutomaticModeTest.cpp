@@ -160,7 +160,7 @@ TEST_F(AutomaticModeTest, DriveListsHoldRemovableCardsThenLocalVolumesAndTheMedi
     EXPECT_TRUE(controller->isDirectoryARemovableDrive(dir / "media/ZED"));
     EXPECT_FALSE(controller->isDirectoryARemovableDrive(dir / "media/ZED/CLIP"));
     const auto titles = controller->listMediaTitles();
-    ASSERT_EQ(titles.size(), 9u);
+    ASSERT_EQ(titles.size(), 16u);
     EXPECT_EQ(titles.front(), "Any Volume");
 }
 
