@@ -11,12 +11,9 @@
 #include <nlohmann/json.hpp>
 
 #include <sys/mount.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <filesystem>
 #include <functional>
 
@@ -52,18 +49,6 @@ void PrintTo(const FaultRow &row, std::ostream *out)
 bool isCommand(const FaultRow &row)
 {
     return row.fault || row.entry;
-}
-
-bool makeSocket(const std::string &path)
-{
-    sockaddr_un address{};
-    if (path.size() >= sizeof address.sun_path) return false;
-    address.sun_family = AF_UNIX;
-    std::strcpy(address.sun_path, path.c_str());
-    const int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
-    const bool bound = fd >= 0 && ::bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
-    if (fd >= 0) ::close(fd);
-    return bound;
 }
 
 void runCommand(const FaultRow &row, const TempDir &dir, std::string &log)

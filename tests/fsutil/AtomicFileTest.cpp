@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <dirent.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -15,17 +14,6 @@ namespace ferrydeck {
 namespace {
 
 using fsutil::ReplaceResult;
-
-int entryCount(const std::string &folder)
-{
-    int count = 0;
-    if (DIR *dir = ::opendir(folder.c_str())) {
-        while (const dirent *entry = ::readdir(dir))
-            count += entry->d_name[0] != '.';
-        ::closedir(dir);
-    }
-    return count;
-}
 
 TEST(AtomicFile, ReplacesWithTheCallersModeOrRefusesATakenName)
 {
@@ -60,7 +48,7 @@ TEST(AtomicFile, ReplacesWithTheCallersModeOrRefusesATakenName)
         if (c.result == ReplaceResult::Replaced) {
             EXPECT_EQ(info.st_mode & 07777, c.mode);
         }
-        EXPECT_EQ(entryCount(dir.path()), 1) << "a temporary was left behind";
+        EXPECT_EQ(test::listFolder(dir.path()), std::vector<std::string>{"file.txt"}) << "a temporary was left behind";
     }
 }
 

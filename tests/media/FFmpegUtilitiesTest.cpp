@@ -76,17 +76,6 @@ TEST(FFmpegTables, EncodersAndExtensions)
     EXPECT_EQ(FFmpegUtilities::findFileExtensionsForCodec(10), (Args{"wmv"}));
 }
 
-TEST(FFmpegTables, DefaultLocationUnlessConfigured)
-{
-    ::unsetenv("FERRYDECK_FFMPEG");
-    EXPECT_EQ(FFmpegUtilities::ffmpegPath(), "/usr/local/bin/ffmpeg");
-    ::setenv("FERRYDECK_FFMPEG", "", 1);
-    EXPECT_EQ(FFmpegUtilities::ffmpegPath(), "/usr/local/bin/ffmpeg");
-    ::setenv("FERRYDECK_FFMPEG", "/opt/ff/ffmpeg", 1);
-    EXPECT_EQ(FFmpegUtilities::ffmpegPath(), "/opt/ff/ffmpeg");
-    ::unsetenv("FERRYDECK_FFMPEG");
-}
-
 TEST(FFmpegDescription, StreamFactsOfVideoAndAudio)
 {
     EXPECT_EQ(FFmpegUtilities::findFFmpegVideoCodec(kDescription), "h264");
