@@ -9,12 +9,7 @@
 #include <unistd.h>
 
 using namespace ferrydeck;
-using ferrydeck::test::EnvironmentGuard;
-using ferrydeck::test::exists;
-using ferrydeck::test::listFolder;
-using ferrydeck::test::readFile;
-using ferrydeck::test::TempDir;
-using ferrydeck::test::writeFile;
+using namespace ferrydeck::test;
 
 TEST(PreferencesStore, FileLocationFollowsTheEnvironment)
 {
