@@ -70,6 +70,10 @@ TEST(PreferencesStore, DamagedFileIsKeptAsideAndDefaultsLoad)
         EXPECT_TRUE(store.keys().empty());
         EXPECT_EQ(readFile(file + ".bad"), content);
         EXPECT_FALSE(exists(file));
+        // The next save succeeds and leaves the damaged file where it was put.
+        store.setObject("presets", 1);
+        EXPECT_TRUE(store.save());
+        EXPECT_EQ(readFile(file + ".bad"), content);
     }
 }
 
