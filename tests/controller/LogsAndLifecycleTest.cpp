@@ -1,7 +1,6 @@
 #include "ControllerFixture.h"
 #include "support/EnvironmentGuard.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace ferrydeck::test {
@@ -49,9 +48,7 @@ TEST_F(Logs, AutomaticSaveThatCannotWriteFallsBackToTheStateFolderAndSaysWhere)
         ASSERT_EQ(view->titles().back(), "Log Saved Elsewhere");
         EXPECT_NE(view->alerts().back().message.find("saved as \"" + expected + "\""), std::string::npos);
     }
-    struct stat info {};
-    ASSERT_EQ(::stat((dir / "state/ferrydeck/logs").c_str(), &info), 0);
-    EXPECT_EQ(info.st_mode & 0777, 0700u);
+    EXPECT_EQ(statOf(dir / "state/ferrydeck/logs").st_mode & 0777, 0700u);
 }
 
 TEST_F(Logs, FailedWritesLeaveTheJobUnsavedAndManualSaveReports)

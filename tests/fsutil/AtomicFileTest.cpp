@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/stat.h>
-
 #include <cerrno>
 #include <thread>
 #include <vector>
@@ -43,10 +41,8 @@ TEST(AtomicFile, ReplacesWithTheCallersModeOrRefusesATakenName)
             EXPECT_EQ(errno, EEXIST);
         }
         EXPECT_EQ(test::readFile(target), c.contents);
-        struct stat info {};
-        ASSERT_EQ(::stat(target.c_str(), &info), 0);
         if (c.result == ReplaceResult::Replaced) {
-            EXPECT_EQ(info.st_mode & 07777, c.mode);
+            EXPECT_EQ(test::statOf(target).st_mode & 07777, c.mode);
         }
         EXPECT_EQ(test::listFolder(dir.path()), std::vector<std::string>{"file.txt"}) << "a temporary was left behind";
     }

@@ -15,17 +15,6 @@
 using ferrydeck::FileCopy;
 using namespace ferrydeck::test;
 
-namespace {
-
-struct stat statOf(const std::string &path)
-{
-    struct stat info {};
-    EXPECT_EQ(::lstat(path.c_str(), &info), 0) << path;
-    return info;
-}
-
-} // namespace
-
 class FileCopyPaths : public ::testing::TestWithParam<bool> {};
 
 TEST_P(FileCopyPaths, CopiesBytesModeAndTimes)

@@ -41,9 +41,7 @@ TEST(PreferencesStore, FirstStartIsEmptyAndSaveCreatesThePrivateFile)
     store.setObject("destination_0", {{"destinationPath", "/a"}, {"inUse", true}});
     ASSERT_TRUE(store.save());
     EXPECT_EQ(listFolder(dir / "config/ferrydeck"), std::vector<std::string>{"preferences.json"});
-    struct stat info {};
-    ASSERT_EQ(::stat(store.filePath().c_str(), &info), 0);
-    EXPECT_EQ(info.st_mode & 0777, 0600u);
+    EXPECT_EQ(statOf(store.filePath()).st_mode & 0777, 0600u);
 
     PreferencesStore reloaded(store.filePath());
     EXPECT_TRUE(reloaded.load());
@@ -102,9 +100,7 @@ TEST(PreferencesStore, FifoDeviceOrHugeFileGiveDefaultsAtOnceAndOnlyARegularFile
         EXPECT_EQ(reader.loadWithoutRepair(), entry.movedAside);
         testing::internal::GetCapturedStderr();
     }
-    struct stat info {};
-    ASSERT_EQ(::lstat((dir / "fifo.json").c_str(), &info), 0);
-    EXPECT_TRUE(S_ISFIFO(info.st_mode));
+    EXPECT_TRUE(S_ISFIFO(statOf(dir / "fifo.json").st_mode));
 }
 
 TEST(PreferencesStore, FailedSaveReportsKeepsTheOldFileAndTheValuesInMemory)

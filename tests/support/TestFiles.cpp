@@ -77,6 +77,13 @@ bool exists(const std::string &path)
     return ::lstat(path.c_str(), &info) == 0;
 }
 
+struct stat statOf(const std::string &path)
+{
+    struct stat info {};
+    EXPECT_EQ(::lstat(path.c_str(), &info), 0) << path;
+    return info;
+}
+
 bool makeSocket(const std::string &path)
 {
     sockaddr_un address{};
