@@ -87,7 +87,7 @@ TEST(CliReformat, RefusesAFixedDiskFolderAndReformatsACard)
     EXPECT_EQ(listTree(media / "PLAIN"), plain);
 }
 
-TEST(CliVolumes, ListsCardsAndLocalVolumesAsJson)
+TEST(CliVolumes, ListsCardsAndLocalVolumesAsJsonOrATableAndRefusesAMissingMediaRoot)
 {
     TempDir root;
     makeDirectory(root / "CARD_B");
@@ -114,20 +114,14 @@ TEST(CliVolumes, ListsCardsAndLocalVolumesAsJson)
     EXPECT_TRUE(std::is_sorted(localPaths.begin(), localPaths.end()));
     EXPECT_NE(std::find(localPaths.begin(), localPaths.end(), "/"), localPaths.end());
     EXPECT_NE(std::find(localPaths.begin(), localPaths.end(), root / "CARD_B"), localPaths.end());
-}
 
-TEST(CliVolumes, PrintsATableAndRefusesAMissingMediaRoot)
-{
-    TempDir root;
-    makeDirectory(root / "CARD_A");
     const CliRun::Result table = cli(root.path(), {"volumes"});
     ASSERT_EQ(table.exitCode, 0);
-    EXPECT_NE(table.out.find("Removable volumes:\n  removable  CARD_A"), std::string::npos) << table.out;
+    EXPECT_NE(table.out.find("Removable volumes:\n  removable  A \"quoted\" card "), std::string::npos) << table.out;
+    EXPECT_NE(table.out.find("\n  removable  CARD_B "), std::string::npos) << table.out;
     EXPECT_NE(table.out.find("Local volumes:"), std::string::npos);
-
-    const CliRun::Result empty = cli(root / "CARD_A", {"volumes", "--json"});
+    const CliRun::Result empty = cli(root / "CARD_B", {"volumes", "--json"});
     EXPECT_EQ(nlohmann::json::parse(empty.out)["removable"], nlohmann::json::array());
-
     EXPECT_EQ(cli(root / "missing", {"volumes", "--json"}).exitCode, 2);
     EXPECT_EQ(cli(root.path(), {"volumes", "--bogus"}).exitCode, 2);
 }

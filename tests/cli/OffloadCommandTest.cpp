@@ -48,6 +48,7 @@ TEST(OffloadCommand, BadInputExitsTwoAndTouchesNothing)
         {dir / "card", "--dest", dir / "card"},       // the source itself
         {dir / "card", "--dest", dir / "card/inner"}, // inside the source
         {dir / "card", "--dest", dir / "dest", "--verify", "maybe"},
+        {dir / "card", "--dest", dir / "dest", "--threads", "0"},
         {dir / "card", "--dest", dir / "dest", "--scheme", "custom"},
         {dir / "card", "--dest", dir / "dest", "--log-dir", dir / "nologs"},
         {dir / "card", "--dest", dir / "dest", "--log-dir", dir / "dest", "--log-in-copy"},
@@ -57,6 +58,13 @@ TEST(OffloadCommand, BadInputExitsTwoAndTouchesNothing)
         EXPECT_EQ(result.exitCode, 2) << arguments.back();
         EXPECT_TRUE(result.out.empty()) << arguments.back();
     }
+    // Where the window would refuse with an alert, its title and message follow the command's own line.
+    EXPECT_EQ(offload({dir / "card", "--dest", dir / "card/inner"}).err,
+              "ferrydeck-cli: destination " + dir / "card/inner" +
+                  " lies inside a source\nError: Directory could not be added for the following reason:\nDirectory " +
+                  dir / "card" +
+                  " is listed as a offload destination.  A directory cannot be both a source and a destination.\n"
+                  "Please correct the above error & try again\n");
     EXPECT_TRUE(listFolder(dir / "dest").empty());
     EXPECT_TRUE(listFolder(dir / "card/inner").empty());
     EXPECT_FALSE(exists(dir / "nowhere"));

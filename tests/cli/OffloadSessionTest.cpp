@@ -5,8 +5,6 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <sys/stat.h>
-
 using namespace ferrydeck;
 using namespace ferrydeck::test;
 
@@ -46,8 +44,7 @@ TEST(OffloadSession, SavedPreferencesGiveDestinationsAndOptionsAndAreNeverWritte
     makeDirectory(dir / "two");
     makeDirectory(dir / "three");
     const std::string before = savePreferences(dir);
-    struct stat beforeStat {};
-    ASSERT_EQ(::stat((dir / "config/preferences.json").c_str(), &beforeStat), 0);
+    const ino_t inode = statOf(dir / "config/preferences.json").st_ino;
 
     auto run = offload(dir, {dir / "card", "--saved", "--json"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
@@ -64,10 +61,8 @@ TEST(OffloadSession, SavedPreferencesGiveDestinationsAndOptionsAndAreNeverWritte
     EXPECT_EQ(jobs[0]["destination"], dir / "one/card");
     EXPECT_EQ(jobs[1]["destination"], dir / "three/card");
 
-    struct stat afterStat {};
-    ASSERT_EQ(::stat((dir / "config/preferences.json").c_str(), &afterStat), 0);
     EXPECT_EQ(readFile(dir / "config/preferences.json"), before);
-    EXPECT_EQ(afterStat.st_ino, beforeStat.st_ino);
+    EXPECT_EQ(statOf(dir / "config/preferences.json").st_ino, inode);
 }
 
 TEST(OffloadSession, DamagedSavedPreferencesAreLeftWhereTheyAre)

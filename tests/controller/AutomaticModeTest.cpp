@@ -24,13 +24,6 @@ protected:
         controller->ferrydeckSettings().setOffloadModeIndex(1);
         controller->toggleOffloadMode();
     }
-    std::vector<std::string> queuedSources() const
-    {
-        std::vector<std::string> sources;
-        for (const auto &job : controller->listOffloadInstances())
-            sources.push_back(job->sourceDirectory());
-        return sources;
-    }
 
 private:
     std::unique_ptr<ScopedMediaRoot> m_media;

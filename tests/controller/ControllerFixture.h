@@ -109,6 +109,20 @@ protected:
             writeSizedFile(dir / (name + "/CLIP/" + std::to_string(i) + ".MOV"), 3000, i);
         return dir / name;
     }
+    // Logs saved into `folder` (made here when `make` is set) rather than into the copy.
+    void logToFolder(const std::string &folder, bool make = true)
+    {
+        if (make) makeDirectory(folder);
+        controller->ferrydeckSettings().setLogOptionIndex(0);
+        controller->ferrydeckSettings().setTextLogDirectory(folder);
+    }
+    std::vector<std::string> queuedSources() const
+    {
+        std::vector<std::string> sources;
+        for (const auto &job : controller->listOffloadInstances())
+            sources.push_back(job->sourceDirectory());
+        return sources;
+    }
     // Queues `sources`, lets them be listed and starts them; returns once every job ran.
     void offload(const std::vector<std::string> &sources)
     {

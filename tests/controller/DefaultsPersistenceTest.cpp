@@ -138,31 +138,3 @@ TEST_F(Defaults, DamagedEntriesLoadWhatCanBeRead)
     ASSERT_EQ(pathsOf(run.destinations), (std::vector<std::string>{"", "/b"}));
     EXPECT_TRUE(run.destinations[0]->inUse());
 }
-
-TEST_F(Defaults, BrokenFileStartsWithDefaultsAndTheNextSaveSucceeds)
-{
-    writeFile(file(), R"({"presets": {"ejectCard": true, "amountOfThr)");
-    testing::internal::CaptureStderr();
-    AppRun run(file());
-    testing::internal::GetCapturedStderr();
-    EXPECT_FALSE(run.settings.ejectCard());
-    EXPECT_TRUE(run.destinations.empty());
-    EXPECT_TRUE(DefaultsPersistence::saveDefaults(run.store, run.settings, destinationsAt({"/a"}), std::nullopt));
-    EXPECT_EQ(pathsOf(AppRun(file()).destinations), std::vector<std::string>{"/a"});
-    EXPECT_EQ(readFile(file() + ".bad"), R"({"presets": {"ejectCard": true, "amountOfThr)");
-}
-
-TEST_F(Defaults, UnwritablePreferencesLoseNothingInMemory)
-{
-    writeFile(m_dir / "blocker", "a file where the folder should be");
-    PreferencesStore store(m_dir / "blocker/ferrydeck/preferences.json");
-    FerrydeckSettings settings(4);
-    settings.setAmountOfCopyThreads(12);
-    const List destinations = destinationsAt({"/a", "/b"});
-    testing::internal::CaptureStderr();
-    EXPECT_FALSE(DefaultsPersistence::saveDefaults(store, settings, destinations, std::nullopt));
-    EXPECT_NE(testing::internal::GetCapturedStderr().find("not saved"), std::string::npos);
-    EXPECT_EQ(store.objectForKey("presets")->at("amountOfThreads"), 12);
-    EXPECT_EQ(store.objectForKey("destination_1")->at("destinationPath"), "/b");
-    EXPECT_EQ(settings.amountOfCopyThreads(), 10);
-}

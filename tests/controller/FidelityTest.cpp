@@ -9,14 +9,6 @@ namespace {
 class Fidelity : public ControllerTest {
 protected:
     void TearDown() override { VolumeService::setCurrent(nullptr); }
-
-    std::vector<std::string> queuedSources() const
-    {
-        std::vector<std::string> sources;
-        for (const auto &job : controller->listOffloadInstances())
-            sources.push_back(job->sourceDirectory());
-        return sources;
-    }
 };
 
 TEST_F(Fidelity, AddAllMediaQueuesEachRemovableVolumeOnceAndNoLocalDisk)

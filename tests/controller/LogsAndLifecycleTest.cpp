@@ -1,7 +1,6 @@
 #include "ControllerFixture.h"
 #include "support/EnvironmentGuard.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace ferrydeck::test {
@@ -13,9 +12,7 @@ using Lifecycle = ControllerTest;
 TEST_F(Logs, AutomaticSavesNeverReplaceAnEarlierLog)
 {
     make();
-    makeDirectory(dir / "logs");
-    controller->ferrydeckSettings().setLogOptionIndex(0);
-    controller->ferrydeckSettings().setTextLogDirectory(dir / "logs");
+    logToFolder(dir / "logs");
     auto job = OffloadInstance::create(dir / "CARD1", dir / "Backup");
     job->setFullOffloadPath(dir / "Backup/CARD1");
     ASSERT_TRUE(controller->autoSaveLogForInstance(job));
@@ -36,12 +33,11 @@ TEST_F(Logs, AutomaticSaveThatCannotWriteFallsBackToTheStateFolderAndSaysWhere)
     make();
     writeFile(dir / "plain", "x");
     const EnvironmentGuard state("XDG_STATE_HOME", (dir / "state").c_str());
-    controller->ferrydeckSettings().setLogOptionIndex(0);
     // A missing folder, and a file where the folder should be.
     int saved = 0;
     for (const std::string &folder : {dir / "no/such/folder", dir / "plain"}) {
         SCOPED_TRACE(folder);
-        controller->ferrydeckSettings().setTextLogDirectory(folder);
+        logToFolder(folder, false);
         auto job = OffloadInstance::create(dir / "CARD1", dir / "Backup");
         job->setFullOffloadPath(dir / "Backup/CARD1");
         ASSERT_TRUE(controller->autoSaveLogForInstance(job));
@@ -52,9 +48,7 @@ TEST_F(Logs, AutomaticSaveThatCannotWriteFallsBackToTheStateFolderAndSaysWhere)
         ASSERT_EQ(view->titles().back(), "Log Saved Elsewhere");
         EXPECT_NE(view->alerts().back().message.find("saved as \"" + expected + "\""), std::string::npos);
     }
-    struct stat info {};
-    ASSERT_EQ(::stat((dir / "state/ferrydeck/logs").c_str(), &info), 0);
-    EXPECT_EQ(info.st_mode & 0777, 0700u);
+    EXPECT_EQ(statOf(dir / "state/ferrydeck/logs").st_mode & 0777, 0700u);
 }
 
 TEST_F(Logs, FailedWritesLeaveTheJobUnsavedAndManualSaveReports)
@@ -63,8 +57,7 @@ TEST_F(Logs, FailedWritesLeaveTheJobUnsavedAndManualSaveReports)
     // Neither the asked folder nor the state folder can take the log.
     writeFile(dir / "plain", "x");
     const EnvironmentGuard state("XDG_STATE_HOME", (dir / "plain").c_str());
-    controller->ferrydeckSettings().setLogOptionIndex(0);
-    controller->ferrydeckSettings().setTextLogDirectory(dir / "no/such/folder");
+    logToFolder(dir / "no/such/folder", false);
     auto job = OffloadInstance::create(dir / "CARD1", dir / "Backup");
     EXPECT_FALSE(controller->autoSaveLogForInstance(job));
     EXPECT_FALSE(job->logWasSaved());
@@ -77,8 +70,7 @@ TEST_F(Logs, FailedWritesLeaveTheJobUnsavedAndManualSaveReports)
     ASSERT_EQ(view->titles(), std::vector<std::string>{"Log File Not Saved"});
     EXPECT_EQ(view->alerts()[0].message, "The log file was not saved.");
 
-    makeDirectory(dir / "logs");
-    controller->ferrydeckSettings().setTextLogDirectory(dir / "logs");
+    logToFolder(dir / "logs");
     view->acceptSave = true;
     controller->saveLog();
     EXPECT_TRUE(exists(dir / "logs/Backup.txt"));
@@ -125,9 +117,7 @@ TEST_F(Lifecycle, QuittingAsksOnceOnlyWhileJobsProcess)
 TEST_F(Lifecycle, YesToUnsavedLogsAtQuitSavesEveryListedJob)
 {
     make();
-    makeDirectory(dir / "logs");
-    controller->ferrydeckSettings().setLogOptionIndex(0);
-    controller->ferrydeckSettings().setTextLogDirectory(dir / "logs");
+    logToFolder(dir / "logs");
     std::vector<AppController::Job> jobs;
     for (const std::string name : {"done", "saved", "waiting"}) {
         jobs.push_back(OffloadInstance::create(dir / name, dir / "d"));
@@ -152,9 +142,7 @@ TEST_F(Lifecycle, YesToUnsavedLogsAtQuitSavesEveryListedJob)
 TEST_F(Lifecycle, RemovalAndClearingAskAboutUnsavedLogs)
 {
     make();
-    makeDirectory(dir / "logs");
-    controller->ferrydeckSettings().setTextLogDirectory(dir / "logs");
-    controller->ferrydeckSettings().setLogOptionIndex(0);
+    logToFolder(dir / "logs");
     auto finished = OffloadInstance::create(dir / "f", dir / "d");
     auto active = OffloadInstance::create(dir / "a", dir / "d");
     auto waiting = OffloadInstance::create(dir / "w", dir / "d");

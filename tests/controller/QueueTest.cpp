@@ -106,9 +106,7 @@ TEST_F(Queue, UnwritableDestinationEndsInErrorAndStillCompletes)
 {
     make();
     controller->ferrydeckSettings().setAutoSaveLogs(true);
-    controller->ferrydeckSettings().setLogOptionIndex(0);
-    makeDirectory(dir / "logs");
-    controller->ferrydeckSettings().setTextLogDirectory(dir / "logs");
+    logToFolder(dir / "logs");
     const std::string backup = addDestination("backup");
     controller->addDirectoriesToOffloadList({makeCard("card")});
     settle();

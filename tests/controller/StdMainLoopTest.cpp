@@ -53,17 +53,6 @@ TEST(StdMainLoop, TimersFireOnceInDeadlineOrderUnlessCancelled)
     EXPECT_EQ(loop.pendingTimers(), 0u);
 }
 
-TEST(StdMainLoop, TimerChainReschedulesItself)
-{
-    StdMainLoop loop;
-    int ticks = 0;
-    std::function<void()> tick = [&] {
-        if (++ticks < 3) loop.scheduleOnce(0.001, tick);
-    };
-    loop.scheduleOnce(0.001, tick);
-    EXPECT_TRUE(loop.runUntil([&] { return ticks == 3; }, 2s));
-}
-
 TEST(StdMainLoop, WaitersAreReleasedWhenTheLoopGoesAway)
 {
     auto loop = std::make_unique<StdMainLoop>();

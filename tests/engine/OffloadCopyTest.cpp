@@ -212,13 +212,10 @@ TEST(CopyLoop, SourcePathRecurringInsideAFilePathKeepsTheSourceLayout)
         const std::string relative = *OffloadInstance::relativeToSource(record->filePath(), dir / "footagex");
         EXPECT_EQ(record->outputPath(), dir / ("D/copy/" + relative));
         // What the copy saw of the source is what the record keeps.
-        struct stat info {};
-        ASSERT_EQ(::stat(record->filePath().c_str(), &info), 0);
+        const struct stat info = statOf(record->filePath());
         EXPECT_EQ(record->rawModificationTime(), info.st_mtim.tv_sec * 1000000000LL + info.st_mtim.tv_nsec);
     }
     // Folder times are set after their files, so they survive them.
-    struct stat folder {};
-    ASSERT_EQ(::stat((dir / "D/copy/footagex_day1").c_str(), &folder), 0);
-    EXPECT_EQ(folder.st_mtim.tv_sec, 1500000000);
+    EXPECT_EQ(statOf(dir / "D/copy/footagex_day1").st_mtim.tv_sec, 1500000000);
     EXPECT_EQ(FileCopy::removeTemporaryFiles(dir / "D"), 0);
 }

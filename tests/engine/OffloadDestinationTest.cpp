@@ -28,16 +28,3 @@ TEST(OffloadDestination, LoadsKnownKeysAndKeepsFieldsForMissingOrUnreadableOnes)
     damaged.loadAttributesFromDictionary("not a dictionary");
     EXPECT_EQ(damaged.destinationPath(), "/keep");
 }
-
-TEST(OffloadDestination, RoundTripsThroughItsDictionary)
-{
-    OffloadDestination original("/media/backup/Day 1");
-    original.setInUse(false);
-    EXPECT_EQ(original.createAttributesDictionary(),
-              (Dictionary{{"destinationPath", "/media/backup/Day 1"}, {"inUse", false}}));
-    OffloadDestination copy;
-    EXPECT_TRUE(copy.inUse()); // a new destination is in use
-    copy.loadAttributesFromDictionary(original.createAttributesDictionary());
-    EXPECT_EQ(copy.destinationPath(), "/media/backup/Day 1");
-    EXPECT_FALSE(copy.inUse());
-}

@@ -147,22 +147,6 @@ TEST(ThreadPool, FiringTwiceNeverStartsAThreadTwiceAndRemovesFinishedOnes)
     EXPECT_EQ(runs.load(), 3);
 }
 
-TEST(ThreadPool, CancelIsARequestTheBodyCanRead)
-{
-    std::atomic<bool> sawCancel{false};
-    ThreadPool pool(2);
-    auto thread = WorkerThread::create([&](WorkerThread &self) {
-        while (!self.isCancelled())
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        sawCancel = true;
-    });
-    insert(pool, thread);
-    pool.fireAllThreadsInThePool();
-    pool.cancelAllThreadsInThePool();
-    thread->waitUntilFinished();
-    EXPECT_TRUE(sawCancel.load());
-}
-
 TEST(WorkerThread, StartsOnceAndOutlivesItsLastOwner)
 {
     std::atomic<int> runs{0};

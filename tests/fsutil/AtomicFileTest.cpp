@@ -4,9 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <dirent.h>
-#include <sys/stat.h>
-
 #include <cerrno>
 #include <thread>
 #include <vector>
@@ -15,17 +12,6 @@ namespace ferrydeck {
 namespace {
 
 using fsutil::ReplaceResult;
-
-int entryCount(const std::string &folder)
-{
-    int count = 0;
-    if (DIR *dir = ::opendir(folder.c_str())) {
-        while (const dirent *entry = ::readdir(dir))
-            count += entry->d_name[0] != '.';
-        ::closedir(dir);
-    }
-    return count;
-}
 
 TEST(AtomicFile, ReplacesWithTheCallersModeOrRefusesATakenName)
 {
@@ -55,12 +41,10 @@ TEST(AtomicFile, ReplacesWithTheCallersModeOrRefusesATakenName)
             EXPECT_EQ(errno, EEXIST);
         }
         EXPECT_EQ(test::readFile(target), c.contents);
-        struct stat info {};
-        ASSERT_EQ(::stat(target.c_str(), &info), 0);
         if (c.result == ReplaceResult::Replaced) {
-            EXPECT_EQ(info.st_mode & 07777, c.mode);
+            EXPECT_EQ(test::statOf(target).st_mode & 07777, c.mode);
         }
-        EXPECT_EQ(entryCount(dir.path()), 1) << "a temporary was left behind";
+        EXPECT_EQ(test::listFolder(dir.path()), std::vector<std::string>{"file.txt"}) << "a temporary was left behind";
     }
 }
 

@@ -5,29 +5,15 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <set>
 #include <thread>
 
 using ferrydeck::FileCopy;
 using namespace ferrydeck::test;
-
-namespace {
-
-struct stat statOf(const std::string &path)
-{
-    struct stat info {};
-    EXPECT_EQ(::lstat(path.c_str(), &info), 0) << path;
-    return info;
-}
-
-} // namespace
 
 class FileCopyPaths : public ::testing::TestWithParam<bool> {};
 
@@ -150,14 +136,8 @@ TEST(FileCopy, RefusesMissingSourcesAndSpecialFilesWithoutBlocking)
     EXPECT_EQ(fifo.error, EINVAL);
     EXPECT_FALSE(exists(dir / "b"));
 
-    const int sock = ::socket(AF_UNIX, SOCK_STREAM, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    const std::string socketPath = dir / "sock";
-    std::strncpy(address.sun_path, socketPath.c_str(), sizeof address.sun_path - 1);
-    ASSERT_EQ(::bind(sock, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
-    EXPECT_EQ(FileCopy::copyFile(socketPath, dir / "c").error, EINVAL);
-    ::close(sock);
+    ASSERT_TRUE(makeSocket(dir / "sock"));
+    EXPECT_EQ(FileCopy::copyFile(dir / "sock", dir / "c").error, EINVAL);
 
     makeDirectory(dir / "folder");
     EXPECT_FALSE(FileCopy::copyFile(dir / "folder", dir / "d").ok());

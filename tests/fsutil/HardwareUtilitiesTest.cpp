@@ -1,4 +1,3 @@
-#include "fsutil/AttachedVolume.h"
 #include "fsutil/HardwareUtilities.h"
 
 #include "support/TestFiles.h"
@@ -36,21 +35,4 @@ TEST(HardwareUtilities, MachineNameFromFirmwareThenDeviceTreeThenTheFallbackText
     EXPECT_EQ(HardwareUtilities::machineType(dir / "sys", dir / "model"), "Raspberry Pi 4 Model B Rev 1.4");
     writeFile(dir / "sys/class/dmi/id/product_name", "ThinkPad X1 Carbon\n");
     EXPECT_EQ(HardwareUtilities::machineType(dir / "sys", dir / "model"), "ThinkPad X1 Carbon");
-}
-
-TEST(AttachedVolume, NameFollowsThePath)
-{
-    AttachedVolume card("/media/tester/CARD_A", MountTypeRemovable);
-    EXPECT_EQ(card.volumeName(), "CARD_A");
-    EXPECT_EQ(static_cast<int32_t>(card.mountType()), 10001);
-    EXPECT_EQ(card.volumeImage(), "removable.tif");
-    card.setVolumePath("/media/tester/B");
-    EXPECT_EQ(card.volumeName(), "B");
-    EXPECT_EQ(card.volumePath(), "/media/tester/B");
-
-    EXPECT_EQ(AttachedVolume("/", MountTypeLocal).volumeName(), "/");
-    const AttachedVolume empty;
-    EXPECT_EQ(empty.volumePath(), "");
-    EXPECT_EQ(empty.volumeName(), "");
-    EXPECT_EQ(static_cast<int32_t>(empty.mountType()), 10002);
 }

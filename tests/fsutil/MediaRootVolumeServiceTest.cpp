@@ -9,11 +9,7 @@
 #include <cstdlib>
 
 using namespace ferrydeck;
-using ferrydeck::test::exists;
-using ferrydeck::test::makeDirectory;
-using ferrydeck::test::readFile;
-using ferrydeck::test::TempDir;
-using ferrydeck::test::writeFile;
+using namespace ferrydeck::test;
 
 namespace {
 
@@ -37,7 +33,7 @@ protected:
     }
 
     TempDir m_root;
-    ferrydeck::test::VolumeFixture m_fixture;
+    VolumeFixture m_fixture;
 };
 
 } // namespace

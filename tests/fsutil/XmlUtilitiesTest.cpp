@@ -114,9 +114,7 @@ TEST(XmlFindLines, UnreadableOrUnparseableFilesGiveNone)
         SCOPED_TRACE(name);
         EXPECT_FALSE(XmlUtilities::removeXMLNode("A", name, false));
     }
-    struct stat info {};
-    ASSERT_EQ(::stat((dir / "huge.xml").c_str(), &info), 0);
-    EXPECT_EQ(static_cast<uint64_t>(info.st_size), XmlDocument::kMaximumFileSize + 1);
+    EXPECT_EQ(static_cast<uint64_t>(statOf(dir / "huge.xml").st_size), XmlDocument::kMaximumFileSize + 1);
 }
 
 struct StripCase {
@@ -142,7 +140,6 @@ TEST_P(XmlStrip, CutsTheQuotedValueAfterTheDescriptor)
 INSTANTIATE_TEST_SUITE_P(Lines, XmlStrip,
                          ::testing::Values(StripCase{R"(<Item frameCount="0" value="10"/>)", "value=\"", "10"},
                                            StripCase{R"(<Item frameCount="0" value="17"/>)", "value=", "17"},
-                                           StripCase{R"(<Item frameCount="0" value="17"/>)", "value=\"", "17"},
                                            StripCase{R"(<Item name="" value="9"/>)", "name=", ""},
                                            // The first occurrence wins, even inside another attribute's name.
                                            StripCase{R"(<Item startvalue="5" value="6"/>)", "value=", "5"},

@@ -76,37 +76,28 @@ TEST(FFmpegTables, EncodersAndExtensions)
     EXPECT_EQ(FFmpegUtilities::findFileExtensionsForCodec(10), (Args{"wmv"}));
 }
 
-TEST(FFmpegTables, DefaultLocationUnlessConfigured)
+TEST(FFmpegDescription, StreamFactsOfVideoAndAudioOrNoneWhereMissing)
 {
-    ::unsetenv("FERRYDECK_FFMPEG");
-    EXPECT_EQ(FFmpegUtilities::ffmpegPath(), "/usr/local/bin/ffmpeg");
-    ::setenv("FERRYDECK_FFMPEG", "", 1);
-    EXPECT_EQ(FFmpegUtilities::ffmpegPath(), "/usr/local/bin/ffmpeg");
-    ::setenv("FERRYDECK_FFMPEG", "/opt/ff/ffmpeg", 1);
-    EXPECT_EQ(FFmpegUtilities::ffmpegPath(), "/opt/ff/ffmpeg");
-    ::unsetenv("FERRYDECK_FFMPEG");
-}
-
-TEST(FFmpegDescription, StreamFactsOfVideoAndAudio)
-{
-    EXPECT_EQ(FFmpegUtilities::findFFmpegVideoCodec(kDescription), "h264");
-    EXPECT_EQ(FFmpegUtilities::findFFmpegAudioCodec(kDescription), "pcm_s16le");
-    EXPECT_EQ(FFmpegUtilities::findFFmpegVideoDimensions(kDescription), "1920x1080 ");
-    EXPECT_EQ(FFmpegUtilities::findFFmpegAudioRate(kDescription), "48000");
-    EXPECT_EQ(FFmpegUtilities::findFFmpegAudioRate("Stream #0.1: Audio: mp3, 32000 HZ, mono\r\n"), "32000");
-}
-
-TEST(FFmpegDescription, MissingStreamsAndFieldsGiveNone)
-{
-    EXPECT_EQ(FFmpegUtilities::findFFmpegVideoCodec(kAudioOnly), std::nullopt);
-    EXPECT_EQ(FFmpegUtilities::findFFmpegVideoDimensions(kAudioOnly), std::nullopt);
-    EXPECT_EQ(FFmpegUtilities::findFFmpegAudioCodec(kAudioOnly), "aac");
-    EXPECT_EQ(FFmpegUtilities::findFFmpegVideoDimensions("Stream #0.0: Video: mjpeg, yuvj422p, 640x480, 25 fps"),
-              std::nullopt);
-    EXPECT_EQ(FFmpegUtilities::findFFmpegVideoDimensions("Stream #0.0: Video: mjpeg, yuvj422p"), std::nullopt);
-    EXPECT_EQ(FFmpegUtilities::findFFmpegAudioRate("Stream #0.1: Audio: pcm, 2 channels"), std::nullopt);
-    EXPECT_EQ(FFmpegUtilities::findFFmpegVideoCodec("Stream #0.0: Video:"), "");
-    EXPECT_EQ(FFmpegUtilities::findFFmpegVideoCodec(""), std::nullopt);
+    using Text = std::optional<std::string>;
+    const struct {
+        const char *description;
+        Text video, audio, dimensions, rate;
+    } cases[] = {
+        {kDescription, "h264", "pcm_s16le", "1920x1080 ", "48000"},
+        {kAudioOnly, std::nullopt, "aac", std::nullopt, "44100"},
+        {"Stream #0.1: Audio: mp3, 32000 HZ, mono\r\n", std::nullopt, "mp3", std::nullopt, "32000"},
+        {"Stream #0.0: Video: mjpeg, yuvj422p, 640x480, 25 fps", "mjpeg", std::nullopt, std::nullopt, std::nullopt},
+        {"Stream #0.1: Audio: pcm, 2 channels", std::nullopt, "pcm", std::nullopt, std::nullopt},
+        {"Stream #0.0: Video:", "", std::nullopt, std::nullopt, std::nullopt},
+        {"", std::nullopt, std::nullopt, std::nullopt, std::nullopt},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.description);
+        EXPECT_EQ(FFmpegUtilities::findFFmpegVideoCodec(c.description), c.video);
+        EXPECT_EQ(FFmpegUtilities::findFFmpegAudioCodec(c.description), c.audio);
+        EXPECT_EQ(FFmpegUtilities::findFFmpegVideoDimensions(c.description), c.dimensions);
+        EXPECT_EQ(FFmpegUtilities::findFFmpegAudioRate(c.description), c.rate);
+    }
 }
 
 TEST_F(FakeFFmpeg, CreateMovieRunsTheCommandAsArguments)

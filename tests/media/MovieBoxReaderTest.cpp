@@ -8,32 +8,10 @@
 #include <sys/stat.h>
 
 using ferrydeck::MovieBoxReader;
-using ferrydeck::MovieInfo;
 using ferrydeck::QuickTimeUtilities;
 using namespace ferrydeck::test;
 
 namespace {
-
-std::string be64(uint64_t value)
-{
-    return be32(static_cast<uint32_t>(value >> 32)) + be32(static_cast<uint32_t>(value));
-}
-
-std::string mvhd(int version, uint32_t timeScale, uint64_t duration)
-{
-    const std::string tail(80, '\0'); // rate, volume, matrix, next track id
-    if (version == 1)
-        return box("mvhd", be32(0x01000000) + be64(1) + be64(2) + be32(timeScale) + be64(duration) + tail);
-    return box("mvhd", be32(0) + be32(1) + be32(2) + be32(timeScale) + be32(static_cast<uint32_t>(duration)) + tail);
-}
-
-// QuickTime writes "mhlr" as the component type, MP4 writes zeros.
-std::string trak(const std::string &handler, bool quickTime)
-{
-    const std::string hdlr = box("hdlr", be32(0) + (quickTime ? "mhlr" : std::string(4, '\0')) + handler +
-                                             std::string(12, '\0') + "Handler" + '\0');
-    return box("trak", box("tkhd", std::string(84, '\0')) + box("mdia", box("mdhd", std::string(24, '\0')) + hdlr));
-}
 
 const std::string kFtyp = box("ftyp", "isom" + be32(0x200) + "isomiso2avc1mp41");
 
@@ -51,77 +29,83 @@ std::string movWithMoovLast(int version)
                            trak("tmcd", true));
 }
 
-std::optional<MovieInfo> readBytes(const std::string &bytes)
+// The handler box claims more than its media box holds.
+std::string brokenMediaTrak()
 {
-    return MovieBoxReader::readMemory(reinterpret_cast<const uint8_t *>(bytes.data()), bytes.size());
+    std::string bytes = trak("vide", false);
+    bytes.replace(bytes.find("hdlr") - 4, 4, be32(0x1000));
+    return bytes;
+}
+
+std::string truncated(std::string bytes, size_t cut)
+{
+    bytes.resize(bytes.size() - cut);
+    return bytes;
+}
+
+std::string withSizeAt(std::string bytes, size_t offset, uint32_t size)
+{
+    bytes.replace(offset, 4, be32(size));
+    return bytes;
 }
 
 } // namespace
 
-TEST(MovieBoxReader, ReadsAnMp4WithVideoAndSound)
+struct GoodCase {
+    const char *what;
+    std::string bytes;
+    uint32_t timeScale;
+    uint64_t duration;
+    int tracks, videoTracks;
+};
+
+void PrintTo(const GoodCase &c, std::ostream *out)
 {
+    *out << c.what;
+}
+
+class MovieBoxReaderGood : public ::testing::TestWithParam<GoodCase> {};
+
+TEST_P(MovieBoxReaderGood, ReadsTheMovieHeaderAndCountsVideoTracks)
+{
+    const GoodCase &c = GetParam();
     TempDir dir;
-    writeFile(dir / "GOPR0001.MP4", mp4WithVideoAndSound());
-    const auto movie = MovieBoxReader::readFile(dir / "GOPR0001.MP4");
+    writeFile(dir / "clip.mov", c.bytes);
+    const auto movie = MovieBoxReader::readFile(dir / "clip.mov");
     ASSERT_TRUE(movie);
-    EXPECT_EQ(movie->timeScale, 1000u);
-    EXPECT_EQ(movie->duration, 12345u);
-    EXPECT_EQ(movie->trackCount, 2);
-    EXPECT_EQ(movie->videoTrackCount, 1);
-    EXPECT_EQ(QuickTimeUtilities::durationOfMovieInMiliSeconds(dir / "GOPR0001.MP4"), 12345u);
+    EXPECT_EQ(movie->timeScale, c.timeScale);
+    EXPECT_EQ(movie->duration, c.duration);
+    EXPECT_EQ(movie->trackCount, c.tracks);
+    EXPECT_EQ(movie->videoTrackCount, c.videoTracks);
+    EXPECT_EQ(QuickTimeUtilities::videoTrackCount(dir / "clip.mov"), c.videoTracks);
+    EXPECT_EQ(QuickTimeUtilities::durationOfMovie(dir / "clip.mov"), c.duration);
+    EXPECT_EQ(QuickTimeUtilities::timeScaleOfMovie(dir / "clip.mov"), c.timeScale);
+    EXPECT_EQ(QuickTimeUtilities::durationOfMovieInMiliSeconds(dir / "clip.mov"), c.duration * 1000 / c.timeScale);
 }
 
-TEST(MovieBoxReader, ReadsQuickTimeMoviesWithVersion0And1Headers)
-{
-    for (int version : {0, 1}) {
-        SCOPED_TRACE(version);
-        const auto movie = readBytes(movWithMoovLast(version));
-        ASSERT_TRUE(movie);
-        EXPECT_EQ(movie->timeScale, 2997u);
-        EXPECT_EQ(movie->duration, 5994u);
-        EXPECT_EQ(movie->trackCount, 4);
-        EXPECT_EQ(movie->videoTrackCount, 2);
-    }
-    // A duration beyond 32 bits needs the version 1 header.
-    const auto longMovie = readBytes(box("moov", mvhd(1, 90000, 0x123456789ull)));
-    ASSERT_TRUE(longMovie);
-    EXPECT_EQ(longMovie->duration, 0x123456789ull);
-}
-
-TEST(MovieBoxReader, AudioOnlyMovieHasNoVideoTrack)
-{
-    TempDir dir;
-    writeFile(dir / "sound.mov", box("moov", mvhd(0, 48000, 96000) + trak("soun", true)));
-    EXPECT_EQ(QuickTimeUtilities::videoTrackCount(dir / "sound.mov"), 0);
-    EXPECT_EQ(QuickTimeUtilities::durationOfMovie(dir / "sound.mov"), 96000u);
-    EXPECT_EQ(QuickTimeUtilities::timeScaleOfMovie(dir / "sound.mov"), 48000u);
-    EXPECT_EQ(QuickTimeUtilities::durationOfMovieInMiliSeconds(dir / "sound.mov"), 2000u);
-}
-
-TEST(MovieBoxReader, LargeSizeAndToTheEndBoxesAreFollowed)
-{
-    const std::string largeMdat = be32(1) + "mdat" + be64(16 + 40) + std::string(40, 'x');
-    const auto movie = readBytes(kFtyp + largeMdat + box("moov", mvhd(0, 600, 1200) + trak("vide", false)));
-    ASSERT_TRUE(movie);
-    EXPECT_EQ(movie->videoTrackCount, 1);
-
-    // Size 0: the movie box runs to the end of the file.
-    const std::string moov = box("moov", mvhd(0, 600, 1200) + trak("vide", false));
-    const auto open = readBytes(kFtyp + be32(0) + moov.substr(4));
-    ASSERT_TRUE(open);
-    EXPECT_EQ(open->duration, 1200u);
-}
-
-TEST(MovieBoxReader, ReadsTheMovieOfATruncatedRecording)
-{
-    // The media data after the movie box was cut short.
-    std::string bytes =
-        kFtyp + box("moov", mvhd(0, 25, 250) + trak("vide", false)) + box("mdat", std::string(1000, 'x'));
-    bytes.resize(bytes.size() - 500);
-    const auto movie = readBytes(bytes);
-    ASSERT_TRUE(movie);
-    EXPECT_EQ(movie->duration, 250u);
-}
+INSTANTIATE_TEST_SUITE_P(
+    Files, MovieBoxReaderGood,
+    ::testing::Values(
+        GoodCase{"mp4 with video and sound", mp4WithVideoAndSound(), 1000, 12345, 2, 1},
+        GoodCase{"quicktime version 0", movWithMoovLast(0), 2997, 5994, 4, 2},
+        GoodCase{"quicktime version 1", movWithMoovLast(1), 2997, 5994, 4, 2},
+        // A duration beyond 32 bits needs the version 1 header.
+        GoodCase{"long duration", box("moov", mvhd(1, 90000, 0x123456789ull)), 90000, 0x123456789ull, 0, 0},
+        GoodCase{"audio only", box("moov", mvhd(0, 48000, 96000) + trak("soun", true)), 48000, 96000, 1, 0},
+        GoodCase{"large size box followed",
+                 kFtyp + be32(1) + "mdat" + be64(16 + 40) + std::string(40, 'x') +
+                     box("moov", mvhd(0, 600, 1200) + trak("vide", false)),
+                 600, 1200, 1, 1},
+        GoodCase{"movie box to the end of the file",
+                 kFtyp + be32(0) + box("moov", mvhd(0, 600, 1200) + trak("vide", false)).substr(4), 600, 1200, 1, 1},
+        // The media data after the movie box was cut short.
+        GoodCase{
+            "truncated recording",
+            truncated(kFtyp + box("moov", mvhd(0, 25, 250) + trak("vide", false)) + box("mdat", std::string(1000, 'x')),
+                      500),
+            25, 250, 1, 1},
+        GoodCase{"track with a broken media box is not video",
+                 box("moov", mvhd(0, 600, 600) + brokenMediaTrak() + trak("vide", false)), 600, 600, 2, 1}));
 
 struct BrokenCase {
     const char *what;
@@ -144,22 +128,6 @@ TEST_P(MovieBoxReaderBroken, IsNotAMovie)
     EXPECT_EQ(QuickTimeUtilities::durationOfMovieInMiliSeconds(dir / "broken.mov"), 0u);
 }
 
-namespace {
-
-std::string truncated(std::string bytes, size_t cut)
-{
-    bytes.resize(bytes.size() - cut);
-    return bytes;
-}
-
-std::string withSizeAt(std::string bytes, size_t offset, uint32_t size)
-{
-    bytes.replace(offset, 4, be32(size));
-    return bytes;
-}
-
-} // namespace
-
 INSTANTIATE_TEST_SUITE_P(
     Files, MovieBoxReaderBroken,
     ::testing::Values(
@@ -176,19 +144,6 @@ INSTANTIATE_TEST_SUITE_P(
         BrokenCase{"tracks but no header", box("moov", trak("vide", false))},
         BrokenCase{"mdat size past the end hides the movie",
                    kFtyp + be32(0xfffffff0) + "mdat" + box("moov", mvhd(0, 600, 1))}));
-
-TEST(MovieBoxReader, TrackWithBrokenMediaBoxIsNotVideo)
-{
-    const std::string goodTrak = trak("vide", false);
-    // The handler box claims more than its media box holds.
-    std::string badTrak = goodTrak;
-    const size_t hdlrAt = badTrak.find("hdlr") - 4;
-    badTrak.replace(hdlrAt, 4, be32(0x1000));
-    const auto movie = readBytes(box("moov", mvhd(0, 600, 600) + badTrak + goodTrak));
-    ASSERT_TRUE(movie);
-    EXPECT_EQ(movie->trackCount, 2);
-    EXPECT_EQ(movie->videoTrackCount, 1);
-}
 
 TEST(MovieBoxReader, MissingFoldersAndFifosAreNotMovies)
 {

@@ -1,13 +1,12 @@
-#include "fsutil/Process.h"
-#include "proof/Hasher.h"
 #include "proof/MhlGenerationWriter.h"
+#include "support/CliRun.h"
 #include "support/HashTools.h"
 #include "support/MhlSchemas.h"
-#include "support/TestFiles.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
-#include <dirent.h>
+#include <unistd.h>
 
 #include <set>
 #include <sstream>
@@ -17,10 +16,10 @@ using namespace ferrydeck::test;
 
 namespace {
 
-Process::Result verify(std::vector<std::string> args)
+CliRun::Result verify(std::vector<std::string> args)
 {
-    args.insert(args.begin(), {FERRYDECK_CLI_PATH, "verify"});
-    return Process::run(args, Process::Output::Capture);
+    args.insert(args.begin(), "verify");
+    return runCli(args);
 }
 
 // The report lines naming files, without the summary.
@@ -32,18 +31,6 @@ std::set<std::string> reported(const std::string &output)
         if (line.find(": ") != std::string::npos && !line.starts_with("sealed: ")) lines.insert(line);
     }
     return lines;
-}
-
-std::vector<std::string> generationFiles(const std::string &root)
-{
-    std::vector<std::string> names;
-    DIR *dir = ::opendir((root + "/ascmhl").c_str());
-    while (const dirent *entry = dir ? ::readdir(dir) : nullptr) {
-        if (std::string(entry->d_name).ends_with(".mhl")) names.push_back(entry->d_name);
-    }
-    if (dir) ::closedir(dir);
-    std::sort(names.begin(), names.end());
-    return names;
 }
 
 // A copy folder as an offload leaves it: clips, a saved log, generation 1.
@@ -76,34 +63,34 @@ protected:
 
 TEST_F(VerifyFolder, ReportsExactlyTheChangedMissingAndNewFiles)
 {
-    const Process::Result clean = verify({root});
-    EXPECT_EQ(clean.exitCode, 0) << clean.output;
-    EXPECT_TRUE(reported(clean.output).empty()) << clean.output;
+    const CliRun::Result clean = verify({root});
+    EXPECT_EQ(clean.exitCode, 0) << clean.out;
+    EXPECT_TRUE(reported(clean.out).empty()) << clean.out;
 
     std::string clip = readFile(root + "/Clips/c2.mov");
     clip[123456] ^= 0x01;
     writeFile(root + "/Clips/c2.mov", clip);
-    const Process::Result flipped = verify({root});
+    const CliRun::Result flipped = verify({root});
     EXPECT_EQ(flipped.exitCode, 1);
-    const std::set<std::string> lines = reported(flipped.output);
-    ASSERT_EQ(lines.size(), 1u) << flipped.output;
+    const std::set<std::string> lines = reported(flipped.out);
+    ASSERT_EQ(lines.size(), 1u) << flipped.out;
     EXPECT_TRUE(lines.begin()->starts_with("changed: Clips/c2.mov (xxh64 recorded ")) << *lines.begin();
 
     ASSERT_EQ(::unlink((root + "/a.mov").c_str()), 0);
     writeFile(root + "/Clips/new.mov", "added later");
     writeFile(root + "/Clips/x\nchanged: forged.mov", "a name that tries to forge a line");
-    const Process::Result json = verify({root, "--json"});
+    const CliRun::Result json = verify({root, "--json"});
     EXPECT_EQ(json.exitCode, 1);
     std::map<std::string, std::string> statuses;
-    for (const nlohmann::json &line : jsonLines(json.output)) {
+    for (const nlohmann::json &line : jsonLines(json.out)) {
         if (line.contains("path")) statuses[line["path"]] = line["status"];
     }
     const std::map<std::string, std::string> expected = {{"Clips/c2.mov", "changed"},
                                                          {"a.mov", "missing"},
                                                          {"Clips/new.mov", "new"},
                                                          {"Clips/x\nchanged: forged.mov", "new"}};
-    EXPECT_EQ(statuses, expected) << json.output;
-    EXPECT_EQ(reported(verify({root}).output).count("new: Clips/x\\x0achanged: forged.mov"), 1u);
+    EXPECT_EQ(statuses, expected) << json.out;
+    EXPECT_EQ(reported(verify({root}).out).count("new: Clips/x\\x0achanged: forged.mov"), 1u);
 }
 
 TEST_F(VerifyFolder, SealAppendsGenerationsToAValidChain)
@@ -113,15 +100,16 @@ TEST_F(VerifyFolder, SealAppendsGenerationsToAValidChain)
     clip[0] ^= 0x40;
     writeFile(root + "/a.mov", clip);
     for (int round = 0; round < 2; ++round) {
-        const Process::Result sealed = verify({root, "--seal"});
+        const CliRun::Result sealed = verify({root, "--seal"});
         // A changed file stays changed: sealing records it as failed, it
         // does not make the new bytes the proven ones.
-        EXPECT_EQ(sealed.exitCode, 1) << sealed.output;
-        const std::set<std::string> lines = reported(sealed.output);
-        ASSERT_EQ(lines.size(), round == 0 ? 2u : 1u) << sealed.output;
-        EXPECT_TRUE(lines.begin()->starts_with("changed: a.mov")) << sealed.output;
+        EXPECT_EQ(sealed.exitCode, 1) << sealed.out;
+        const std::set<std::string> lines = reported(sealed.out);
+        ASSERT_EQ(lines.size(), round == 0 ? 2u : 1u) << sealed.out;
+        EXPECT_TRUE(lines.begin()->starts_with("changed: a.mov")) << sealed.out;
     }
-    const std::vector<std::string> names = generationFiles(root);
+    std::vector<std::string> names = listFolder(root + "/ascmhl");
+    std::erase_if(names, [](const std::string &name) { return !name.ends_with(".mhl"); });
     ASSERT_EQ(names.size(), 3u);
     EXPECT_TRUE(names[1].starts_with("0002_A001_") && names[2].starts_with("0003_A001_")) << names[2];
     const std::string latest = readFile(root + "/ascmhl/" + names[1]);
@@ -150,8 +138,8 @@ TEST(Verify, WithoutHistoryOrFolderSaysSoAndExits2)
     const TempDir dir;
     writeFile(dir / "clip.mov", "x");
     for (const std::string &folder : {dir.path(), dir / "absent", dir / "clip.mov"}) {
-        const Process::Result result = verify({folder});
+        const CliRun::Result result = verify({folder});
         EXPECT_EQ(result.exitCode, 2) << folder;
-        EXPECT_TRUE(result.output.empty()) << result.output;
+        EXPECT_TRUE(result.out.empty()) << result.out;
     }
 }

@@ -30,6 +30,9 @@ TEST(FerrydeckSettings, NewObjectStoresItsInitialValuesUnderTheTwentySixKeys)
                                                                  {"logText", "/home/operator"}};
     for (const auto &[key, value] : odd)
         EXPECT_EQ(settings.findValueForKey(key), value) << key;
+    // Field names are not keys.
+    EXPECT_EQ(settings.findValueForKey("textRenameCard"), std::nullopt);
+    EXPECT_EQ(settings.findValueForKey("minimumThreads"), std::nullopt);
     EXPECT_EQ(settings.minimumThreads(), 1);
     EXPECT_EQ(settings.maximumThreads(), 10);
 
@@ -41,21 +44,6 @@ TEST(FerrydeckSettings, NewObjectStoresItsInitialValuesUnderTheTwentySixKeys)
     EXPECT_EQ(std::set<std::string>(memberKeys.begin(), memberKeys.end()), presetKeys);
     EXPECT_EQ(memberKeys[6], "renameCounter");
     EXPECT_EQ(memberKeys[7], "renameText");
-}
-
-TEST(FerrydeckSettings, LookupAnswersKeysNotFieldNames)
-{
-    FerrydeckSettings settings(2);
-    settings.setTextRenameCard("CARD");
-    settings.setAlertOnFailedFormat(false);
-    EXPECT_EQ(settings.findValueForKey("renameText"), Dictionary("CARD"));
-    EXPECT_EQ(settings.findValueForKey("alertWhenFormatFails"), Dictionary(false));
-    EXPECT_EQ(settings.findValueForKey("textRenameCard"), std::nullopt);
-    EXPECT_EQ(settings.findValueForKey("minimumThreads"), std::nullopt);
-
-    const BrightwaterSettings base;
-    EXPECT_EQ(base.findMemberKeys(), std::nullopt);
-    EXPECT_EQ(base.createPresetDictionary(), std::nullopt);
 }
 
 TEST(FerrydeckSettings, LoadReadsNeighbouringKindsAndSkipsUnreadableEntries)

@@ -19,19 +19,32 @@ std::string be32(uint32_t value)
             static_cast<char>(value)};
 }
 
+std::string be64(uint64_t value)
+{
+    return be32(static_cast<uint32_t>(value >> 32)) + be32(static_cast<uint32_t>(value));
+}
+
 std::string box(const std::string &type, const std::string &payload)
 {
     return be32(static_cast<uint32_t>(8 + payload.size())) + type + payload;
 }
 
-namespace {
-
-std::string track(const std::string &handler)
+std::string mvhd(int version, uint32_t timeScale, uint64_t duration)
 {
-    const std::string hdlr =
-        box("hdlr", be32(0) + std::string(4, '\0') + handler + std::string(12, '\0') + "Handler" + '\0');
+    const std::string tail(80, '\0'); // rate, volume, matrix, next track id
+    if (version == 1)
+        return box("mvhd", be32(0x01000000) + be64(1) + be64(2) + be32(timeScale) + be64(duration) + tail);
+    return box("mvhd", be32(0) + be32(1) + be32(2) + be32(timeScale) + be32(static_cast<uint32_t>(duration)) + tail);
+}
+
+std::string trak(const std::string &handler, bool quickTime)
+{
+    const std::string hdlr = box("hdlr", be32(0) + (quickTime ? "mhlr" : std::string(4, '\0')) + handler +
+                                             std::string(12, '\0') + "Handler" + '\0');
     return box("trak", box("tkhd", std::string(84, '\0')) + box("mdia", box("mdhd", std::string(24, '\0')) + hdlr));
 }
+
+namespace {
 
 std::string xdcamClipXml(const std::string &timecodeFramesFirst)
 {
@@ -97,14 +110,6 @@ const char *const kCardKindNames[] = {"P2",  "XdcamEx",        "XdcamHd",    "Jv
 static_assert(std::size(kCardKindNames) == static_cast<size_t>(CardKind::QuickTime) + 1);
 } // namespace
 
-std::vector<CardKind> allCardKinds()
-{
-    std::vector<CardKind> kinds;
-    for (size_t i = 0; i < std::size(kCardKindNames); ++i)
-        kinds.push_back(static_cast<CardKind>(i));
-    return kinds;
-}
-
 const char *cardKindName(CardKind kind)
 {
     const auto index = static_cast<size_t>(kind);
@@ -113,11 +118,9 @@ const char *cardKindName(CardKind kind)
 
 std::string movieBytes(uint32_t timeScale, uint64_t duration, bool withVideo)
 {
-    const std::string mvhd = box("mvhd", be32(0) + be32(1) + be32(2) + be32(timeScale) +
-                                             be32(static_cast<uint32_t>(duration)) + std::string(80, '\0'));
-    const std::string tracks = (withVideo ? track("vide") : std::string()) + track("soun");
+    const std::string tracks = (withVideo ? trak("vide", false) : std::string()) + trak("soun", false);
     return box("ftyp", "isom" + be32(0x200) + "isomiso2avc1mp41") + box("mdat", std::string(64, 'x')) +
-           box("moov", mvhd + tracks);
+           box("moov", mvhd(0, timeScale, duration) + tracks);
 }
 
 std::string timecodeMovieBytes(const TimecodeMovie &movie)
@@ -133,9 +136,8 @@ std::string timecodeMovieBytes(const TimecodeMovie &movie)
     const std::string stbl = box("stbl", box("stsd", be32(0) + be32(1) + entry) + chunks);
     const std::string hdlr = box("hdlr", be32(0) + "mhlr" + "tmcd" + std::string(12, '\0') + "Timecode" + '\0');
     const std::string mdia = box("mdia", box("mdhd", std::string(24, '\0')) + hdlr + box("minf", stbl));
-    const std::string mvhd =
-        box("mvhd", be32(0) + be32(1) + be32(2) + be32(movie.timeScale) + be32(1001) + std::string(80, '\0'));
-    return ftyp + mdat + box("moov", mvhd + box("trak", box("tkhd", std::string(84, '\0')) + mdia));
+    return ftyp + mdat +
+           box("moov", mvhd(0, movie.timeScale, 1001) + box("trak", box("tkhd", std::string(84, '\0')) + mdia));
 }
 
 std::string p2ClipXml(const P2Clip &clip)

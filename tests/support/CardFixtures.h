@@ -29,7 +29,6 @@ enum class CardKind {
     QuickTime,
 };
 
-std::vector<CardKind> allCardKinds();
 const char *cardKindName(CardKind kind);
 
 struct BuiltCard {
@@ -46,9 +45,14 @@ BuiltCard buildCard(CardKind kind, const std::string &rootDir);
 // as a card is mounted whole; the result names it at `mountPoint`.
 BuiltCard insertCard(CardKind kind, const std::string &staging, const std::string &mountPoint);
 
-// A big-endian 32-bit field, and a movie box of `type` around `payload`.
+// Big-endian fields, a movie box of `type` around `payload`, a movie header
+// (version 0 or 1) and a track whose handler is `handler` ("vide", "soun"):
+// QuickTime writes "mhlr" as its component type, MP4 zeros.
 std::string be32(uint32_t value);
+std::string be64(uint64_t value);
 std::string box(const std::string &type, const std::string &payload);
+std::string mvhd(int version, uint32_t timeScale, uint64_t duration);
+std::string trak(const std::string &handler, bool quickTime);
 
 // A movie file with one video track (when `withVideo`) and the duration in
 // units of `timeScale`.

@@ -2,6 +2,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include <sys/stat.h>
+
 #include <map>
 #include <vector>
 
@@ -33,6 +35,10 @@ void writeSizedFile(const std::string &path, uint64_t size, unsigned pattern = 1
 std::string readFile(const std::string &path);
 void makeDirectory(const std::string &path);
 bool exists(const std::string &path);
+// The entry's own status (links not followed); a failure to read it fails the test.
+struct stat statOf(const std::string &path);
+// A bound Unix socket at `path`, which no copy may ever open; false where it cannot be made.
+bool makeSocket(const std::string &path);
 // The names in a folder (not below it), sorted; none for a missing folder.
 std::vector<std::string> listFolder(const std::string &path);
 
