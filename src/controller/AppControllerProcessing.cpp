@@ -63,6 +63,7 @@ void AppController::processingOfInstanceCompleted(const Job &job)
     }
     if (m_settings.autoSaveLogs()) autoSaveLogForInstance(job);
     redistributeThreadsFromInstance(job);
+    scheduleQueueSave();
     std::lock_guard lock(m_lockInterface);
     postToController([](AppController &controller) {
         try {

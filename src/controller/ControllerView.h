@@ -17,6 +17,8 @@ struct NamingControls {
     std::string customName;
     std::string prefix;
     std::string suffix;
+
+    bool operator==(const NamingControls &) const = default;
 };
 
 enum class Verification { Size, Contents, None };
