@@ -148,7 +148,10 @@ std::optional<SavedJob> jobFromJson(const json &entry)
 
 std::string QueueStore::besidePreferences(const std::string &preferencesPath)
 {
-    return path::parent(preferencesPath) + "/" + kFileName;
+    // Another preferences file (a test's, a second station's) gets a queue of its own.
+    const std::string name = path::lastComponent(preferencesPath);
+    if (name == "preferences.json") return path::parent(preferencesPath) + "/" + kFileName;
+    return path::parent(preferencesPath) + "/" + name.substr(0, name.rfind('.')) + "." + kFileName;
 }
 
 QueueStore::QueueStore(std::string filePath)

@@ -46,7 +46,8 @@ public:
     // A longer log is not kept in the queue file; its saved copy (logPath) is.
     static constexpr size_t kMaximumLogBytes = 256u << 10;
 
-    // The queue file beside a preferences file.
+    // The queue file beside a preferences file: queue.json beside
+    // preferences.json, NAME.queue.json beside any other NAME.json.
     static std::string besidePreferences(const std::string &preferencesPath);
 
     explicit QueueStore(std::string filePath);
