@@ -45,29 +45,19 @@ QVariant FileDetailsModel::data(const QModelIndex &index, int role) const
 {
     if (!index.isValid() || static_cast<size_t>(index.row()) >= m_details.size()) return {};
     const FileCopyDetails &record = *m_details[static_cast<size_t>(index.row())];
-    if (role == Qt::ToolTipRole) {
-        switch (index.column()) {
-        case File:
-            return pathToQString(record.filePath());
-        case Size:
-            return exactBytes(record.rawFileSize());
-        case Copied:
-            return exactBytes(record.rawBytesCopied());
-        default:
-            break;
-        }
-    }
     if (role == Qt::DisplayRole || role == Qt::ToolTipRole) {
+        // Sizes in short units, exact in the tool tip; the name, its whole path in the tool tip.
+        const bool tip = role == Qt::ToolTipRole;
+        const auto size = [tip](uint64_t bytes) { return tip ? exactBytes(bytes) : humanSize(bytes); };
         switch (index.column()) {
         case File:
-            return pathToQString(record.fileName());
+            return pathToQString(tip ? record.filePath() : record.fileName());
         case Size:
-            return humanSize(record.rawFileSize());
+            return size(record.rawFileSize());
         case Copied: {
             // A copy that vanished before its check keeps the designed text, not a count.
             const std::string text = record.bytesCopied();
-            return text == std::to_string(record.rawBytesCopied()) ? humanSize(record.rawBytesCopied())
-                                                                   : toQString(text);
+            return text == std::to_string(record.rawBytesCopied()) ? size(record.rawBytesCopied()) : toQString(text);
         }
         case Duration:
             return toQString(record.duration());
