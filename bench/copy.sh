@@ -4,6 +4,7 @@
 #   size verification     vs  cp -a, then sync (the same durability)
 #   contents verification vs  cp -a, sync, then cmp of every file after its
 #                             cached pages are dropped (dd iflag=nocache)
+#   xxh64 checksums         vs  cp -a, then sync (and below contents)
 # Usage: bench/copy.sh [BUILD_DIR] [BIG_FILES] [BIG_MB] [SMALL_FILES] [SMALL_KB]
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -36,9 +37,13 @@ fresh; fd_size=$(seconds "$cli" copy "$card" "$work/out" --verify size --threads
 fresh; cp_s=$(seconds cp_sync)
 fresh; fd_contents=$(seconds "$cli" copy "$card" "$work/out" --verify contents --threads "${THREADS:-8}")
 fresh; cpcmp_s=$(seconds cp_sync_cmp)
+fresh; fd_xxh64=$(seconds "$cli" copy "$card" "$work/out" --verify xxh64 --threads "${THREADS:-8}")
 
 echo "card: $big x ${big_mb} MB + $small x ${small_kb} KB"
 printf '%-40s %8s s\n' "ferrydeck copy --verify size" "$fd_size" "cp -a + sync" "$cp_s" \
-  "ferrydeck copy --verify contents" "$fd_contents" "cp -a + sync + cmp (cache dropped)" "$cpcmp_s"
+  "ferrydeck copy --verify contents" "$fd_contents" "cp -a + sync + cmp (cache dropped)" "$cpcmp_s" \
+  "ferrydeck copy --verify xxh64" "$fd_xxh64"
 awk -v a="$fd_size" -v b="$cp_s" 'BEGIN{printf "size verification:     %.2f x cp+sync      (target <= 1.05)\n", a/b}'
 awk -v a="$fd_contents" -v b="$cpcmp_s" 'BEGIN{printf "contents verification: %.2f x cp+sync+cmp  (target <= 1.10)\n", a/b}'
+awk -v a="$fd_xxh64" -v b="$cp_s" -v c="$fd_contents" \
+  'BEGIN{printf "xxh64 checksums:       %.2f x cp+sync      (target <= 1.10; %.2f x contents, target < 1)\n", a/b, a/c}'

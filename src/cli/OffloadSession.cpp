@@ -1,6 +1,7 @@
 #include "cli/OffloadSession.h"
 
 #include "cli/CliPaths.h"
+#include "cli/JobReport.h"
 #include "controller/AlertTexts.h"
 #include "controller/OffloadNamingScheme.h"
 #include "fsutil/FileUtilities.h"
@@ -55,8 +56,11 @@ int usage(const std::string &message)
 
 void addCopyOptions(CLI::App &command, OffloadOptions &options)
 {
-    command.add_option("--verify", options.verify, "Verification: size, contents (byte for byte) or none")
-        ->check(CLI::IsMember({"size", "contents", "none"}))
+    command
+        .add_option("--verify", options.verify,
+                    "Verification: size, contents (byte for byte), none, or a checksum written to an ASC MHL hash "
+                    "list in each copy: xxh64, xxh3, xxh128, md5, sha1, c4")
+        ->check(CLI::IsMember({"size", "contents", "none", "xxh64", "xxh3", "xxh128", "md5", "sha1", "c4"}))
         ->capture_default_str();
     command.add_option("--log-detail", options.logDetail, "Log detail: minimal or verbose")
         ->check(CLI::IsMember({"minimal", "verbose"}))
@@ -70,6 +74,8 @@ void addCopyOptions(CLI::App &command, OffloadOptions &options)
     logDir->excludes(logInCopy);
     command.add_flag("--yes", options.yes, "Answer YES where the window would ask");
     command.add_flag("--json", options.json, "One JSON object per job on standard output");
+    command.add_flag("--json-files", options.jsonFiles,
+                     "With --json: every file of each job, with its status and checksum");
     command.add_flag("--quiet", options.quiet, "No progress lines and no summary");
 }
 
@@ -130,6 +136,10 @@ public:
         VerificationControls controls;
         if (m_options.verify == "contents") controls.verification = Verification::Contents;
         if (m_options.verify == "none") controls.verification = Verification::None;
+        if (const std::optional<HashMethod> method = hashMethodFromName(m_options.verify)) {
+            controls.verification = Verification::Checksum;
+            controls.checksum = *method;
+        }
         controls.verboseLogging = m_options.verboseLog || m_options.logDetail == "verbose";
         return controls;
     }
@@ -211,7 +221,7 @@ OffloadSession::OffloadSession(OffloadOptions &options)
     : m_options(options)
     , m_loop(std::make_shared<StdMainLoop>())
     , m_view(std::make_shared<View>(options))
-    , m_progress(std::make_unique<Progress>(options.quiet || options.json))
+    , m_progress(std::make_unique<Progress>(options.quiet || options.json || options.jsonFiles))
 {
     g_interrupted = false;
     struct sigaction action {};
@@ -255,9 +265,7 @@ int OffloadSession::loadSaved()
     fill("--prefix", m_options.prefix, saved.addPrefix() ? saved.textPrefix() : std::string());
     fill("--suffix", m_options.suffix, saved.addSuffix() ? saved.textSuffix() : std::string());
     fill("--number", m_options.number, saved.valueConsecutiveNumbering());
-    static const char *const kVerify[] = {"size", "contents", "none"};
-    const int32_t verify = saved.verificationOption();
-    fill("--verify", m_options.verify, std::string(kVerify[verify >= 0 && verify < 3 ? verify : 0]));
+    fill("--verify", m_options.verify, FerrydeckSettings::verificationName(saved.verificationOption()));
     if (!m_options.given.count("--verbose-log"))
         fill("--log-detail", m_options.logDetail,
              std::string(saved.selectedLogOption() == FerrydeckSettings::kLogVerbose ? "verbose" : "minimal"));
@@ -379,22 +387,14 @@ bool OffloadSession::report(const std::vector<AppController::Job> &jobs)
         const OffloadInstance::Status status = job->offloadStatus();
         if (status != OffloadInstance::kCompleted) allCompleted = false;
         const std::optional<std::string> log = m_controller->savedLogPath(job);
-        if (m_options.json) {
-            nlohmann::json result = {
-                {"source", job->sourceDirectory()},
-                {"destination", job->fullOffloadPath()},
-                {"status", OffloadInstance::statusText(status)},
-                {"files", job->itemsProcessed()},
-                {"filesAtSource", job->totalFilesAtSource()},
-                {"bytes", job->bytesCopied()},
-                {"bytesAtSource", job->bytesAtSource()},
-                {"log", log ? nlohmann::json(*log) : nlohmann::json(nullptr)},
-            };
+        if (m_options.json || m_options.jsonFiles) {
+            const nlohmann::json result = jobJson(*job, log, m_options.jsonFiles);
             // Names that are not UTF-8 are written with replacement characters.
             std::cout << result.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) << std::endl;
         } else if (!m_options.quiet) {
             std::cout << OffloadInstance::statusText(status) << ": " << job->sourceDirectory() << " -> "
                       << job->fullOffloadPath() << (log ? " (log " + *log + ")" : std::string()) << std::endl;
+            std::fputs(jobSummaryText(*job).c_str(), stderr);
         }
     }
     return allCompleted;

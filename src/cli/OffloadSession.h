@@ -31,6 +31,7 @@ struct OffloadOptions {
     bool saved = false;
     bool yes = false;
     bool json = false;
+    bool jsonFiles = false;
     bool quiet = false;
     // Card actions, used by `watch`.
     std::string rename;

@@ -267,6 +267,7 @@ void AppController::configureInstanceFromInterface(const Job &job)
     const VerificationControls controls = m_view->verificationControls();
     if (controls.verification == Verification::None) job->setNoFileVerification(true);
     else if (controls.verification == Verification::Contents) job->setByteComparison(true);
+    else if (controls.verification == Verification::Checksum) job->setHashMethod(controls.checksum);
     if (controls.verboseLogging) job->setVerboseLogging(true);
     job->createInitialLogEntry();
     job->setDelegate(m_detailsDelegate);

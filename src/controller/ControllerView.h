@@ -1,6 +1,7 @@
 #pragma once
 
 #include "controller/DefaultsPersistence.h"
+#include "proof/HashMethod.h"
 
 #include <memory>
 #include <optional>
@@ -21,10 +22,11 @@ struct NamingControls {
     bool operator==(const NamingControls &) const = default;
 };
 
-enum class Verification { Size, Contents, None };
+enum class Verification { Size, Contents, None, Checksum };
 
 struct VerificationControls {
     Verification verification = Verification::Size;
+    HashMethod checksum = HashMethod::Xxh64; // for Verification::Checksum
     bool verboseLogging = false;
 };
 

@@ -52,6 +52,13 @@ public:
     // copy saw it; the offload history fingerprints a card with it.
     int64_t rawModificationTime() const { return m_fields.get<&Fields::rawModificationTime>(); }
     void setRawModificationTime(int64_t value) { m_fields.set<&Fields::rawModificationTime>(value); }
+    // The checksum text of a file verified by checksum (empty otherwise).
+    std::string hashValue() const { return m_fields.get<&Fields::hashValue>(); }
+    void setHashValue(const std::string &value) { m_fields.set<&Fields::hashValue>(value); }
+    // Why a failed file failed, for a person: the step and the system's
+    // reason, or both values of a checksum mismatch.
+    std::string failureReason() const { return m_fields.get<&Fields::failureReason>(); }
+    void setFailureReason(const std::string &value) { m_fields.set<&Fields::failureReason>(value); }
 
 private:
     // A text and the raw value it shows change together.
@@ -67,6 +74,8 @@ private:
         uint64_t rawBytesCopied = 0;
         Status rawStatus = kNone;
         int64_t rawModificationTime = 0;
+        std::string hashValue;
+        std::string failureReason;
     };
     Guarded<Fields> m_fields;
 };

@@ -5,6 +5,7 @@
 #include "fsutil/FileUtilities.h"
 #include "fsutil/SystemLog.h"
 #include "fsutil/UniqueFd.h"
+#include "proof/Hasher.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -13,6 +14,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 #include <exception>
 #include <filesystem>
 #include <memory>
@@ -50,6 +52,7 @@ void OffloadInstance::offloadSourceFiles()
     const std::string destinationRoot = fullOffloadPath();
     const std::shared_ptr<const UniqueFd> folder = offloadFolder();
     const CopyObserver observer = m_properties.get<&Properties::copyObserver>();
+    const std::optional<HashMethod> method = hashMethod();
     // The records of what the listing could not read come last and are never taken.
     const auto recordCount = static_cast<int32_t>(details.size() - std::min(details.size(), unreadableEntries()));
 
@@ -92,8 +95,16 @@ void OffloadInstance::offloadSourceFiles()
 
         const auto start = std::chrono::steady_clock::now();
         FileCopy::Result copy;
+        std::string sourceValue;
         if (reason.empty()) {
-            copy = FileCopy::copyFileAt(sourceFile, parent.get(), name, FileCopy::Options{});
+            std::optional<Hasher> sourceHash;
+            FileCopy::Options options;
+            if (method) {
+                sourceHash.emplace(*method);
+                options.onSourceData = [&sourceHash](const char *data, size_t size) { sourceHash->update(data, size); };
+            }
+            copy = FileCopy::copyFileAt(sourceFile, parent.get(), name, options);
+            if (sourceHash && copy.ok() && !copy.symbolicLink) sourceValue = sourceHash->finish().value_or("");
             if (copy.sourceSize != 0 || copy.sourceModificationTime != 0)
                 record->setRawModificationTime(copy.sourceModificationTime);
             if (!copy.ok()) {
@@ -111,7 +122,10 @@ void OffloadInstance::offloadSourceFiles()
 
         if (!failed) {
             if (observer) observer(*record);
-            if (!noFileVerification() && !compareFiles(sourceFile, destination, byteComparison())) {
+            if (method) {
+                reason = verifyChecksum(*method, sourceFile, parent.get(), name, copy, sourceValue);
+                failed = !reason.empty();
+            } else if (!noFileVerification() && !compareFiles(sourceFile, destination, byteComparison())) {
                 failed = true;
                 reason = byteComparison() ? "contents differ" : "sizes differ";
             }
@@ -134,8 +148,15 @@ void OffloadInstance::offloadSourceFiles()
         }
 
         if (!failed) {
+            if (method && !copy.symbolicLink) {
+                record->setHashValue(sourceValue);
+                m_hashList.addFile(mhl::FileHash{*relative, copy.bytesCopied, copy.sourceModificationTime / 1000000000,
+                                                 *method, sourceValue, mhl::Action::Original,
+                                                 static_cast<int64_t>(std::time(nullptr))});
+            }
             record->setRawStatus(FileCopyDetails::kCopyVerified);
         } else {
+            record->setFailureReason(reason);
             systemLog("File %s failed for this reason:%s\n%s", sourceFile.c_str(), reason.c_str(), destination.c_str());
             record->setRawStatus(FileCopyDetails::kCopyError);
             if (!m_errorReported.exchange(true) && offloadStatus() != kCanceled) soundFileCopyFailureAlert();
@@ -160,7 +181,15 @@ void OffloadInstance::completeWithoutFiles()
 
 bool OffloadInstance::endAfterLastReadableFile(const std::vector<Details> &details)
 {
-    if (unreadableEntries() == 0) {
+    // The hash list is written before the job says Completed, so whoever
+    // waits for the job finds it; a job whose list cannot be written has
+    // no proof to show and ends as Error saying why.
+    std::string listError;
+    const bool listed = unreadableEntries() == 0 && writeHashList(listError);
+    if (!listError.empty())
+        m_interface->addLogEntryToLogDetails(
+            {"\nThe ASC MHL hash list could not be written: " + listError + "\n", DisplayColor::Red});
+    if (listed) {
         setOffloadStatus(kCompleted);
         updateInterfaceToComplete();
         createLogEntriesForCopies(details, false);

@@ -34,6 +34,8 @@ void OffloadDriver::listSource(OffloadInstance &job)
         auto record = std::make_shared<FileCopyDetails>();
         record->setFilePath(entry.path);
         record->setRawStatus(FileCopyDetails::kCopyError);
+        record->setFailureReason(std::string("could not be read while listing the source: ") +
+                                 std::strerror(entry.error));
         details.push_back(std::move(record));
     }
     job.setUnreadableEntries(unreadable.size());

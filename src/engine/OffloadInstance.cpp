@@ -99,9 +99,19 @@ void OffloadInstance::setOffloadStatus(Status status)
         std::lock_guard lock(m_overMutex);
         m_offloadStatus = status;
     }
+    if (status == kCompleted || status == kError || status == kCanceled)
+        m_properties.update([](Properties &properties) {
+            if (!properties.endTime) properties.endTime = Clock::now();
+        });
     m_interface->setCurrentStatus(statusText(status));
     m_interface->setStatusColor(statusColor(status));
     m_over.notify_all();
+}
+
+double OffloadInstance::secondsTaken() const
+{
+    const Clock::time_point end = m_properties.get<&Properties::endTime>().value_or(Clock::now());
+    return std::chrono::duration<double>(end - m_interface->startTime()).count();
 }
 
 void OffloadInstance::setBytesAtSource(uint64_t bytes)

@@ -3,8 +3,11 @@
 #include "engine/FileCopyDetails.h"
 #include "engine/OffloadInterface.h"
 #include "engine/ThreadPool.h"
+#include "fsutil/FileCopy.h"
 #include "fsutil/Guarded.h"
 #include "fsutil/UniqueFd.h"
+#include "proof/HashMethod.h"
+#include "proof/MhlGenerationWriter.h"
 
 #include <atomic>
 #include <chrono>
@@ -131,6 +134,18 @@ public:
     void setByteComparison(bool value) { m_byteComparison = value; }
     bool noFileVerification() const { return m_noFileVerification.load(); }
     void setNoFileVerification(bool value) { m_noFileVerification = value; }
+    // Checksum verification instead of size or contents: the source is hashed
+    // from the very bytes the copy reads and the copy is read back from its
+    // medium. Such a job ends by writing its copy folder's hash list.
+    std::optional<HashMethod> hashMethod() const { return m_properties.get<&Properties::hashMethod>(); }
+    void setHashMethod(std::optional<HashMethod> method) { m_properties.set<&Properties::hashMethod>(method); }
+    // The generation file the job wrote ("" until then).
+    std::string hashListPath() const { return m_properties.get<&Properties::hashListPath>(); }
+    // The method as people and the command line name it: "size", "contents",
+    // "none" or a checksum's name.
+    std::string verificationName() const;
+    // Seconds from the job's start to its end (to now while it runs).
+    double secondsTaken() const;
     bool verboseLogging() const { return m_verboseLogging.load(); }
     void setVerboseLogging(bool value) { m_verboseLogging = value; }
     bool endedPremature() const { return m_endedPremature.load(); }
@@ -205,6 +220,14 @@ private:
     // Under lockProcessing, once every readable file is verified: Completed,
     // or Error when the listing could not see everything. True for Error.
     bool endAfterLastReadableFile(const std::vector<Details> &details);
+    // Checks a finished copy against the checksum the copy took of its
+    // source; the copy is reached through its folder and must be the file
+    // that was written. Empty when they match, else why not.
+    static std::string verifyChecksum(HashMethod method, const std::string &sourcePath, int folderFd,
+                                      const std::string &name, const FileCopy::Result &copy,
+                                      const std::string &sourceValue);
+    // The copy folder's next hash-list generation, from every verified file.
+    bool writeHashList(std::string &error);
 
     std::shared_ptr<OffloadInterface> m_interface = std::make_shared<OffloadInterface>();
     std::shared_ptr<ThreadPool> m_pool = std::make_shared<ThreadPool>(1);
@@ -223,6 +246,9 @@ private:
         std::shared_ptr<MainLoopTimer> timerInterface;
         CopyObserver copyObserver;
         std::function<void()> failureSound;
+        std::optional<HashMethod> hashMethod;
+        std::string hashListPath;
+        std::optional<Clock::time_point> endTime; // the first Completed, Error or Canceled
     };
     Guarded<Properties> m_properties;
 
@@ -243,6 +269,8 @@ private:
     std::atomic<size_t> m_unreadableEntries{0};
     std::atomic<bool> m_logWasSaved{false};
     std::atomic<bool> m_postOffloadComplete{false};
+
+    MhlGenerationWriter m_hashList;
 
     std::mutex m_lockProcessing;
     std::mutex m_lockCopyDetails;

@@ -87,7 +87,12 @@ void OffloadInstance::createInitialLogEntry()
     text += "Offload Began at " + dateText(m_interface->startTime()) + "\n";
     text += "Offloading files from " + readable(sourceDirectory()) + " to " + readable(fullOffloadPath()) + "\n";
     text += "Total files at source:" + number(totalFilesAtSource()) + "\n";
-    text += "Total bytes at source:" + number(bytesAtSource()) + "\n\n\n\n";
+    text += "Total bytes at source:" + number(bytesAtSource()) + "\n";
+    // The designed methods keep the designed header; a checksum names itself.
+    if (const std::optional<HashMethod> method = hashMethod())
+        text += "Verification: " + std::string(hashMethodName(*method)) +
+                " checksum of the source as read, against the copy read back\n";
+    text += "\n\n\n";
     m_interface->addLogEntryToLogDetails({text, DisplayColor::Default});
 }
 
@@ -97,6 +102,8 @@ void OffloadInstance::createLogEntriesForCopies(const std::vector<Details> &copi
     if (!verboseLogging() && !didError) return;
     std::lock_guard lock(m_lockCopyDetails);
     const bool contents = byteComparison();
+    const std::optional<HashMethod> method = hashMethod();
+    const std::string checksum = method ? std::string(hashMethodName(*method)) : std::string();
     for (const Details &record : copies) {
         const std::string from = readable(record->filePath());
         const std::string to = readable(record->outputPath());
@@ -105,11 +112,26 @@ void OffloadInstance::createLogEntriesForCopies(const std::vector<Details> &copi
         DisplayColor color = DisplayColor::Black;
         switch (record->rawStatus()) {
         case FileCopyDetails::kCopyVerified:
+            if (method) {
+                const std::string value = record->hashValue();
+                text += "File " + checksum + " checksum verification succeeded: " +
+                        (value.empty() ? std::string("the link leads to the same place")
+                                       : "source and copy are both " + value) +
+                        "\n";
+                color = DisplayColor::Green;
+                break;
+            }
             text += contents ? "File contents compare verification succeeded: The file contents are the same\n"
                              : "File size verification complete: Both files are the same size\n";
             color = DisplayColor::Green;
             break;
         case FileCopyDetails::kCopyError:
+            if (method) {
+                text +=
+                    "File " + checksum + " checksum verification failure: " + readable(record->failureReason()) + "\n";
+                color = DisplayColor::Red;
+                break;
+            }
             // The same words whether the copy or the comparison failed.
             text += contents ? "File contents compare verification failure: The files are different sizes\n"
                              : "File size verification failure: The files are different sizes\n";

@@ -63,7 +63,7 @@ struct TemporaryGuard {
 // since it was listed is copied as it is now; the caller compares sizes.
 bool copyContents(int in, int out, const FileCopy::Options &options, Result &result)
 {
-    bool tryRange = options.useCopyFileRange;
+    bool tryRange = options.useCopyFileRange && !options.onSourceData;
     while (tryRange) {
         const ssize_t n = ::copy_file_range(in, nullptr, out, nullptr, 1u << 30, 0);
         if (n > 0) {
@@ -92,6 +92,7 @@ bool copyContents(int in, int out, const FileCopy::Options &options, Result &res
             result = failed(result, "read");
             return false;
         }
+        if (options.onSourceData) options.onSourceData(buffer.get(), static_cast<size_t>(n));
         if (!fsutil::writeAll(out, {buffer.get(), static_cast<size_t>(n)})) {
             result = failed(result, "write");
             return false;
@@ -143,6 +144,7 @@ Result copySymbolicLink(const std::string &source, int folderFd, const std::stri
                         const FileCopy::Options &options)
 {
     Result result;
+    result.symbolicLink = true;
     result.sourceSize = static_cast<uint64_t>(info.st_size);
     result.sourceModificationTime = nanoseconds(info.st_mtim);
     std::string target(static_cast<size_t>(info.st_size > 0 ? info.st_size : 255) + 1, '\0');

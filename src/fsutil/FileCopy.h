@@ -2,7 +2,9 @@
 
 #include "fsutil/UniqueFd.h"
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 namespace ferrydeck {
@@ -23,6 +25,10 @@ public:
         bool flush = true;            // fdatasync the copy (and its folder) before the name is given
         bool useCopyFileRange = true; // false forces the read/write path
         size_t bufferSize = 1 << 20;  // read/write chunk
+        // Sees every chunk of the source as it is read, in order, before it
+        // is written; setting it forces the read/write path, so a checksum of
+        // the source costs no second read of the card.
+        std::function<void(const char *data, size_t size)> onSourceData;
     };
 
     struct Result {
@@ -37,6 +43,7 @@ public:
         // The copy under its final name, for checks that it is still there.
         uint64_t copyDevice = 0;
         uint64_t copyInode = 0;
+        bool symbolicLink = false; // copied as a link: there is no content to hash
         bool ok() const { return error == 0; }
         // Errors after which no other file on the same destination can succeed.
         bool dooms() const;

@@ -127,6 +127,15 @@ void SettingsDrawer::buildLogs(QWidget *verifyBox, QWidget *detailBox, QWidget *
     buttonSizeVerify = radio("By size", m_verifyGroup, 0, verify);
     buttonContentsVerify = radio("By contents (byte for byte)", m_verifyGroup, 1, verify);
     buttonNoFileVerification = radio("None", m_verifyGroup, 2, verify);
+    auto *checksum = new QHBoxLayout;
+    buttonChecksumVerify =
+        radio("By checksum, with an ASC MHL hash list:", m_verifyGroup, FerrydeckSettings::kVerifyByChecksum, checksum);
+    popupChecksum = new QComboBox(verifyBox);
+    for (const HashMethod method : FerrydeckSettings::kChecksumOptions)
+        popupChecksum->addItem(QString::fromUtf8(hashMethodName(method).data(), hashMethodName(method).size()));
+    checksum->addWidget(popupChecksum);
+    checksum->addStretch(1);
+    verify->addLayout(checksum);
 
     auto *detail = new QHBoxLayout(detailBox);
     m_detailGroup = new QButtonGroup(this);

@@ -54,6 +54,9 @@ public:
     QRadioButton *buttonSizeVerify = nullptr;
     QRadioButton *buttonContentsVerify = nullptr;
     QRadioButton *buttonNoFileVerification = nullptr;
+    // A checksum proves each copy and leaves an ASC MHL hash list beside it.
+    QRadioButton *buttonChecksumVerify = nullptr;
+    QComboBox *popupChecksum = nullptr;
     QRadioButton *buttonVerboseLogging = nullptr;
     QRadioButton *buttonMinimalLogging = nullptr;
     QRadioButton *buttonLogToCommonFolder = nullptr;

@@ -82,7 +82,16 @@ void SettingsDrawer::connectOptions()
     FerrydeckSettings &settings = m_controller->ferrydeckSettings();
     connect(m_verifyGroup, &QButtonGroup::idToggled, this, [this, &settings](int id, bool on) {
         if (!on) return;
-        settings.setVerificationOption(id);
+        settings.setVerificationOption(id == FerrydeckSettings::kVerifyByChecksum
+                                           ? FerrydeckSettings::kVerifyByChecksum + popupChecksum->currentIndex()
+                                           : id);
+        publishControls();
+    });
+    connect(popupChecksum, &QComboBox::currentIndexChanged, this, [this, &settings](int index) {
+        // Picking a checksum is choosing to verify by it.
+        settings.setVerificationOption(FerrydeckSettings::kVerifyByChecksum + std::max(index, 0));
+        const QSignalBlocker quiet(m_verifyGroup);
+        buttonChecksumVerify->setChecked(true);
         publishControls();
     });
     connect(m_detailGroup, &QButtonGroup::idToggled, this, [this, &settings](int id, bool on) {
@@ -137,7 +146,16 @@ void SettingsDrawer::showLoadedSettings()
         textCommonLogFolder->setText(QString::fromStdString(texts.logDirectory));
         popupNamingSchemes->setCurrentIndex(
             std::clamp(settings.namingConventionIndex(), 0, popupNamingSchemes->count() - 1));
-        checkButton(m_verifyGroup, settings.verificationOption());
+        const std::optional<HashMethod> checksum = FerrydeckSettings::checksumForOption(settings.verificationOption());
+        checkButton(m_verifyGroup, checksum
+                                       ? FerrydeckSettings::kVerifyByChecksum
+                                       // An option this version does not know verifies by size rather than not at all.
+                                       : FerrydeckSettings::verificationOptionForName(
+                                             FerrydeckSettings::verificationName(settings.verificationOption()))
+                                             .value_or(0));
+        const QSignalBlocker quiet(popupChecksum);
+        if (checksum)
+            popupChecksum->setCurrentIndex(settings.verificationOption() - FerrydeckSettings::kVerifyByChecksum);
         checkButton(m_detailGroup, settings.selectedLogOption());
         checkButton(m_logGroup, settings.logOptionIndex() == 0 ? 0 : 1);
         checkButton(m_modeGroup, settings.offloadModeIndex() == 0 ? 0 : 1);
@@ -178,6 +196,11 @@ void SettingsDrawer::publishControls()
     VerificationControls verification;
     if (buttonContentsVerify->isChecked()) verification.verification = Verification::Contents;
     else if (buttonNoFileVerification->isChecked()) verification.verification = Verification::None;
+    else if (buttonChecksumVerify->isChecked()) {
+        verification.verification = Verification::Checksum;
+        verification.checksum =
+            FerrydeckSettings::kChecksumOptions[static_cast<size_t>(std::clamp(popupChecksum->currentIndex(), 0, 5))];
+    }
     verification.verboseLogging = buttonVerboseLogging->isChecked();
     m_view->setVerificationControls(verification);
     m_view->setRenameCardText(cleaned(textRenameCard));

@@ -209,4 +209,24 @@ void FerrydeckSettings::setTextLogDirectory(const std::string &value)
     setText(&FerrydeckSettings::m_textLogDirectory, value);
 }
 
+std::optional<HashMethod> FerrydeckSettings::checksumForOption(int32_t option)
+{
+    const int64_t index = static_cast<int64_t>(option) - kVerifyByChecksum;
+    if (index < 0 || index >= static_cast<int64_t>(kChecksumOptions.size())) return std::nullopt;
+    return kChecksumOptions[static_cast<size_t>(index)];
+}
+
+std::string FerrydeckSettings::verificationName(int32_t option)
+{
+    if (const std::optional<HashMethod> method = checksumForOption(option)) return std::string(hashMethodName(*method));
+    return option == kVerifyByContents ? "contents" : option == kVerifyNone ? "none" : "size";
+}
+
+std::optional<int32_t> FerrydeckSettings::verificationOptionForName(std::string_view name)
+{
+    for (int32_t option = 0; option < kVerifyByChecksum + static_cast<int32_t>(kChecksumOptions.size()); ++option)
+        if (verificationName(option) == name) return option;
+    return std::nullopt;
+}
+
 } // namespace ferrydeck

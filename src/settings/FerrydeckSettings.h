@@ -2,6 +2,10 @@
 
 #include "settings/BrightwaterSettings.h"
 
+#include "proof/HashMethod.h"
+
+#include <array>
+#include <string_view>
 #include <atomic>
 #include <cstdint>
 #include <mutex>
@@ -20,6 +24,15 @@ public:
     static constexpr int32_t kVerifyBySize = 0;
     static constexpr int32_t kVerifyByContents = 1;
     static constexpr int32_t kVerifyNone = 2;
+    // Options past the designed three verify by checksum, in the order people
+    // are offered them: kVerifyByChecksum + the index in kChecksumOptions.
+    static constexpr int32_t kVerifyByChecksum = 3;
+    static constexpr std::array<HashMethod, 6> kChecksumOptions = {
+        HashMethod::Xxh64, HashMethod::Xxh3, HashMethod::Xxh128, HashMethod::Md5, HashMethod::Sha1, HashMethod::C4};
+    // "size", "contents", "none" or a checksum's name; an unknown option is size.
+    static std::string verificationName(int32_t option);
+    static std::optional<int32_t> verificationOptionForName(std::string_view name);
+    static std::optional<HashMethod> checksumForOption(int32_t option);
     static constexpr int32_t kLogVerbose = 0;
     static constexpr int32_t kLogMinimal = 1;
 

@@ -3,7 +3,10 @@
 //
 // Configured by the environment of the process it is loaded into:
 //   FERRYDECK_FAULT          write-enospc | write-eio | read-eio | open-eacces |
-//                            truncate-source | touch-source | flip-byte | slow
+//                            truncate-source | touch-source | flip-byte | slow |
+//                            count-reads (no fault: the bytes read from matching
+//                            sources are added up and written at exit to
+//                            FERRYDECK_FAULT_COUNT_FILE)
 //   FERRYDECK_FAULT_PATH     fnmatch pattern ("*" crosses "/") for the paths hit
 //   FERRYDECK_FAULT_AFTER    bytes that go through before the fault (default 0)
 //   FERRYDECK_FAULT_DELAY_MS pause per chunk for "slow" (default 20)
@@ -45,7 +48,18 @@ extern "C" char *program_invocation_short_name;
 
 namespace {
 
-enum class Fault { None, WriteNoSpace, WriteIo, ReadIo, OpenDenied, TruncateSource, TouchSource, FlipByte, Slow };
+enum class Fault {
+    None,
+    WriteNoSpace,
+    WriteIo,
+    ReadIo,
+    OpenDenied,
+    TruncateSource,
+    TouchSource,
+    FlipByte,
+    Slow,
+    CountReads
+};
 
 struct Config {
     Fault fault = Fault::None;
@@ -70,6 +84,7 @@ struct Tracked {
 };
 
 Tracked g_fds[kMaxFd];
+std::atomic<uint64_t> g_bytesRead{0}; // of closed source descriptors, for count-reads
 Config g_config;
 std::atomic<bool> g_ready{false};
 
@@ -100,7 +115,8 @@ Fault parseFault(const char *text)
                  {"truncate-source", Fault::TruncateSource},
                  {"touch-source", Fault::TouchSource},
                  {"flip-byte", Fault::FlipByte},
-                 {"slow", Fault::Slow}};
+                 {"slow", Fault::Slow},
+                 {"count-reads", Fault::CountReads}};
     for (const auto &entry : names) {
         if (std::strcmp(text, entry.name) == 0) return entry.fault;
     }
@@ -125,10 +141,23 @@ __attribute__((constructor)) void configure()
     g_ready = g_config.fault != Fault::None || g_config.noCopyRange || g_config.noNoReplace || g_config.noLink;
 }
 
+__attribute__((destructor)) void reportCount()
+{
+    const char *path = std::getenv("FERRYDECK_FAULT_COUNT_FILE");
+    if (g_config.fault != Fault::CountReads || !path) return;
+    uint64_t total = g_bytesRead;
+    for (Tracked &slot : g_fds)
+        if (slot.active) total += slot.bytes;
+    if (FILE *out = std::fopen(path, "w")) {
+        std::fprintf(out, "%llu\n", static_cast<unsigned long long>(total));
+        std::fclose(out);
+    }
+}
+
 bool isSourceFault(Fault fault)
 {
     return fault == Fault::ReadIo || fault == Fault::OpenDenied || fault == Fault::TruncateSource ||
-           fault == Fault::TouchSource;
+           fault == Fault::TouchSource || fault == Fault::CountReads;
 }
 
 bool matches(const char *path)
@@ -229,6 +258,9 @@ int openTracked(int dirfd, const char *path, int flags, mode_t mode, bool at)
     static const auto nextOpen = real<OpenFn>("open");
     const int fd = at ? nextOpenat(dirfd, path, flags, mode) : nextOpen(path, flags, mode);
     if (fault) track(fd, absolute);
+    // A descriptor closed inside libc (closedir, fclose) never passed through
+    // close() here: its number, reused, must not inherit the old slot.
+    else if (fd >= 0 && fd < kMaxFd) g_fds[fd].active = false;
     return fd;
 }
 
@@ -259,7 +291,7 @@ FERRYDECK_OPEN_WRAPPER(openat64, (int dirfd, const char *path, int flags, ...), 
 
 int close(int fd)
 {
-    if (fd >= 0 && fd < kMaxFd) g_fds[fd].active = false;
+    if (fd >= 0 && fd < kMaxFd && g_fds[fd].active.exchange(false)) g_bytesRead += g_fds[fd].bytes;
     static const auto next = real<CloseFn>("close");
     return next(fd);
 }
@@ -359,7 +391,7 @@ ssize_t copy_file_range(int in, off64_t *inOffset, int out, off64_t *outOffset, 
     if (g_config.fault == Fault::Slow) {
         if (size > kChunk) size = kChunk;
         slowDown();
-    } else if (g_config.fault != Fault::FlipByte) {
+    } else if (g_config.fault != Fault::FlipByte && g_config.fault != Fault::CountReads) {
         const size_t allowed = allowance(*slot, size);
         if (allowed == 0) {
             if (g_config.fault == Fault::TruncateSource || g_config.fault == Fault::TouchSource) {
