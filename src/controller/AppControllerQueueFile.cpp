@@ -20,6 +20,7 @@ std::string copyFolderOf(const OffloadInstance &job)
 
 Verification verificationOf(const OffloadInstance &job)
 {
+    if (job.hashMethod()) return Verification::Checksum;
     if (job.noFileVerification()) return Verification::None;
     return job.byteComparison() ? Verification::Contents : Verification::Size;
 }
@@ -55,6 +56,7 @@ std::vector<SavedJob> AppController::queueSnapshot() const
         entry.copyFolder = copyFolderOf(*job);
         if (const auto note = noteOf(job)) entry.naming = note->naming;
         entry.verification = verificationOf(*job);
+        entry.checksum = job->hashMethod().value_or(entry.checksum);
         entry.verboseLogging = job->verboseLogging();
         entry.status = job->offloadStatus();
         entry.files = job->totalFilesAtSource();
@@ -100,6 +102,7 @@ AppController::Job AppController::restoreJob(const SavedJob &saved)
     if (!saved.copyFolder.empty()) job->setFullOffloadPath(saved.copyFolder);
     job->setNoFileVerification(saved.verification == Verification::None);
     job->setByteComparison(saved.verification == Verification::Contents);
+    if (saved.verification == Verification::Checksum) job->setHashMethod(saved.checksum);
     job->setVerboseLogging(saved.verboseLogging);
     job->setTotalFilesAtSource(saved.files);
     job->setBytesAtSource(saved.bytes);

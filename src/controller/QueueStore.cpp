@@ -25,7 +25,23 @@ constexpr OffloadInstance::Status kStatuses[] = {
     OffloadInstance::kError,   OffloadInstance::kIdle,       OffloadInstance::kIndexing,
 };
 
-constexpr const char *kVerifications[] = {"size", "contents", "none"};
+constexpr Verification kVerifications[] = {Verification::Size, Verification::Contents, Verification::None,
+                                           Verification::Checksum};
+
+const char *verificationName(Verification verification)
+{
+    switch (verification) {
+    case Verification::Size:
+        return "size";
+    case Verification::Contents:
+        return "contents";
+    case Verification::None:
+        return "none";
+    case Verification::Checksum:
+        return "checksum";
+    }
+    return "size";
+}
 
 bool isUtf8(const std::string &text)
 {
@@ -83,7 +99,8 @@ json jobToJson(const SavedJob &job)
           {"customName", textToJson(job.naming.customName)},
           {"prefix", textToJson(job.naming.prefix)},
           {"suffix", textToJson(job.naming.suffix)}}},
-        {"verification", kVerifications[static_cast<int>(job.verification)]},
+        {"verification", verificationName(job.verification)},
+        {"checksum", std::string(hashMethodName(job.checksum))},
         {"verboseLogging", job.verboseLogging},
         {"status", OffloadInstance::statusText(job.status)},
         {"files", job.files},
@@ -128,18 +145,23 @@ std::optional<SavedJob> jobFromJson(const json &entry)
                         text(entry, "log", job.logText);
     if (!fields || job.source.empty() || job.destination.empty()) return std::nullopt;
 
-    std::string status, verification;
-    if (!text(entry, "status", status) || !text(entry, "verification", verification)) return std::nullopt;
+    std::string status, verification, checksum;
+    if (!text(entry, "status", status) || !text(entry, "verification", verification) ||
+        !text(entry, "checksum", checksum))
+        return std::nullopt;
+    const std::optional<HashMethod> method = hashMethodFromName(checksum);
     const auto statusFound = std::find_if(std::begin(kStatuses), std::end(kStatuses), [&](OffloadInstance::Status s) {
         return status == OffloadInstance::statusText(s);
     });
-    const auto verificationFound = std::find(std::begin(kVerifications), std::end(kVerifications), verification);
+    const auto verificationFound = std::find_if(std::begin(kVerifications), std::end(kVerifications),
+                                                [&](Verification v) { return verification == verificationName(v); });
     const auto verbose = entry.find("verboseLogging");
     if (statusFound == std::end(kStatuses) || verificationFound == std::end(kVerifications) || verbose == entry.end() ||
-        !verbose->is_boolean())
+        !verbose->is_boolean() || !method)
         return std::nullopt;
     job.status = *statusFound;
-    job.verification = static_cast<Verification>(verificationFound - std::begin(kVerifications));
+    job.verification = *verificationFound;
+    job.checksum = *method;
     job.verboseLogging = verbose->get<bool>();
     return job;
 }

@@ -19,6 +19,8 @@ struct SavedJob {
     // The naming controls the copy folder was made with; empty until it started.
     NamingControls naming;
     Verification verification = Verification::Size;
+    // The hash of Verification::Checksum.
+    HashMethod checksum = HashMethod::Xxh64;
     bool verboseLogging = false;
     OffloadInstance::Status status = OffloadInstance::kInQueue;
     uint64_t files = 0;
