@@ -17,13 +17,6 @@ std::string copyFolderOf(const OffloadInstance &job)
     const std::string full = job.fullOffloadPath();
     return full == job.offloadDirectory() ? std::string() : full;
 }
-
-Verification verificationOf(const OffloadInstance &job)
-{
-    if (job.hashMethod()) return Verification::Checksum;
-    if (job.noFileVerification()) return Verification::None;
-    return job.byteComparison() ? Verification::Contents : Verification::Size;
-}
 } // namespace
 
 std::optional<AppController::JobNote> AppController::noteOf(const Job &job) const
@@ -55,8 +48,7 @@ std::vector<SavedJob> AppController::queueSnapshot() const
         entry.destination = job->offloadDirectory();
         entry.copyFolder = copyFolderOf(*job);
         if (const auto note = noteOf(job)) entry.naming = note->naming;
-        entry.verification = verificationOf(*job);
-        entry.checksum = job->hashMethod().value_or(entry.checksum);
+        entry.verification = job->verificationName();
         entry.verboseLogging = job->verboseLogging();
         entry.status = job->offloadStatus();
         entry.files = job->totalFilesAtSource();
@@ -100,9 +92,9 @@ AppController::Job AppController::restoreJob(const SavedJob &saved)
 {
     Job job = OffloadInstance::create(saved.source, saved.destination, m_mainLoop);
     if (!saved.copyFolder.empty()) job->setFullOffloadPath(saved.copyFolder);
-    job->setNoFileVerification(saved.verification == Verification::None);
-    job->setByteComparison(saved.verification == Verification::Contents);
-    if (saved.verification == Verification::Checksum) job->setHashMethod(saved.checksum);
+    job->setNoFileVerification(saved.verification == "none");
+    job->setByteComparison(saved.verification == "contents");
+    job->setHashMethod(hashMethodFromName(saved.verification));
     job->setVerboseLogging(saved.verboseLogging);
     job->setTotalFilesAtSource(saved.files);
     job->setBytesAtSource(saved.bytes);

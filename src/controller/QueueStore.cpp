@@ -25,22 +25,9 @@ constexpr OffloadInstance::Status kStatuses[] = {
     OffloadInstance::kError,   OffloadInstance::kIdle,       OffloadInstance::kIndexing,
 };
 
-constexpr Verification kVerifications[] = {Verification::Size, Verification::Contents, Verification::None,
-                                           Verification::Checksum};
-
-const char *verificationName(Verification verification)
+bool isVerificationName(const std::string &name)
 {
-    switch (verification) {
-    case Verification::Size:
-        return "size";
-    case Verification::Contents:
-        return "contents";
-    case Verification::None:
-        return "none";
-    case Verification::Checksum:
-        return "checksum";
-    }
-    return "size";
+    return name == "size" || name == "contents" || name == "none" || hashMethodFromName(name).has_value();
 }
 
 bool isUtf8(const std::string &text)
@@ -99,8 +86,7 @@ json jobToJson(const SavedJob &job)
           {"customName", textToJson(job.naming.customName)},
           {"prefix", textToJson(job.naming.prefix)},
           {"suffix", textToJson(job.naming.suffix)}}},
-        {"verification", verificationName(job.verification)},
-        {"checksum", std::string(hashMethodName(job.checksum))},
+        {"verification", job.verification},
         {"verboseLogging", job.verboseLogging},
         {"status", OffloadInstance::statusText(job.status)},
         {"files", job.files},
@@ -145,23 +131,16 @@ std::optional<SavedJob> jobFromJson(const json &entry)
                         text(entry, "log", job.logText);
     if (!fields || job.source.empty() || job.destination.empty()) return std::nullopt;
 
-    std::string status, verification, checksum;
-    if (!text(entry, "status", status) || !text(entry, "verification", verification) ||
-        !text(entry, "checksum", checksum))
-        return std::nullopt;
-    const std::optional<HashMethod> method = hashMethodFromName(checksum);
+    std::string status;
+    if (!text(entry, "status", status) || !text(entry, "verification", job.verification)) return std::nullopt;
     const auto statusFound = std::find_if(std::begin(kStatuses), std::end(kStatuses), [&](OffloadInstance::Status s) {
         return status == OffloadInstance::statusText(s);
     });
-    const auto verificationFound = std::find_if(std::begin(kVerifications), std::end(kVerifications),
-                                                [&](Verification v) { return verification == verificationName(v); });
     const auto verbose = entry.find("verboseLogging");
-    if (statusFound == std::end(kStatuses) || verificationFound == std::end(kVerifications) || verbose == entry.end() ||
-        !verbose->is_boolean() || !method)
+    if (statusFound == std::end(kStatuses) || !isVerificationName(job.verification) || verbose == entry.end() ||
+        !verbose->is_boolean())
         return std::nullopt;
     job.status = *statusFound;
-    job.verification = *verificationFound;
-    job.checksum = *method;
     job.verboseLogging = verbose->get<bool>();
     return job;
 }

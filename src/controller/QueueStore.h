@@ -18,9 +18,9 @@ struct SavedJob {
     std::string copyFolder;
     // The naming controls the copy folder was made with; empty until it started.
     NamingControls naming;
-    Verification verification = Verification::Size;
-    // The hash of Verification::Checksum.
-    HashMethod checksum = HashMethod::Xxh64;
+    // As OffloadInstance::verificationName names it: "size", "contents",
+    // "none" or a checksum's name.
+    std::string verification = "size";
     bool verboseLogging = false;
     OffloadInstance::Status status = OffloadInstance::kInQueue;
     uint64_t files = 0;
