@@ -53,4 +53,20 @@ AlertText reformatFailed(const std::string &drive)
     return {"Error", stringWithFormat("Ferrydeck's attempt to format drive \"%s\" has failed", drive.c_str())};
 }
 
+AlertText waitingJobsAtQuit(size_t count)
+{
+    return {"Offloads Waiting",
+            stringWithFormat("%zu offload%s waiting and not yet started.\nThey will be back in the queue, waiting, "
+                             "at the next start.\nQuit anyway?",
+                             count, count == 1 ? " is" : "s are")};
+}
+
+AlertText restoredSourceMissing(const std::string &source)
+{
+    return {"Source Not Found",
+            stringWithFormat("\"%s\" cannot be found.\nInsert the card or reconnect the drive, then start the "
+                             "offload again, or remove it from the queue.",
+                             source.c_str())};
+}
+
 } // namespace ferrydeck::AlertTexts

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace ferrydeck {
@@ -23,6 +24,9 @@ AlertText offloadNotWritable(const std::string &destination);
 AlertText reformatWarning(const std::string &drive);
 AlertText reformatAborted();
 AlertText reformatFailed(const std::string &drive);
+// Ours, for the queue kept across restarts.
+AlertText waitingJobsAtQuit(size_t count);
+AlertText restoredSourceMissing(const std::string &source);
 } // namespace AlertTexts
 
 } // namespace ferrydeck

@@ -1,5 +1,7 @@
 #include "controller/AppController.h"
 
+#include "controller/AlertTexts.h"
+
 #include "cards/HDUtilities.h"
 #include "fsutil/HardwareUtilities.h"
 #include "fsutil/SystemLog.h"
@@ -89,6 +91,8 @@ AppController::~AppController()
     }
     m_activeTimer = false;
     if (m_autoModeTimer) m_autoModeTimer->cancel();
+    // The queue was saved at termination; what the cancels below change is not kept.
+    if (m_queueSaveTimer) m_queueSaveTimer->cancel();
     const std::vector<Job> jobs = listOffloadInstances();
     for (const Job &job : jobs) {
         if (!job->processingTaskIsOver()) job->cancelOffloadingTasks();
@@ -119,6 +123,7 @@ AppController::~AppController()
 void AppController::setListOffloadInstances(std::vector<Job> jobs)
 {
     m_listOffloadInstances.set(std::move(jobs));
+    scheduleQueueSave();
     updateView([](ControllerView &view) { view.reloadQueueTable(); });
 }
 
@@ -131,14 +136,20 @@ void AppController::setListOffloadDestinations(std::vector<Destination> destinat
 bool AppController::applicationShouldTerminate()
 {
     bool active = false;
+    size_t waiting = 0;
     {
         std::lock_guard lock(m_lockOffloadInstances);
-        for (const Job &job : listOffloadInstances())
+        for (const Job &job : listOffloadInstances()) {
             active = active || job->offloadStatus() == OffloadInstance::kProcessing;
+            if (!job->processingTaskHasBegun()) ++waiting;
+        }
     }
     // Asked once, and without the list's lock: jobs that end meanwhile take it.
-    if (!active) return true;
-    return alert("Active Processing", "Ferrydeck is actively offloading.\nQuit anyway?", {"NO", "YES"}) != 0;
+    if (active)
+        return alert("Active Processing", "Ferrydeck is actively offloading.\nQuit anyway?", {"NO", "YES"}) != 0;
+    if (waiting == 0) return true;
+    const AlertText text = AlertTexts::waitingJobsAtQuit(waiting);
+    return alert(text.title, text.message, {"NO", "YES"}) != 0;
 }
 
 void AppController::applicationWillTerminate()
@@ -161,6 +172,8 @@ void AppController::applicationWillTerminate()
         }
     }
     saveDefaults();
+    // Before anything is canceled: running jobs are kept as running and come back waiting.
+    saveQueue();
     m_offloadPool.cancelAllThreadsInThePool();
 }
 

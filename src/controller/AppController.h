@@ -3,6 +3,7 @@
 #include "controller/ControllerView.h"
 #include "controller/DefaultsPersistence.h"
 #include "controller/OffloadHistory.h"
+#include "controller/QueueStore.h"
 #include "engine/MainLoop.h"
 #include "engine/OffloadDestination.h"
 #include "engine/OffloadInstance.h"
@@ -57,6 +58,11 @@ public:
         std::shared_ptr<PreferencesStore> preferences;
         // Where each card's last offload is remembered; the state folder's when empty.
         std::shared_ptr<OffloadHistory> history;
+        // Where the queue is kept across restarts; without one it is not
+        // (the command line's queue is its own run's).
+        std::shared_ptr<QueueStore> queueStore;
+        // Changes to the queue within this many seconds are saved together.
+        double queueSaveDelay = 0.5;
     };
 
     static constexpr const char *kSoundComplete = "complete";
@@ -116,6 +122,22 @@ public:
     bool canInstanceBeDequeued(const Job &job) const;
     void removeRowFromProcessingQueue(const std::vector<int> &selectedRows);
     void clearProcessingQueue();
+
+    // --- the queue across restarts (AppControllerQueueFile.cpp) -----------------
+    // Puts the saved jobs back in the queue: finished ones as they ended,
+    // read-only; the others waiting, to be started again or removed.
+    void restoreQueue();
+    // Writes the queue now; true without a store.
+    bool saveQueue();
+    // Writes the queue soon, on the main thread; callable from any thread.
+    void scheduleQueueSave();
+    std::vector<SavedJob> queueSnapshot() const;
+    // A waiting job brought back from the last run, not started since.
+    bool isRestoredJob(const Job &job) const;
+    // Replaces a restored waiting job by a new one of the same source and
+    // destination (listed and named afresh), started once listed when `start`.
+    // False when it is not one or its source is gone, which the person is told.
+    bool requeueRestoredJob(const Job &job, bool start);
 
     // --- a job's run and end (AppControllerProcessing.cpp) ---------------------
     void processInstance(const Job &job);
@@ -243,6 +265,17 @@ private:
     class DetailsDelegate;
 
     void playNamedSound(const std::string &name) const;
+    // A new job of the queue, before it is listed.
+    Job makeJob(const std::string &source, const std::string &destination) const;
+    Job restoreJob(const SavedJob &saved);
+    // What the queue file keeps of a job beyond the job itself.
+    struct JobNote {
+        std::weak_ptr<OffloadInstance> job;
+        NamingControls naming;
+        bool restored = false;
+    };
+    std::optional<JobNote> noteOf(const Job &job) const;
+    void setNote(const Job &job, const std::function<void(JobNote &)> &change);
     // Starts the history records of the cards among the just queued jobs.
     void beginCardOffloads(const std::vector<Job> &added);
     std::optional<OffloadHistory::Ticket> ticketOf(const Job &job) const;
@@ -270,6 +303,9 @@ private:
     Guarded<Job> m_viewedInstance;
     Guarded<std::string> m_textStepperCount;
     Guarded<std::vector<std::pair<Job, std::string>>> m_savedLogs;
+    Guarded<std::vector<JobNote>> m_jobNotes;
+    std::atomic<bool> m_queueSavePending{false};
+    std::shared_ptr<MainLoopTimer> m_queueSaveTimer;
 
     std::mutex m_lockOffloadInstances;
     std::mutex m_lockOffloadDestination;

@@ -104,6 +104,7 @@ void AppController::noteSavedLog(const Job &job, const std::string &path)
         std::erase_if(logs, [&](const auto &entry) { return entry.first == job; });
         logs.emplace_back(job, path);
     });
+    scheduleQueueSave();
 }
 
 std::optional<std::string> AppController::savedLogPath(const Job &job) const

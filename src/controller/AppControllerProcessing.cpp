@@ -64,6 +64,7 @@ void AppController::processingOfInstanceCompleted(const Job &job)
     reportCardIfFinished(job);
     if (m_settings.autoSaveLogs()) autoSaveLogForInstance(job);
     redistributeThreadsFromInstance(job);
+    scheduleQueueSave();
     std::lock_guard lock(m_lockInterface);
     postToController([](AppController &controller) {
         try {

@@ -34,9 +34,7 @@ void AppController::addDirectoriesToOffloadList(const std::vector<std::string> &
             for (const std::string &source : sources) {
                 for (const Destination &destination : destinations) {
                     if (!destination->inUse()) continue;
-                    Job job = OffloadInstance::create(source, destination->destinationPath(), m_mainLoop);
-                    // Copy threads may outlive the controller: the hook holds the player, not `this`.
-                    job->setFailureSound([play = m_options.playSound] { play(kSoundFailure); });
+                    Job job = makeJob(source, destination->destinationPath());
                     queue.push_back(job);
                     added.push_back(job);
                 }
@@ -52,6 +50,14 @@ void AppController::addDirectoriesToOffloadList(const std::vector<std::string> &
     for (const Job &job : added) {
         startWorker([this, job] { verifyOffloadSourceSize({job}); });
     }
+}
+
+AppController::Job AppController::makeJob(const std::string &source, const std::string &destination) const
+{
+    Job job = OffloadInstance::create(source, destination, m_mainLoop);
+    // Copy threads may outlive the controller: the hook holds the player, not `this`.
+    job->setFailureSound([play = m_options.playSound] { play(kSoundFailure); });
+    return job;
 }
 
 void AppController::queueAllDrivesFromList(const std::vector<std::shared_ptr<AttachedVolume>> &volumes)
@@ -136,6 +142,7 @@ void AppController::verifyOffloadSourceSize(const std::vector<Job> &jobs)
         }
         job->updateInterfaceEstimatedTime();
     }
+    scheduleQueueSave();
     if (removed) alert(space.title, message, {"OK"});
     std::lock_guard lock(m_lockInterface);
     updateView([](ControllerView &view) { view.reloadQueueTable(); });
@@ -198,13 +205,17 @@ void AppController::handOutSharedThreads(const std::vector<Job> &jobs)
 
 void AppController::processInstancesInList(const std::vector<Job> &jobs)
 {
-    std::vector<Job> collected;
+    std::vector<Job> collected, restored;
     {
         std::lock_guard lock(m_lockOffloadInstances);
         for (const Job &job : jobs) {
-            if (job->offloadStatus() == OffloadInstance::kInQueue) collected.push_back(job);
+            if (job->offloadStatus() != OffloadInstance::kInQueue) continue;
+            // A job from the last run has no listing yet: it is listed again first.
+            (isRestoredJob(job) ? restored : collected).push_back(job);
         }
     }
+    for (const Job &job : restored)
+        requeueRestoredJob(job, true);
     if (collected.empty()) return;
     handOutSharedThreads(collected);
 
@@ -252,6 +263,7 @@ void AppController::configureInstanceFromInterface(const Job &job)
     UniqueFd folder;
     job->setFullOffloadPath(DirectoryUtilities::createExclusiveDirectoryForPath(wanted, folder).value_or(wanted));
     job->setOffloadFolder(std::move(folder));
+    setNote(job, [naming = m_view->namingControls()](JobNote &note) { note.naming = naming; });
     const VerificationControls controls = m_view->verificationControls();
     if (controls.verification == Verification::None) job->setNoFileVerification(true);
     else if (controls.verification == Verification::Contents) job->setByteComparison(true);
@@ -259,6 +271,7 @@ void AppController::configureInstanceFromInterface(const Job &job)
     if (controls.verboseLogging) job->setVerboseLogging(true);
     job->createInitialLogEntry();
     job->setDelegate(m_detailsDelegate);
+    scheduleQueueSave();
 }
 
 void AppController::cancelAllItemsInTheQueue()

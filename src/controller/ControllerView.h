@@ -18,6 +18,8 @@ struct NamingControls {
     std::string customName;
     std::string prefix;
     std::string suffix;
+
+    bool operator==(const NamingControls &) const = default;
 };
 
 enum class Verification { Size, Contents, None, Checksum };

@@ -36,8 +36,10 @@ FerrydeckMainWindow::FerrydeckMainWindow(Options options, QWidget *parent)
     buildTables();
     drawer = new SettingsDrawer;
     buildPanels();
-    options.controller.preferences = std::make_shared<PreferencesStore>(
-        options.preferencesPath.empty() ? PreferencesStore::defaultFilePath() : options.preferencesPath);
+    const std::string preferences =
+        options.preferencesPath.empty() ? PreferencesStore::defaultFilePath() : options.preferencesPath;
+    options.controller.preferences = std::make_shared<PreferencesStore>(preferences);
+    options.controller.queueStore = std::make_shared<QueueStore>(QueueStore::besidePreferences(preferences));
     m_controller = std::make_unique<AppController>(m_view, m_loop, std::move(options.controller));
     drawer->attach(*m_controller, *m_view);
     connectTables();
@@ -102,6 +104,7 @@ void FerrydeckMainWindow::buildPanels()
 void FerrydeckMainWindow::loadDefaults()
 {
     m_controller->loadDefaults();
+    m_controller->restoreQueue();
     const FerrydeckSettings &settings = m_controller->ferrydeckSettings();
     m_controller->refreshDriveLists();
     drawer->showLoadedSettings();

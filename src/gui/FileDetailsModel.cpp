@@ -3,10 +3,23 @@
 #include "engine/FileCopyDetails.h"
 #include "gui/GuiText.h"
 
+#include <algorithm>
+#include <string>
+
 namespace ferrydeck {
+
+namespace {
+QString exactBytes(uint64_t bytes)
+{
+    return QStringLiteral("%1 bytes").arg(bytes);
+}
+} // namespace
 
 void FileDetailsModel::setDetails(std::vector<std::shared_ptr<FileCopyDetails>> details)
 {
+    // The job's own list is in copy order; a person looks for a file by its path.
+    std::stable_sort(details.begin(), details.end(),
+                     [](const auto &a, const auto &b) { return a->filePath() < b->filePath(); });
     beginResetModel();
     m_details = std::move(details);
     endResetModel();
@@ -33,13 +46,19 @@ QVariant FileDetailsModel::data(const QModelIndex &index, int role) const
     if (!index.isValid() || static_cast<size_t>(index.row()) >= m_details.size()) return {};
     const FileCopyDetails &record = *m_details[static_cast<size_t>(index.row())];
     if (role == Qt::DisplayRole || role == Qt::ToolTipRole) {
+        // Sizes in short units, exact in the tool tip; the name, its whole path in the tool tip.
+        const bool tip = role == Qt::ToolTipRole;
+        const auto size = [tip](uint64_t bytes) { return tip ? exactBytes(bytes) : humanSize(bytes); };
         switch (index.column()) {
         case File:
-            return pathToQString(record.fileName());
+            return pathToQString(tip ? record.filePath() : record.fileName());
         case Size:
-            return toQString(record.fileSize());
-        case Copied:
-            return toQString(record.bytesCopied());
+            return size(record.rawFileSize());
+        case Copied: {
+            // A copy that vanished before its check keeps the designed text, not a count.
+            const std::string text = record.bytesCopied();
+            return text == std::to_string(record.rawBytesCopied()) ? size(record.rawBytesCopied()) : toQString(text);
+        }
         case Duration:
             return toQString(record.duration());
         case Status:

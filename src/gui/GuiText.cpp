@@ -4,6 +4,8 @@
 
 #include <QFile>
 
+#include <iterator>
+
 namespace ferrydeck {
 
 QString pathToQString(const std::string &path)
@@ -14,6 +16,21 @@ QString pathToQString(const std::string &path)
 std::string pathFromQString(const QString &path)
 {
     return QFile::encodeName(path).toStdString();
+}
+
+QString humanSize(uint64_t bytes)
+{
+    if (bytes < 1000) return QStringLiteral("%1 B").arg(bytes);
+    static const char *const units[] = {"kB", "MB", "GB", "TB", "PB", "EB"};
+    double value = static_cast<double>(bytes) / 1000.0;
+    size_t unit = 0;
+    // Rounding may carry 999.95 kB up to "1000 kB": that one goes up a unit.
+    while (value >= 999.5 && unit + 1 < std::size(units)) {
+        value /= 1000.0;
+        ++unit;
+    }
+    const int decimals = value < 9.995 ? 2 : value < 99.95 ? 1 : 0;
+    return QStringLiteral("%1 %2").arg(value, 0, 'f', decimals).arg(QString::fromLatin1(units[unit]));
 }
 
 QColor qtColor(DisplayColor color)

@@ -13,6 +13,7 @@
 #include <QTableView>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <limits>
 #include <mutex>
 
@@ -33,6 +34,23 @@ int progressValue(uint64_t value)
 {
     return value > static_cast<uint64_t>(std::numeric_limits<int>::max()) ? std::numeric_limits<int>::max()
                                                                           : static_cast<int>(value);
+}
+
+// By bytes: one large clip is most of a card's time, a sidecar file none of
+// it. A job whose size is not known yet counts files.
+void showProgress(QProgressBar *bar, const OffloadInstance &job)
+{
+    constexpr int kSteps = 1000;
+    const uint64_t bytes = job.bytesAtSource();
+    bar->setMinimum(0);
+    if (bytes == 0) {
+        bar->setMaximum(progressValue(job.totalFilesAtSource()));
+        bar->setValue(std::max(0, job.itemsProcessed()));
+        return;
+    }
+    const uint64_t copied = std::min(job.bytesCopied(), bytes);
+    bar->setMaximum(kSteps);
+    bar->setValue(static_cast<int>(static_cast<double>(copied) / static_cast<double>(bytes) * kSteps));
 }
 
 void setPathText(QLabel *label, const std::string &path)
@@ -143,7 +161,7 @@ void OffloadProgressPanel::configureDetailsWindowToInstance(const std::shared_pt
     labelFileCount->setText(QString::number(job->totalFilesAtSource()));
     setPathText(labelSourceDirectory, job->sourceDirectory());
     setPathText(labelDestinationDirectory, job->fullOffloadPath());
-    indicatorProgress->setMaximum(progressValue(job->totalFilesAtSource()));
+    showProgress(indicatorProgress, *job);
     loadFileDetails();
     updateDetailsWindow(job);
 }
@@ -178,9 +196,7 @@ bool OffloadProgressPanel::updateDetailsWindow(const std::shared_ptr<OffloadInst
     } else {
         m_details->refresh();
     }
-    indicatorProgress->setMinimum(0);
-    indicatorProgress->setMaximum(progressValue(total));
-    indicatorProgress->setValue(std::max(0, job->itemsProcessed()));
+    showProgress(indicatorProgress, *job);
     labelFilesCopied->setText(QString::number(job->itemsProcessed()));
     labelEstTimeRemaining->setText(toQString(shown->estimatedTimeRemaining()));
     labelEstCompletionTime->setText(toQString(shown->estimatedCompletionTime()));

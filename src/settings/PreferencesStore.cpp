@@ -2,13 +2,9 @@
 
 #include "fsutil/AtomicFile.h"
 #include "fsutil/FileUtilities.h"
+#include "fsutil/SmallFile.h"
 #include "fsutil/SystemLog.h"
-#include "fsutil/UniqueFd.h"
 #include "fsutil/UserDirectories.h"
-
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -16,40 +12,6 @@
 #include <exception>
 
 namespace ferrydeck {
-
-namespace {
-
-enum class ReadResult { Read, Failed, NotAFile, TooLarge };
-
-// Non-blocking, so that a FIFO in place of the file cannot hang the start-up,
-// and bounded, so that /dev/zero or a runaway file cannot exhaust memory.
-ReadResult readAll(const std::string &filePath, std::string &text, int &error)
-{
-    UniqueFd fd(::open(filePath.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-    struct stat info {};
-    if (!fd || ::fstat(fd.get(), &info) != 0) {
-        error = errno;
-        return ReadResult::Failed;
-    }
-    if (!S_ISREG(info.st_mode)) return ReadResult::NotAFile;
-    if (static_cast<uint64_t>(info.st_size) > PreferencesStore::kMaximumFileSize) return ReadResult::TooLarge;
-    char buffer[65536];
-    for (;;) {
-        const ssize_t n = ::read(fd.get(), buffer, sizeof buffer);
-        if (n > 0) {
-            text.append(buffer, static_cast<size_t>(n));
-            // The file may grow while it is read.
-            if (text.size() > PreferencesStore::kMaximumFileSize) return ReadResult::TooLarge;
-        } else if (n == 0) {
-            return ReadResult::Read;
-        } else if (errno != EINTR) {
-            error = errno;
-            return ReadResult::Failed;
-        }
-    }
-}
-
-} // namespace
 
 std::string PreferencesStore::defaultFilePath()
 {
@@ -75,19 +37,20 @@ bool PreferencesStore::loadFile(bool repair)
 {
     std::string text;
     int error = 0;
-    const ReadResult read = readAll(m_filePath, text, error);
-    if (read == ReadResult::Failed || read == ReadResult::NotAFile) {
+    using fsutil::SmallFileRead;
+    const SmallFileRead read = fsutil::readSmallFile(m_filePath, kMaximumFileSize, text, error);
+    if (read == SmallFileRead::Failed || read == SmallFileRead::NotAFile) {
         std::lock_guard lock(m_mutex);
         m_values = Dictionary::object();
-        if (read == ReadResult::Failed && error == ENOENT) return true; // first start
+        if (read == SmallFileRead::Failed && error == ENOENT) return true; // first start
         // A FIFO or a device is never moved aside: it is not ours to move.
         systemLog("preferences: cannot read %s: %s; starting with defaults", m_filePath.c_str(),
-                  read == ReadResult::NotAFile ? "not a regular file" : std::strerror(error));
+                  read == SmallFileRead::NotAFile ? "not a regular file" : std::strerror(error));
         return false;
     }
 
     // A file too large to be ours is treated as damaged.
-    Dictionary values = read == ReadResult::Read ? Dictionary::parse(text, nullptr, false) : Dictionary();
+    Dictionary values = read == SmallFileRead::Read ? Dictionary::parse(text, nullptr, false) : Dictionary();
     if (values.is_object()) {
         std::lock_guard lock(m_mutex);
         m_values = std::move(values);

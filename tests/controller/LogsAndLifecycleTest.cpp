@@ -96,6 +96,9 @@ TEST_F(Lifecycle, QuittingAsksOnceOnlyWhileJobsProcess)
     make();
     auto first = OffloadInstance::create(dir / "a", dir / "d");
     auto second = OffloadInstance::create(dir / "b", dir / "d");
+    // Waiting jobs ask too (QueueFileTest): these have ended.
+    first->setOffloadStatus(OffloadInstance::kCompleted);
+    second->setOffloadStatus(OffloadInstance::kCompleted);
     controller->setListOffloadInstances({first, second});
     EXPECT_TRUE(controller->applicationShouldTerminate());
     EXPECT_TRUE(view->alerts().empty());

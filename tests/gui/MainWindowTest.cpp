@@ -164,7 +164,7 @@ private slots:
         QCOMPARE(panel->labelBytesCopied->text(), QString::number(bytes));
         QCOMPARE(panel->labelEstTimeRemaining->text(), QStringLiteral("Complete"));
         QCOMPARE(panel->labelDestinationDirectory->text(), QString::fromStdString(job->fullOffloadPath()));
-        QCOMPARE(panel->indicatorProgress->value(), 3);
+        QCOMPARE(panel->indicatorProgress->value(), panel->indicatorProgress->maximum());
         QCOMPARE(panel->tableFileDetails->model()->rowCount(), 3);
         QVERIFY(panel->buttonSaveLog->isEnabled() && panel->buttonViewLog->isEnabled());
         QVERIFY(!panel->buttonCancelOffload->isEnabled());
@@ -412,6 +412,7 @@ private slots:
 };
 
 int runDriveTablesTest(int argc, char **argv);
+int runQueueReadabilityTest(int argc, char **argv);
 
 int main(int argc, char **argv)
 {
@@ -419,6 +420,6 @@ int main(int argc, char **argv)
     QTEST_SET_MAIN_SOURCE_PATH
     MainWindowTest windowTest;
     const int failures = QTest::qExec(&windowTest, argc, argv);
-    return failures + runDriveTablesTest(argc, argv);
+    return failures + runDriveTablesTest(argc, argv) + runQueueReadabilityTest(argc, argv);
 }
 #include "MainWindowTest.moc"
