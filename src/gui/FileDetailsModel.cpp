@@ -65,6 +65,12 @@ QVariant FileDetailsModel::data(const QModelIndex &index, int role) const
             return toQString(record.status());
         case Output:
             return pathToQString(record.outputPath());
+        case Checksum: {
+            // A failed file shows why, so a mismatch is read with both values.
+            const std::string reason = record.failureReason();
+            return toQString(record.rawStatus() == FileCopyDetails::kCopyError && !reason.empty() ? reason
+                                                                                                  : record.hashValue());
+        }
         default:
             return {};
         }
@@ -89,7 +95,7 @@ QVariant FileDetailsModel::data(const QModelIndex &index, int role) const
 QVariant FileDetailsModel::headerData(int section, Qt::Orientation orientation, int role) const
 {
     if (orientation != Qt::Horizontal || role != Qt::DisplayRole) return {};
-    static const char *const titles[] = {"File", "Size", "Copied", "Duration", "Status", "Copy"};
+    static const char *const titles[] = {"File", "Size", "Copied", "Duration", "Status", "Copy", "Checksum"};
     return section >= 0 && section < ColumnCount ? QString::fromLatin1(titles[section]) : QVariant();
 }
 

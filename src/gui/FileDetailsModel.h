@@ -15,7 +15,8 @@ class FileCopyDetails;
 class FileDetailsModel : public QAbstractTableModel {
     Q_OBJECT
 public:
-    enum Column { File, Size, Copied, Duration, Status, Output, ColumnCount };
+    // Checksum: the value a checksum-verified copy was proven with (empty otherwise).
+    enum Column { File, Size, Copied, Duration, Status, Output, Checksum, ColumnCount };
 
     using QAbstractTableModel::QAbstractTableModel;
 

@@ -59,6 +59,7 @@ private slots:
             auto record = std::make_shared<FileCopyDetails>();
             record->setFilePath(path);
             record->setRawFileSize(size);
+            record->setHashValue("xxh64 of " + path);
             details.push_back(record);
         }
         FileDetailsModel model;
@@ -66,6 +67,9 @@ private slots:
         QStringList shown, sizes;
         for (int row = 0; row < model.rowCount(); ++row) {
             shown << model.data(model.index(row, FileDetailsModel::File), Qt::ToolTipRole).toString();
+            // Each checksum stays on its own file's row once sorted.
+            QCOMPARE(model.data(model.index(row, FileDetailsModel::Checksum), Qt::DisplayRole).toString(),
+                     "xxh64 of " + shown.back());
             sizes << model.data(model.index(row, FileDetailsModel::Size), Qt::DisplayRole).toString();
         }
         QCOMPARE(shown, QStringList({"/card/A.XML", "/card/CLIP/A.MOV", "/card/CLIP/B.MOV"}));
