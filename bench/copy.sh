@@ -33,11 +33,11 @@ cp_sync_cmp() {
   done
 }
 
-fresh; fd_size=$(seconds "$cli" copy "$card" "$work/out" --verify size --threads "${THREADS:-8}")
+fresh; fd_size=$(seconds "$cli" copy "$card" "$work/out" --verify size --threads "${THREADS:-8}" --quiet)
 fresh; cp_s=$(seconds cp_sync)
-fresh; fd_contents=$(seconds "$cli" copy "$card" "$work/out" --verify contents --threads "${THREADS:-8}")
+fresh; fd_contents=$(seconds "$cli" copy "$card" "$work/out" --verify contents --threads "${THREADS:-8}" --quiet)
 fresh; cpcmp_s=$(seconds cp_sync_cmp)
-fresh; fd_xxh64=$(seconds "$cli" copy "$card" "$work/out" --verify xxh64 --threads "${THREADS:-8}")
+fresh; fd_xxh64=$(seconds "$cli" copy "$card" "$work/out" --verify xxh64 --threads "${THREADS:-8}" --quiet)
 
 echo "card: $big x ${big_mb} MB + $small x ${small_kb} KB"
 printf '%-40s %8s s\n' "ferrydeck copy --verify size" "$fd_size" "cp -a + sync" "$cp_s" \
