@@ -31,7 +31,7 @@ void ignoreMessage(void *, const char *, ...) {}
 
 // libxml2 keeps its message handler per thread; serialising a node with bad
 // text would otherwise print on standard error from whichever thread asks.
-void initialiseLibrary()
+void initialiseOnce()
 {
     static std::once_flag once;
     std::call_once(once, [] {
@@ -111,7 +111,7 @@ std::optional<XmlDocument> XmlDocument::parseFile(const std::string &path)
 
 std::optional<XmlDocument> XmlDocument::parseMemory(std::string_view bytes)
 {
-    initialiseLibrary();
+    initialiseOnce();
     if (bytes.size() > INT_MAX) return std::nullopt;
     auto doc = adopt(xmlReadMemory(bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr, kParseOptions));
     if (!doc || !xmlDocGetRootElement(doc.get())) return std::nullopt;
@@ -120,7 +120,7 @@ std::optional<XmlDocument> XmlDocument::parseMemory(std::string_view bytes)
 
 std::optional<XmlDocument> XmlDocument::withNewRootElement(const std::string &name)
 {
-    initialiseLibrary();
+    initialiseOnce();
     if (name.empty()) return std::nullopt;
     auto doc = adopt(xmlNewDoc(asXml("1.0")));
     if (!doc) return std::nullopt;
@@ -197,7 +197,7 @@ bool XmlNode::isElement() const
 std::string XmlNode::xmlString() const
 {
     if (!m_node) return {};
-    initialiseLibrary();
+    initialiseOnce();
     xmlBufferPtr buffer = xmlBufferCreate();
     if (!buffer) return {};
     std::string result;
@@ -231,6 +231,11 @@ std::vector<XmlNode> XmlNode::children() const
     for (xmlNodePtr child = m_node->children; child; child = child->next)
         result.emplace_back(m_document, child);
     return result;
+}
+
+void XmlDocument::initialiseLibrary()
+{
+    initialiseOnce();
 }
 
 } // namespace ferrydeck

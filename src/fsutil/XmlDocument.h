@@ -27,6 +27,12 @@ public:
     // not read at all (parseFile answers none).
     static constexpr uint64_t kMaximumFileSize = 64u << 20;
 
+    // libxml2's globals (its encoding tables among them) are set up lazily
+    // by whichever thread first needs them; two copy threads writing hash
+    // lists at once must not both do it. Every user of libxml2 calls this
+    // first; it also silences the library's messages on the calling thread.
+    static void initialiseLibrary();
+
     static std::optional<XmlDocument> parseFile(const std::string &path);
     static std::optional<XmlDocument> parseMemory(std::string_view bytes);
     // An empty document whose root element is a new element called `name`.

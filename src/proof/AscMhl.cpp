@@ -2,6 +2,7 @@
 
 #include "fsutil/AtomicFile.h"
 #include "fsutil/UniqueFd.h"
+#include "fsutil/XmlDocument.h"
 #include "proof/Hasher.h"
 
 #include <libxml/parser.h>
@@ -176,6 +177,7 @@ XmlDocPtr parseXml(std::string_view bytes)
 {
     if (bytes.size() > kMaximumFileSize) return nullptr;
     constexpr int kOptions = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_NOCDATA;
+    XmlDocument::initialiseLibrary();
     XmlDocPtr doc(xmlReadMemory(bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr, kOptions));
     if (doc && !xmlDocGetRootElement(doc.get())) doc.reset();
     return doc;

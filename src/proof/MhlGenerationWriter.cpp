@@ -2,6 +2,7 @@
 
 #include "Version.h"
 #include "fsutil/UniqueFd.h"
+#include "fsutil/XmlDocument.h"
 #include "proof/DirectoryHasher.h"
 #include "proof/Hasher.h"
 
@@ -32,7 +33,7 @@ const xmlChar *x(const std::string &text)
 class Writer {
 public:
     Writer()
-        : m_buffer(xmlBufferCreate())
+        : m_buffer((XmlDocument::initialiseLibrary(), xmlBufferCreate()))
         , m_writer(m_buffer ? xmlNewTextWriterMemory(m_buffer, 0) : nullptr)
     {
         m_ok = m_writer && xmlTextWriterSetIndent(m_writer, 1) >= 0 &&
