@@ -109,9 +109,13 @@ TEST(Estimate, TextsAndTheEmptySourceGuard)
     job->interface()->setStartTime(OffloadInstance::Clock::now() - 1h);
     job->updateInterfaceEstimatedTime();
     // The last cut leaves at most nine tenths of the total: at most nine times the elapsed hour.
+    // How close below the total it lands depends on the measured rate, so any
+    // shorter estimate, down to "Under 1 min", is as right.
     const std::string cut = job->interface()->estimatedTimeRemaining();
-    ASSERT_EQ(cut.size(), 8u) << cut;
-    EXPECT_LE(std::stoi(cut.substr(0, 2)), 9) << cut;
+    if (cut != "Under 1 min") {
+        ASSERT_EQ(cut.size(), 8u) << cut;
+        EXPECT_LE(std::stoi(cut.substr(0, 2)), 9) << cut;
+    }
 }
 
 TEST(Estimate, UnwritableDestinationKeepsTheLastTexts)
