@@ -206,6 +206,9 @@ void track(int fd, const char *absolute)
 {
     if (fd < 0 || fd >= kMaxFd) return;
     Tracked &slot = g_fds[fd];
+    // Taking the slot over from its last close orders this thread after the
+    // thread that used the number before.
+    slot.active.exchange(false);
     std::snprintf(slot.path, sizeof slot.path, "%s", absolute);
     slot.bytes = 0;
     slot.flipped = false;
@@ -257,10 +260,13 @@ int openTracked(int dirfd, const char *path, int flags, mode_t mode, bool at)
     static const auto nextOpenat = real<OpenatFn>("openat");
     static const auto nextOpen = real<OpenFn>("open");
     const int fd = at ? nextOpenat(dirfd, path, flags, mode) : nextOpen(path, flags, mode);
-    if (fault) track(fd, absolute);
+    struct stat opened {};
+    // Folders are read with getdents and closed inside closedir, past close()
+    // here; only files are followed.
+    if (fault && fd >= 0 && fstat(fd, &opened) == 0 && !S_ISDIR(opened.st_mode)) track(fd, absolute);
     // A descriptor closed inside libc (closedir, fclose) never passed through
     // close() here: its number, reused, must not inherit the old slot.
-    else if (fd >= 0 && fd < kMaxFd) g_fds[fd].active = false;
+    else if (fd >= 0 && fd < kMaxFd) g_fds[fd].active.exchange(false);
     return fd;
 }
 
