@@ -41,6 +41,7 @@ nlohmann::json jobJson(const OffloadInstance &job, const std::optional<std::stri
                                {"size", record->rawFileSize()},
                                {"status", FileCopyDetails::statusText(fileStatus)}};
         if (const std::string hash = record->hashValue(); !hash.empty()) file["hash"] = hash;
+        if (record->carriedOver()) file["carriedOver"] = true;
         files.push_back(std::move(file));
     }
     const std::string hashList = job.hashListPath();
@@ -60,6 +61,8 @@ nlohmann::json jobJson(const OffloadInstance &job, const std::optional<std::stri
         {"hashList", hashList.empty() ? nlohmann::json(nullptr) : nlohmann::json(hashList)},
         {"log", log ? nlohmann::json(*log) : nlohmann::json(nullptr)},
     };
+    if (job.resumed()) result["carriedOver"] = job.filesCarriedOver();
+    if (const std::string refusal = job.resumeRefusal(); !refusal.empty()) result["notResumed"] = refusal;
     if (withFiles) result["fileList"] = std::move(files);
     return result;
 }
@@ -72,6 +75,9 @@ std::string jobSummaryText(const OffloadInstance &job)
                   static_cast<double>(job.bytesCopied()) / 1e6, job.secondsTaken(), bytesPerSecond(job) / 1e6);
     std::string text = "  " + verificationText(job) + "; " + figures + "\n";
     if (const std::string hashList = job.hashListPath(); !hashList.empty()) text += "  hash list: " + hashList + "\n";
+    if (job.resumed()) text += "  resumed: " + std::to_string(job.filesCarriedOver()) + " files carried over\n";
+    if (const std::string refusal = job.resumeRefusal(); !refusal.empty())
+        text += "  not resumed, copied into a new folder: " + refusal + "\n";
     for (const OffloadInstance::Details &record : job.fileDetails()) {
         if (record->rawStatus() != FileCopyDetails::kCopyError) continue;
         const std::string reason = record->failureReason();

@@ -77,6 +77,11 @@ void addCopyOptions(CLI::App &command, OffloadOptions &options)
     auto *noLog =
         command.add_flag("--no-log", options.noLog, "Keep no log (by default each log is saved into its copy folder)");
     noLog->excludes(logDir)->excludes(logInCopy);
+    command.add_flag("--resume", options.resume,
+                     "Continue an interrupted offload of the same source in its copy folder, keeping the files it "
+                     "verified that are unchanged");
+    command.add_flag("--resume-verify", options.resumeVerify,
+                     "Like --resume, but read every kept copy back and check it first");
     command.add_flag("--yes", options.yes, "Answer YES where the window would ask");
     command.add_flag("--json", options.json, "One JSON object per job on standard output");
     command.add_flag("--json-files", options.jsonFiles,
@@ -288,6 +293,7 @@ int OffloadSession::prepare(bool sourcesRequired)
         if (sound) AppController::playSystemSound(name);
     };
     m_controller = std::make_unique<AppController>(m_view, m_loop, controllerOptions);
+    m_controller->setResumeInterrupted(m_options.resume || m_options.resumeVerify, m_options.resumeVerify);
     FerrydeckSettings &settings = m_controller->ferrydeckSettings();
     settings.setAlertWhenLogsNotSaved(false);
     settings.setAddPrefix(!m_options.prefix.empty());

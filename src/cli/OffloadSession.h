@@ -31,6 +31,8 @@ struct OffloadOptions {
     std::string logDir;
     bool logInCopy = false;
     bool noLog = false;
+    bool resume = false;
+    bool resumeVerify = false;
     bool saved = false;
     bool yes = false;
     bool json = false;

@@ -138,6 +138,14 @@ public:
     // destination (listed and named afresh), started once listed when `start`.
     // False when it is not one or its source is gone, which the person is told.
     bool requeueRestoredJob(const Job &job, bool start);
+    // Jobs configured from now on continue the latest interrupted copy of
+    // their source in their destination, where its journal matches; kept
+    // files are re-read and checked first when `verifyKept`.
+    void setResumeInterrupted(bool resume, bool verifyKept);
+    // A Canceled or Error job is replaced by one that continues its copy
+    // folder with the same verification, and started. False when it is not
+    // such a job or its source is gone.
+    bool resumeJob(const Job &job);
 
     // --- a job's run and end (AppControllerProcessing.cpp) ---------------------
     void processInstance(const Job &job);
@@ -273,7 +281,16 @@ private:
         std::weak_ptr<OffloadInstance> job;
         NamingControls naming;
         bool restored = false;
+        // The copy folder of an interrupted run this job continues, and how
+        // that run verified (the journal is only of use with the same method).
+        std::string resumeFolder;
+        std::string resumeVerification;
     };
+    // Replaces `job` in the queue by a fresh one of its source and
+    // destination, noted by `note`, listed and (when `start`) started.
+    bool requeueFresh(const Job &job, bool start, const std::function<void(JobNote &)> &note);
+    // Folder, journal or why not, for a job about to be configured.
+    void chooseCopyFolder(const Job &job, const std::string &wanted, const std::optional<JobNote> &note);
     std::optional<JobNote> noteOf(const Job &job) const;
     void setNote(const Job &job, const std::function<void(JobNote &)> &change);
     // Starts the history records of the cards among the just queued jobs.
@@ -305,6 +322,8 @@ private:
     Guarded<std::vector<std::pair<Job, std::string>>> m_savedLogs;
     Guarded<std::vector<JobNote>> m_jobNotes;
     std::atomic<bool> m_queueSavePending{false};
+    std::atomic<bool> m_resumeInterrupted{false};
+    std::atomic<bool> m_resumeVerify{false};
     std::shared_ptr<MainLoopTimer> m_queueSaveTimer;
 
     std::mutex m_lockOffloadInstances;

@@ -257,21 +257,53 @@ void AppController::configureInstanceFromInterface(const Job &job)
 {
     std::lock_guard lock(m_lockInterface);
     const std::string base = addNamingConventionToOffloadPath(job->offloadDirectory(), job->sourceDirectory());
-    // The folder is made here, exclusively, and the job keeps it open: no
-    // other job or process can be handed the same one.
-    const std::string wanted = base + "/" + path::lastComponent(job->sourceDirectory());
-    UniqueFd folder;
-    job->setFullOffloadPath(DirectoryUtilities::createExclusiveDirectoryForPath(wanted, folder).value_or(wanted));
-    job->setOffloadFolder(std::move(folder));
-    setNote(job, [naming = m_view->namingControls()](JobNote &note) { note.naming = naming; });
+    const std::optional<JobNote> note = noteOf(job);
     const VerificationControls controls = m_view->verificationControls();
-    if (controls.verification == Verification::None) job->setNoFileVerification(true);
-    else if (controls.verification == Verification::Contents) job->setByteComparison(true);
-    else if (controls.verification == Verification::Checksum) job->setHashMethod(controls.checksum);
+    // A resumed job checks as its interrupted run did, or its journal is no use.
+    if (note && !note->resumeFolder.empty()) {
+        job->setVerificationByName(note->resumeVerification);
+    } else if (controls.verification == Verification::None) {
+        job->setNoFileVerification(true);
+    } else if (controls.verification == Verification::Contents) {
+        job->setByteComparison(true);
+    } else if (controls.verification == Verification::Checksum) {
+        job->setHashMethod(controls.checksum);
+    }
+    chooseCopyFolder(job, base + "/" + path::lastComponent(job->sourceDirectory()), note);
+    setNote(job, [naming = m_view->namingControls()](JobNote &note) { note.naming = naming; });
     if (controls.verboseLogging) job->setVerboseLogging(true);
     job->createInitialLogEntry();
     job->setDelegate(m_detailsDelegate);
     scheduleQueueSave();
+}
+
+void AppController::setResumeInterrupted(bool resume, bool verifyKept)
+{
+    m_resumeInterrupted = resume;
+    m_resumeVerify = verifyKept;
+}
+
+void AppController::chooseCopyFolder(const Job &job, const std::string &wanted, const std::optional<JobNote> &note)
+{
+    const std::string earlier = note ? note->resumeFolder : std::string();
+    if (!earlier.empty() || m_resumeInterrupted) {
+        const std::string source = job->sourceDirectory();
+        ResumePlan plan = !earlier.empty() ? planResumeInto(earlier, source, job->verificationName())
+                                           : planResume(wanted, source, job->verificationName());
+        if (plan.resumable()) {
+            job->setFullOffloadPath(plan.folder);
+            job->setOffloadFolder(std::move(*plan.folderFd));
+            job->setResume(plan.journal, m_resumeVerify);
+            return;
+        }
+        job->setResumeRefusal(plan.refusal);
+        systemLog("Not resuming into a copy of %s: %s", source.c_str(), plan.refusal.c_str());
+    }
+    // The folder is made here, exclusively, and the job keeps it open: no
+    // other job or process can be handed the same one.
+    UniqueFd folder;
+    job->setFullOffloadPath(DirectoryUtilities::createExclusiveDirectoryForPath(wanted, folder).value_or(wanted));
+    job->setOffloadFolder(std::move(folder));
 }
 
 void AppController::cancelAllItemsInTheQueue()

@@ -33,7 +33,7 @@ void AppController::setNote(const Job &job, const std::function<void(JobNote &)>
         std::erase_if(notes, [](const JobNote &note) { return note.job.expired(); });
         auto found =
             std::find_if(notes.begin(), notes.end(), [&](const JobNote &note) { return note.job.lock() == job; });
-        if (found == notes.end()) found = notes.insert(notes.end(), JobNote{job, {}, false});
+        if (found == notes.end()) found = notes.insert(notes.end(), JobNote{job, {}, false, {}, {}});
         change(*found);
     });
 }
@@ -92,9 +92,7 @@ AppController::Job AppController::restoreJob(const SavedJob &saved)
 {
     Job job = OffloadInstance::create(saved.source, saved.destination, m_mainLoop);
     if (!saved.copyFolder.empty()) job->setFullOffloadPath(saved.copyFolder);
-    job->setNoFileVerification(saved.verification == "none");
-    job->setByteComparison(saved.verification == "contents");
-    job->setHashMethod(hashMethodFromName(saved.verification));
+    job->setVerificationByName(saved.verification);
     job->setVerboseLogging(saved.verboseLogging);
     job->setTotalFilesAtSource(saved.files);
     job->setBytesAtSource(saved.bytes);
@@ -157,7 +155,30 @@ bool AppController::requeueRestoredJob(const Job &job, bool start)
         return false;
     }
     if (!directoryPathCanBeProcessed(source)) return false;
-    const Job fresh = makeJob(source, job->offloadDirectory());
+    // One that was running when the window closed continues its folder.
+    if (job->fullOffloadPath().empty()) return requeueFresh(job, start, nullptr);
+    return requeueFresh(job, start, [&job](JobNote &note) {
+        note.resumeFolder = job->fullOffloadPath();
+        note.resumeVerification = job->verificationName();
+    });
+}
+
+bool AppController::resumeJob(const Job &job)
+{
+    const OffloadInstance::Status status = job->offloadStatus();
+    if ((status != OffloadInstance::kCanceled && status != OffloadInstance::kError) || !job->offloadFolder() ||
+        !path::isDirectory(job->sourceDirectory()))
+        return false;
+    return requeueFresh(job, true, [&job](JobNote &note) {
+        note.resumeFolder = job->fullOffloadPath();
+        note.resumeVerification = job->verificationName();
+    });
+}
+
+bool AppController::requeueFresh(const Job &job, bool start, const std::function<void(JobNote &)> &note)
+{
+    const Job fresh = makeJob(job->sourceDirectory(), job->offloadDirectory());
+    if (note) setNote(fresh, note);
     {
         std::lock_guard lock(m_lockOffloadInstances);
         std::vector<Job> queue = listOffloadInstances();

@@ -59,6 +59,9 @@ public:
     // reason, or both values of a checksum mismatch.
     std::string failureReason() const { return m_fields.get<&Fields::failureReason>(); }
     void setFailureReason(const std::string &value) { m_fields.set<&Fields::failureReason>(value); }
+    // Verified by an interrupted run of the job and kept, not copied again.
+    bool carriedOver() const { return m_fields.get<&Fields::carriedOver>(); }
+    void setCarriedOver(bool value) { m_fields.set<&Fields::carriedOver>(value); }
 
 private:
     // A text and the raw value it shows change together.
@@ -76,6 +79,7 @@ private:
         int64_t rawModificationTime = 0;
         std::string hashValue;
         std::string failureReason;
+        bool carriedOver = false;
     };
     Guarded<Fields> m_fields;
 };

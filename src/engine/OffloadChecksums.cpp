@@ -22,6 +22,13 @@ std::string OffloadInstance::verificationName() const
     return byteComparison() ? "contents" : "size";
 }
 
+void OffloadInstance::setVerificationByName(const std::string &name)
+{
+    setNoFileVerification(name == "none");
+    setByteComparison(name == "contents");
+    setHashMethod(hashMethodFromName(name));
+}
+
 std::string OffloadInstance::verifyChecksum(HashMethod method, const std::string &sourcePath, int folderFd,
                                             const std::string &name, const FileCopy::Result &copy,
                                             const std::string &sourceValue)
@@ -65,6 +72,8 @@ bool OffloadInstance::writeHashList(std::string &error)
     options.directoryHashMethod = method;
     // The job's own log may be saved beside the copy later; it is not footage.
     options.ignorePatterns = mhl::logIgnorePatterns(path::lastComponent(root));
+    // Gone once the job has Completed, but a kill in between may leave it.
+    options.ignorePatterns.push_back(OffloadJournal::kFileName);
     const std::optional<MhlGenerationWriter::Written> written = m_hashList.writeGeneration(root, options, &error);
     if (!written) return false;
     m_properties.set<&Properties::hashListPath>(written->path);

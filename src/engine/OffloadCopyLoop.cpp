@@ -93,6 +93,12 @@ void OffloadInstance::offloadSourceFiles()
             }
         }
 
+        if (reason.empty() && carryOver(record, *relative, parent.get(), name)) {
+            recordResult(record, false, details);
+            updateDelegateInterface();
+            continue;
+        }
+
         const auto start = std::chrono::steady_clock::now();
         FileCopy::Result copy;
         std::string sourceValue;
@@ -154,6 +160,10 @@ void OffloadInstance::offloadSourceFiles()
                                                  *method, sourceValue, mhl::Action::Original,
                                                  static_cast<int64_t>(std::time(nullptr))});
             }
+            // Before the job can end (and drop its journal) on this file.
+            if (!copy.symbolicLink)
+                m_journal.append({*relative, copy.bytesCopied, copy.sourceModificationTime, sourceValue,
+                                  static_cast<int64_t>(std::time(nullptr))});
             record->setRawStatus(FileCopyDetails::kCopyVerified);
         } else {
             record->setFailureReason(reason);
@@ -190,6 +200,7 @@ bool OffloadInstance::endAfterLastReadableFile(const std::vector<Details> &detai
         m_interface->addLogEntryToLogDetails(
             {"\nThe ASC MHL hash list could not be written: " + listError + "\n", DisplayColor::Red});
     if (listed) {
+        if (const std::shared_ptr<const UniqueFd> folder = offloadFolder()) m_journal.remove(folder->get());
         setOffloadStatus(kCompleted);
         updateInterfaceToComplete();
         createLogEntriesForCopies(details, false);

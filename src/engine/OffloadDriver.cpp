@@ -116,6 +116,7 @@ OffloadInstance::Status OffloadDriver::drive(const std::shared_ptr<OffloadInstan
                 if (hooks.folderCreationLock) lock = std::unique_lock(*hooks.folderCreationLock);
                 createOffloadDirectories(job->sourceSubDirectories(), job->sourceDirectory(), folder->get());
             }
+            job->openJournal();
             if (job->fileDetails().size() <= job->unreadableEntries()) {
                 job->completeWithoutFiles();
             } else {
@@ -139,6 +140,7 @@ OffloadInstance::Status OffloadDriver::drive(const std::shared_ptr<OffloadInstan
     for (const auto &thread : threads) {
         if (thread) thread->waitUntilFinished();
     }
+    job->closeJournal();
     copyFolderModificationTimes(*job);
     job->insertFinalLogEntry();
     return job->offloadStatus();

@@ -2,6 +2,7 @@
 
 #include "engine/FileCopyDetails.h"
 #include "engine/OffloadInterface.h"
+#include "engine/OffloadJournal.h"
 #include "engine/ThreadPool.h"
 #include "fsutil/FileCopy.h"
 #include "fsutil/Guarded.h"
@@ -139,6 +140,21 @@ public:
     // medium. Such a job ends by writing its copy folder's hash list.
     std::optional<HashMethod> hashMethod() const { return m_properties.get<&Properties::hashMethod>(); }
     void setHashMethod(std::optional<HashMethod> method) { m_properties.set<&Properties::hashMethod>(method); }
+    // Continue an interrupted run of this job in its copy folder: files its
+    // journal lists that are unchanged on the source and whole in the copy
+    // are kept (re-read and checked first when `verifyKept`), the rest copied.
+    void setResume(std::shared_ptr<const OffloadJournal::Contents> journal, bool verifyKept);
+    bool resumed() const { return m_properties.get<&Properties::resumeJournal>() != nullptr; }
+    uint64_t filesCarriedOver() const { return m_carriedOver.load(); }
+    // Why a rerun asked to resume made a new folder instead ("" otherwise).
+    std::string resumeRefusal() const { return m_properties.get<&Properties::resumeRefusal>(); }
+    void setResumeRefusal(const std::string &why) { m_properties.set<&Properties::resumeRefusal>(why); }
+    // Begins (or, resumed, continues) the journal; a resumed job first drops
+    // the temporary files its interrupted run left behind.
+    void openJournal();
+    void closeJournal() { m_journal.close(); }
+    // The method by its name in verificationName(); an unknown one is size.
+    void setVerificationByName(const std::string &name);
     // The generation file the job wrote ("" until then).
     std::string hashListPath() const { return m_properties.get<&Properties::hashListPath>(); }
     // The method as people and the command line name it: "size", "contents",
@@ -226,6 +242,10 @@ private:
     static std::string verifyChecksum(HashMethod method, const std::string &sourcePath, int folderFd,
                                       const std::string &name, const FileCopy::Result &copy,
                                       const std::string &sourceValue);
+    // A file an interrupted run verified, still as it was at both ends, is
+    // recorded as verified without a copy. A resumed job's leftover copy
+    // that is not kept is removed so that the fresh copy can take its name.
+    bool carryOver(const Details &record, const std::string &relative, int folderFd, const std::string &name);
     // The copy folder's next hash-list generation, from every verified file.
     bool writeHashList(std::string &error);
 
@@ -248,6 +268,9 @@ private:
         std::function<void()> failureSound;
         std::optional<HashMethod> hashMethod;
         std::string hashListPath;
+        std::shared_ptr<const OffloadJournal::Contents> resumeJournal;
+        bool resumeVerify = false;
+        std::string resumeRefusal;
         std::optional<Clock::time_point> endTime; // the first Completed, Error or Canceled
     };
     Guarded<Properties> m_properties;
@@ -270,7 +293,10 @@ private:
     std::atomic<bool> m_logWasSaved{false};
     std::atomic<bool> m_postOffloadComplete{false};
 
+    std::atomic<uint64_t> m_carriedOver{0};
+
     MhlGenerationWriter m_hashList;
+    OffloadJournal m_journal;
 
     std::mutex m_lockProcessing;
     std::mutex m_lockCopyDetails;

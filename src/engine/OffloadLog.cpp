@@ -92,6 +92,9 @@ void OffloadInstance::createInitialLogEntry()
     if (const std::optional<HashMethod> method = hashMethod())
         text += "Verification: " + std::string(hashMethodName(*method)) +
                 " checksum of the source as read, against the copy read back\n";
+    if (resumed()) text += "Resuming an interrupted offload: files it verified that are unchanged are carried over\n";
+    else if (!resumeRefusal().empty())
+        text += "Not resumed, copying into a new folder: " + readable(resumeRefusal()) + "\n";
     text += "\n\n\n";
     m_interface->addLogEntryToLogDetails({text, DisplayColor::Default});
 }
@@ -110,6 +113,7 @@ void OffloadInstance::createLogEntriesForCopies(const std::vector<Details> &copi
         // The missing quotation mark after the second path is part of the text.
         std::string text = "\nComparing \"" + from + "\" to \"" + to + ":\n";
         DisplayColor color = DisplayColor::Black;
+        if (record->carriedOver()) text += "Carried over from the interrupted offload, verified then\n";
         switch (record->rawStatus()) {
         case FileCopyDetails::kCopyVerified:
             if (method) {
@@ -158,6 +162,7 @@ void OffloadInstance::insertFinalLogEntry()
     text += "Total files copied:" + std::to_string(itemsProcessed()) + "\n";
     text += "Total bytes at source:" + number(bytesAtSource()) + "\n";
     text += "Total bytes copied:" + number(bytesCopied()) + "\n";
+    if (resumed()) text += "Files carried over from the interrupted offload:" + number(filesCarriedOver()) + "\n";
     text += "Total offload duration (HH:MM:SS):" + convertIntToTimeString(hours) + ":" +
             convertIntToTimeString(minutes) + ":" + convertIntToTimeString(seconds) + "\n";
     text += "Verification Status:";

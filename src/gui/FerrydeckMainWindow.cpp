@@ -98,6 +98,9 @@ void FerrydeckMainWindow::buildPanels()
     connect(panelProgress, &OffloadProgressPanel::viewLogRequested, this, [this] { m_controller->viewLog(); });
     connect(panelProgress, &OffloadProgressPanel::cancelRequested, this,
             &FerrydeckMainWindow::cancelViewedOffloadInstance);
+    connect(panelProgress, &OffloadProgressPanel::resumeRequested, this, [this] {
+        if (const auto job = m_controller->viewedInstance()) m_controller->resumeJob(job);
+    });
     connect(panelLog, &LogPanel::saveLogRequested, this, [this] { m_controller->saveLog(); });
 }
 

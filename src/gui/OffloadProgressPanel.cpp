@@ -111,11 +111,15 @@ OffloadProgressPanel::OffloadProgressPanel(QWidget *parent)
     buttonSaveLog = new QPushButton(QStringLiteral("Save Log"), this);
     buttonViewLog = new QPushButton(QStringLiteral("View Log"), this);
     buttonCancelOffload = new QPushButton(QStringLiteral("Cancel Offload"), this);
+    buttonResumeOffload = new QPushButton(QStringLiteral("Resume"), this);
+    buttonResumeOffload->setToolTip(
+        QStringLiteral("Continue this offload in its copy folder, keeping the files it verified"));
     buttonCloseWindow = new QPushButton(QStringLiteral("Close"), this);
     auto *buttons = new QHBoxLayout;
     buttons->addWidget(buttonSaveLog);
     buttons->addWidget(buttonViewLog);
     buttons->addStretch(1);
+    buttons->addWidget(buttonResumeOffload);
     buttons->addWidget(buttonCancelOffload);
     buttons->addWidget(buttonCloseWindow);
 
@@ -129,6 +133,7 @@ OffloadProgressPanel::OffloadProgressPanel(QWidget *parent)
     connect(buttonSaveLog, &QPushButton::clicked, this, &OffloadProgressPanel::saveLogRequested);
     connect(buttonViewLog, &QPushButton::clicked, this, &OffloadProgressPanel::viewLogRequested);
     connect(buttonCancelOffload, &QPushButton::clicked, this, &OffloadProgressPanel::cancelRequested);
+    connect(buttonResumeOffload, &QPushButton::clicked, this, &OffloadProgressPanel::resumeRequested);
     connect(buttonCloseWindow, &QPushButton::clicked, this, &QWidget::close);
     resize(760, 560);
     clear();
@@ -147,6 +152,7 @@ void OffloadProgressPanel::clear()
     buttonSaveLog->setEnabled(false);
     buttonViewLog->setEnabled(false);
     buttonCancelOffload->setEnabled(false);
+    buttonResumeOffload->setEnabled(false);
 }
 
 void OffloadProgressPanel::configureDetailsWindowToInstance(const std::shared_ptr<OffloadInstance> &job)
@@ -206,6 +212,7 @@ bool OffloadProgressPanel::updateDetailsWindow(const std::shared_ptr<OffloadInst
     buttonSaveLog->setEnabled(ended);
     buttonViewLog->setEnabled(ended);
     buttonCancelOffload->setEnabled(!ended);
+    buttonResumeOffload->setEnabled(status == OffloadInstance::kCanceled || status == OffloadInstance::kError);
     return true;
 }
 

@@ -43,6 +43,7 @@ public:
     QPushButton *buttonSaveLog = nullptr;
     QPushButton *buttonViewLog = nullptr;
     QPushButton *buttonCancelOffload = nullptr;
+    QPushButton *buttonResumeOffload = nullptr;
     QPushButton *buttonCloseWindow = nullptr;
     QTableView *tableFileDetails = nullptr;
 
@@ -50,6 +51,7 @@ signals:
     void saveLogRequested();
     void viewLogRequested();
     void cancelRequested();
+    void resumeRequested();
 
 private:
     void loadFileDetails();
