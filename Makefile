@@ -59,6 +59,7 @@ bench: deps
 	@bash bench/run-all.sh build-release
 	@bash bench/gui.sh build-release
 	@bash bench/slow-card.sh build-release
+	@bash bench/resume.sh build-release
 
 # PREFIX=/usr/local by default; the desktop's menu finds share/applications there.
 install: build
