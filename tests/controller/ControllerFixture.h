@@ -116,6 +116,21 @@ protected:
         controller->ferrydeckSettings().setLogOptionIndex(0);
         controller->ferrydeckSettings().setTextLogDirectory(folder);
     }
+    // A job from `dir`/`source` to `dir`/`destination`, in `status`, its copy folder named after the source.
+    AppController::Job job(const std::string &source, OffloadInstance::Status status = OffloadInstance::kIndexing,
+                           const std::string &destination = "d")
+    {
+        auto made = OffloadInstance::create(dir / source, dir / destination);
+        made->setFullOffloadPath(dir / (destination + "/" + source));
+        made->setOffloadStatus(status);
+        return made;
+    }
+    // The alerts shown so far have `titles`; the last one says `message`.
+    void expectAlerts(const std::vector<std::string> &titles, const std::string &message)
+    {
+        ASSERT_EQ(view->titles(), titles);
+        EXPECT_EQ(view->alerts().back().message, message);
+    }
     std::vector<std::string> queuedSources() const
     {
         std::vector<std::string> sources;

@@ -71,11 +71,7 @@ TEST(TimeTexts, TwelveHourRuleKeepsNoonAsAM)
     auto utc = std::make_unique<EnvironmentGuard>("TZ", "UTC");
     ::tzset();
     auto at = [](int hour, int minute) {
-        std::tm tm{};
-        tm.tm_year = 126;
-        tm.tm_mday = 1;
-        tm.tm_hour = hour;
-        tm.tm_min = minute;
+        std::tm tm{.tm_min = minute, .tm_hour = hour, .tm_mday = 1, .tm_year = 126};
         return OffloadInstance::Clock::from_time_t(::timegm(&tm));
     };
     EXPECT_EQ(OffloadInstance::createTimeOfDayFromCalenderDate(at(0, 5)), "00:05 AM");

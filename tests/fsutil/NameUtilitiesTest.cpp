@@ -89,10 +89,7 @@ TEST(Digits, KeepsDigitsAndNarrowsWideCharacters)
     EXPECT_EQ(FileUtilities::removeNonNumericsFromString("29.97 fps", false), "2997");
     // U+0130 has the low byte 0x30, U+0139 0x39: they count as 0 and 9.
     EXPECT_EQ(FileUtilities::removeNonNumericsFromString("x\xC4\xB0y\xC4\xB9", false), "09");
-    EXPECT_EQ(FileUtilities::removeNonNumericsFromString("\xff\xfe"
-                                                         "7",
-                                                         false),
-              "7");
+    EXPECT_EQ(FileUtilities::removeNonNumericsFromString("\xff\xfe\x37", false), "7");
 }
 
 TEST(Lookup, FragmentFolderAndPrecedingEntry)
