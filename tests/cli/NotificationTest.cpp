@@ -14,7 +14,6 @@
 
 #include <chrono>
 #include <csignal>
-#include <fstream>
 
 using namespace ferrydeck;
 using namespace ferrydeck::test;

@@ -5,7 +5,6 @@
 #include "support/TestFiles.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <nlohmann/json.hpp>
 
