@@ -39,17 +39,11 @@ public:
     explicit PrivateBus(const TempDir &dir)
         : m_dir(dir)
     {
-        const std::vector<std::string> args{
-            "dbus-run-session",
-            "--",
-            "sh",
-            "-c",
-            "echo $$ > \"$1.pid\"; printf %s \"$DBUS_SESSION_BUS_ADDRESS\" > \"$1.tmp\"; mv \"$1.tmp\" \"$1\"; "
-            "exec dbus-monitor --session \"$2\" > \"$3\"",
-            "sh",
-            dir / "address",
-            "interface='org.freedesktop.Notifications',member='Notify'",
-            dir / "monitor.log"};
+        const std::string script = "echo $$ > \"$1.pid\"; printf %s \"$DBUS_SESSION_BUS_ADDRESS\" > \"$1.tmp\"; "
+                                   "mv \"$1.tmp\" \"$1\"; exec dbus-monitor --session \"$2\" > \"$3\"";
+        const std::string match = "interface='org.freedesktop.Notifications',member='Notify'";
+        const std::vector<std::string> args{"dbus-run-session", "--", "sh", "-c", script, "sh", dir / "address", match,
+                                            dir / "monitor.log"};
         std::vector<char *> argv;
         for (const std::string &arg : args)
             argv.push_back(const_cast<char *>(arg.c_str()));

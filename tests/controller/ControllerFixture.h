@@ -82,9 +82,11 @@ protected:
         options.refreshInterval = std::chrono::milliseconds(20);
         options.history = std::make_shared<OffloadHistory>(dir / "state");
     }
-    AppController &make()
+    // A new controller; with `destination`, that folder is made and listed as its one destination.
+    AppController &make(const std::string &destination = {})
     {
         controller = std::make_unique<AppController>(view, loop, options);
+        if (!destination.empty()) addDestination(destination);
         return *controller;
     }
     bool pumpUntil(const std::function<bool()> &done, std::chrono::milliseconds timeout = std::chrono::seconds(30))

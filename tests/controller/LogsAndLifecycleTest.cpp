@@ -198,8 +198,7 @@ TEST_F(Lifecycle, SpaceIsReservedPerDestinationFolder)
 
 TEST_F(Lifecycle, ShuttingDownCancelsRunningJobsAndWaitsForTheirThreads)
 {
-    make();
-    addDestination("backup");
+    make("backup");
     for (int i = 0; i < 40; ++i)
         writeSizedFile(dir / ("card/" + std::to_string(i) + ".MOV"), 200000, i);
     controller->addDirectoriesToOffloadList({dir / "card"});

@@ -29,8 +29,7 @@ TEST_F(Queue, SourceThatIsADestinationRefusesTheWholeDrop)
 
 TEST_F(Queue, NoTickedDestinationQueuesNothing)
 {
-    make();
-    addDestination("backup");
+    make("backup");
     controller->listOffloadDestinations()[0]->setInUse(false);
     controller->addDirectoriesToOffloadList({makeCard("card")});
     EXPECT_TRUE(controller->listOffloadInstances().empty());
@@ -40,8 +39,7 @@ TEST_F(Queue, NoTickedDestinationQueuesNothing)
 
 TEST_F(Queue, MissingPathsAndFilesAreSkippedAndOnlyTickedDestinationsGetJobs)
 {
-    make();
-    addDestination("a");
+    make("a");
     addDestination("b");
     addDestination("c");
     controller->listOffloadDestinations()[1]->setInUse(false);

@@ -71,7 +71,11 @@ TEST(TimeTexts, TwelveHourRuleKeepsNoonAsAM)
     auto utc = std::make_unique<EnvironmentGuard>("TZ", "UTC");
     ::tzset();
     auto at = [](int hour, int minute) {
-        std::tm tm{.tm_min = minute, .tm_hour = hour, .tm_mday = 1, .tm_year = 126};
+        std::tm tm{};
+        tm.tm_year = 126;
+        tm.tm_mday = 1;
+        tm.tm_hour = hour;
+        tm.tm_min = minute;
         return OffloadInstance::Clock::from_time_t(::timegm(&tm));
     };
     EXPECT_EQ(OffloadInstance::createTimeOfDayFromCalenderDate(at(0, 5)), "00:05 AM");
@@ -83,7 +87,7 @@ TEST(TimeTexts, TwelveHourRuleKeepsNoonAsAM)
     ::tzset();
 }
 
-TEST(Estimate, TextsAndTheEmptySourceGuard)
+TEST(Estimate, TextsTheEmptySourceGuardAndAnUnwritableDestination)
 {
     TempDir dir;
     auto job = OffloadInstance::create(dir / "card", dir.path());
@@ -112,14 +116,12 @@ TEST(Estimate, TextsAndTheEmptySourceGuard)
         ASSERT_EQ(cut.size(), 8u) << cut;
         EXPECT_LE(std::stoi(cut.substr(0, 2)), 9) << cut;
     }
-}
 
-TEST(Estimate, UnwritableDestinationKeepsTheLastTexts)
-{
-    auto job = OffloadInstance::create("/nonexistent-src", "/nonexistent-dest");
-    job->setBytesAtSource(5000);
-    job->updateInterfaceEstimatedTime();
-    EXPECT_EQ(job->interface()->estimatedTimeRemaining(), "Loading...");
+    // Where no probe can be written the texts stay as they were.
+    auto unwritable = OffloadInstance::create("/nonexistent-src", "/nonexistent-dest");
+    unwritable->setBytesAtSource(5000);
+    unwritable->updateInterfaceEstimatedTime();
+    EXPECT_EQ(unwritable->interface()->estimatedTimeRemaining(), "Loading...");
 }
 
 namespace {

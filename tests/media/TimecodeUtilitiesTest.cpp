@@ -155,7 +155,14 @@ TEST(TimecodeText, FieldTextsAndUnitsWithTheirRemainder)
 
 TEST(TimecodeText, TimeOfDayWithZeroFrames)
 {
-    std::tm local{.tm_sec = 5, .tm_min = 4, .tm_hour = 13, .tm_mday = 1, .tm_mon = 5, .tm_year = 124, .tm_isdst = -1};
+    std::tm local{};
+    local.tm_year = 124;
+    local.tm_mon = 5;
+    local.tm_mday = 1;
+    local.tm_hour = 13;
+    local.tm_min = 4;
+    local.tm_sec = 5;
+    local.tm_isdst = -1;
     const auto date = std::chrono::system_clock::from_time_t(std::mktime(&local)) + std::chrono::milliseconds(900);
     EXPECT_EQ(TimecodeUtilities::timecodeFromDate(date), "13:04:05:00");
 }
