@@ -1,11 +1,9 @@
 #include "ControllerFixture.h"
 
 #include "fsutil/FileUtilities.h"
+#include "support/Gate.h"
 
 #include <sys/mount.h>
-
-#include <condition_variable>
-#include <mutex>
 
 namespace ferrydeck::test {
 namespace {
@@ -131,26 +129,13 @@ TEST_F(Queue, CancellingHalfWayEndsCanceledWithItsLogSaved)
     controller->addDirectoriesToOffloadList({makeCard("card", 20)});
     settle();
     const auto job = controller->listOffloadInstances().at(0);
-    std::mutex mutex;
-    std::condition_variable released;
-    bool copied = false, release = false;
     // Every copy thread stops after its first file until the job is cancelled.
-    job->setCopyObserver([&](const FileCopyDetails &) {
-        std::unique_lock lock(mutex);
-        copied = true;
-        released.wait(lock, [&] { return release; });
-    });
+    Gate cancelled;
+    job->setCopyObserver([&](const FileCopyDetails &) { cancelled.wait(); });
     controller->processAllItemsInTheQueue();
-    ASSERT_TRUE(pumpUntil([&] {
-        std::lock_guard lock(mutex);
-        return copied;
-    }));
+    ASSERT_TRUE(pumpUntil([&] { return cancelled.reached(); }));
     controller->cancelAllItemsInTheQueue();
-    {
-        std::lock_guard lock(mutex);
-        release = true;
-    }
-    released.notify_all();
+    cancelled.open();
     settle();
     EXPECT_EQ(job->offloadStatus(), OffloadInstance::kCanceled);
     EXPECT_LT(job->itemsProcessed(), 20);

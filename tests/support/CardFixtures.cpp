@@ -101,6 +101,18 @@ std::vector<std::string> buildAvchd(const std::string &avchd)
     return {avchd + "/BDMV/STREAM/00000.MTS"};
 }
 
+// Two movies named `stem` 1 and 2, each with its thumbnail, as stills cameras write them.
+std::vector<std::string> dcimClips(const std::string &stem, const std::string &extension, const std::string &movie)
+{
+    std::vector<std::string> clips;
+    for (const char *number : {"1", "2"}) {
+        clips.push_back(stem + number + extension);
+        writeFile(clips.back(), movie);
+        writeFile(stem + number + ".THM", "thumbnail");
+    }
+    return clips;
+}
+
 } // namespace
 
 namespace {
@@ -215,11 +227,7 @@ BuiltCard buildCard(CardKind kind, const std::string &rootDir)
         break;
     }
     case CardKind::CanonEos:
-        for (const char *name : {"MVI_0001", "MVI_0002"}) {
-            writeFile(r + "/DCIM/100CANON/" + std::string(name) + ".MOV", movieBytes(2997, 29970));
-            writeFile(r + "/DCIM/100CANON/" + std::string(name) + ".THM", "thumbnail");
-            card.clips.push_back(r + "/DCIM/100CANON/" + std::string(name) + ".MOV");
-        }
+        card.clips = dcimClips(r + "/DCIM/100CANON/MVI_000", ".MOV", movieBytes(2997, 29970));
         writeFile(r + "/MISC/CANONMSC.DAT", "settings");
         break;
     case CardKind::Red: {
@@ -240,11 +248,7 @@ BuiltCard buildCard(CardKind kind, const std::string &rootDir)
         card.clips = buildAvchd(r + "/AVCHD");
         break;
     case CardKind::GoPro:
-        for (const char *name : {"GOPR0001", "GOPR0002"}) {
-            writeFile(r + "/DCIM/100GOPRO/" + std::string(name) + ".MP4", movieBytes(1000, 5000));
-            writeFile(r + "/DCIM/100GOPRO/" + std::string(name) + ".THM", "thumbnail");
-            card.clips.push_back(r + "/DCIM/100GOPRO/" + std::string(name) + ".MP4");
-        }
+        card.clips = dcimClips(r + "/DCIM/100GOPRO/GOPR000", ".MP4", movieBytes(1000, 5000));
         makeDirectory(r + "/MISC");
         break;
     case CardKind::QuickTime:
