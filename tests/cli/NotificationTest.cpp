@@ -80,8 +80,7 @@ TEST(DesktopNotification, ACardsLastJobIsAnnouncedOnTheSessionBusWithItsCounts)
 {
     if (!onPath("dbus-run-session") || !onPath("dbus-monitor") || !onPath("gdbus"))
         GTEST_SKIP() << "dbus-run-session, dbus-monitor or gdbus missing (packages dbus-bin, libglib2.0-bin)";
-    TempDir dir;
-    TempDir busDir;
+    TempDir dir, busDir;
     makeDirectory(dir / "one");
     makeDirectory(dir / "two");
     PrivateBus bus(busDir);
