@@ -45,54 +45,44 @@ TEST(HDUtilities, SpanningAndConversionCapabilitiesPerType)
     }
 }
 
-namespace {
-
-struct KindCase {
-    CardKind kind;
-    int32_t driveType;      // on a removable volume
-    int32_t fileType;       // of its first clip
-    std::string cardFolder; // parentFolderPathForVideoFile of that clip; "*" for the card's own name
-};
-
-void PrintTo(const KindCase &c, std::ostream *out)
+TEST(HDUtilities, EveryKindOfDriveAndClipIsRecognisedOnlyOnARemovableVolume)
 {
-    *out << cardKindName(c.kind);
+    const struct {
+        CardKind kind;
+        int32_t driveType;      // on a removable volume
+        int32_t fileType;       // of its first clip
+        std::string cardFolder; // parentFolderPathForVideoFile of that clip; "*" for the card's own name
+    } cases[] = {{CardKind::P2, 1, 1, "*"},
+                 {CardKind::XdcamEx, 4, 4, "*"},
+                 {CardKind::XdcamHd, 11, 5, "Clip"},
+                 {CardKind::JvcMp4, 6, 6, "JVC"},
+                 {CardKind::JvcQuickTime, 7, 7, "JVC"},
+                 {CardKind::CanonEos, 8, 8, "100CANON"},
+                 {CardKind::Red, 3, 3, "A001_C001_0101AB.RDC"},
+                 {CardKind::PanasonicAvchd, 11, 2, "*"},
+                 {CardKind::CanonAvchd, 11, 9, "*"},
+                 {CardKind::SonyAvchd, 11, 13, "*"},
+                 // DCIM and MISC are all the Canon EOS drive rule asks for.
+                 {CardKind::GoPro, 8, 12, "*"},
+                 {CardKind::QuickTime, 11, 10, "Movies"}};
+    for (const auto &c : cases) {
+        SCOPED_TRACE(cardKindName(c.kind));
+        TempDir media, fixed;
+        ScopedMediaRoot reader(media.path());
+        const BuiltCard card = buildCard(c.kind, media / "CARD_A");
+        const BuiltCard copy = buildCard(c.kind, fixed / "CARD_A");
+        EXPECT_EQ(HDUtilities::volumeTypeFromDrivePath(card.root), c.driveType);
+        EXPECT_EQ(HDUtilities::volumeTypeFromDrivePath(copy.root), 11) << "a fixed-disk folder is never a card";
+        EXPECT_EQ(HDUtilities::volumeTypeFromDrivePath(card.root + "/"), 11);
+        EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(card.clips.front()), c.fileType);
+        EXPECT_TRUE(HDUtilities::filePathMatchesVolumeType(copy.clips.front(), c.fileType));
+        EXPECT_EQ(HDUtilities::parentFolderPathForVideoFile(card.clips.front()),
+                  c.cardFolder == "*" ? "CARD_A" : c.cardFolder);
+    }
+    // Off a card the clip's own folder names it.
+    EXPECT_EQ(HDUtilities::parentFolderPathForVideoFile("/Volumes/X/CARD_A/CONTENTS/VIDEO/0001AB.MXF"), "CARD_A");
+    EXPECT_EQ(HDUtilities::parentFolderPathForVideoFile("/Volumes/X/Footage/notes.txt"), "Footage");
 }
-
-class CardKinds : public ::testing::TestWithParam<KindCase> {};
-
-} // namespace
-
-TEST_P(CardKinds, DriveAndClipAreRecognisedOnlyOnARemovableVolume)
-{
-    const KindCase &c = GetParam();
-    TempDir media;
-    TempDir fixed;
-    ScopedMediaRoot reader(media.path());
-    const BuiltCard card = buildCard(c.kind, media / "CARD_A");
-    const BuiltCard copy = buildCard(c.kind, fixed / "CARD_A");
-
-    EXPECT_EQ(HDUtilities::volumeTypeFromDrivePath(card.root), c.driveType);
-    EXPECT_EQ(HDUtilities::volumeTypeFromDrivePath(copy.root), 11) << "a fixed-disk folder is never a card";
-    EXPECT_EQ(HDUtilities::volumeTypeFromDrivePath(card.root + "/"), 11);
-
-    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(card.clips.front()), c.fileType);
-    EXPECT_TRUE(HDUtilities::filePathMatchesVolumeType(copy.clips.front(), c.fileType));
-    EXPECT_EQ(HDUtilities::parentFolderPathForVideoFile(card.clips.front()),
-              c.cardFolder == "*" ? "CARD_A" : c.cardFolder);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    AllKinds, CardKinds,
-    ::testing::Values(KindCase{CardKind::P2, 1, 1, "*"}, KindCase{CardKind::XdcamEx, 4, 4, "*"},
-                      KindCase{CardKind::XdcamHd, 11, 5, "Clip"}, KindCase{CardKind::JvcMp4, 6, 6, "JVC"},
-                      KindCase{CardKind::JvcQuickTime, 7, 7, "JVC"}, KindCase{CardKind::CanonEos, 8, 8, "100CANON"},
-                      KindCase{CardKind::Red, 3, 3, "A001_C001_0101AB.RDC"},
-                      KindCase{CardKind::PanasonicAvchd, 11, 2, "*"}, KindCase{CardKind::CanonAvchd, 11, 9, "*"},
-                      KindCase{CardKind::SonyAvchd, 11, 13, "*"},
-                      // DCIM and MISC are all the Canon EOS drive rule asks for.
-                      KindCase{CardKind::GoPro, 8, 12, "*"}, KindCase{CardKind::QuickTime, 11, 10, "Movies"}),
-    [](const ::testing::TestParamInfo<KindCase> &info) { return std::string(cardKindName(info.param.kind)); });
 
 TEST(HDUtilities, AvchdMakersAreToldApartByFolderAndNameCase)
 {
@@ -145,10 +135,4 @@ TEST(HDUtilities, RedDriveNeedsItsReelOneFolderBelowTheTop)
     EXPECT_EQ(HDUtilities::volumeTypeFromDrivePath(media / "LOWER"), 11) << "suffixes are case-sensitive";
     writeFile(media / "LOWER/MAG/A001.RDM/A001_C001.RDC/A001_C001_002.R3D", "raw");
     EXPECT_EQ(HDUtilities::volumeTypeFromDrivePath(media / "LOWER"), 3);
-}
-
-TEST(HDUtilities, CardFolderFallsBackToTheFilesOwnFolder)
-{
-    EXPECT_EQ(HDUtilities::parentFolderPathForVideoFile("/Volumes/X/CARD_A/CONTENTS/VIDEO/0001AB.MXF"), "CARD_A");
-    EXPECT_EQ(HDUtilities::parentFolderPathForVideoFile("/Volumes/X/Footage/notes.txt"), "Footage");
 }

@@ -91,19 +91,18 @@ TEST_F(CardReformat, JvcQuickTimeRemovesItsBackupIndexAndIsNoLongerRecognised)
     EXPECT_EQ(HDUtilities::volumeTypeFromDrivePath(media / "CARD_A"), 11);
 }
 
-TEST_F(CardReformat, CanonEosKeepsMiscAndEmptyDcimFolders)
+// Red has no top folder of its own to keep: the card is emptied and its reformat still succeeds.
+TEST_F(CardReformat, CanonEosKeepsMiscAndEmptyDcimFoldersAndRedIsEmptied)
 {
-    card(CardKind::CanonEos);
-    ASSERT_TRUE(HDUtilities::reformatDrive(media / "CARD_A"));
-    EXPECT_EQ(tree(), (Tree{"DCIM/", "DCIM/100CANON/", "MISC/", "MISC/CANONMSC.DAT 8"}));
-}
-
-TEST_F(CardReformat, RedEmptiesTheCardAndAnswersTrueWhileItsTopFolderStands)
-{
-    card(CardKind::Red);
-    EXPECT_TRUE(HDUtilities::reformatDrive(media / "CARD_A"));
-    EXPECT_TRUE(exists(media / "CARD_A"));
-    EXPECT_EQ(tree(), Tree{});
+    for (const auto &[kind, after] :
+         {std::pair{CardKind::CanonEos, Tree{"DCIM/", "DCIM/100CANON/", "MISC/", "MISC/CANONMSC.DAT 8"}},
+          std::pair{CardKind::Red, Tree{}}}) {
+        std::filesystem::remove_all(media / "CARD_A");
+        card(kind);
+        EXPECT_TRUE(HDUtilities::reformatDrive(media / "CARD_A")) << cardKindName(kind);
+        EXPECT_TRUE(exists(media / "CARD_A"));
+        EXPECT_EQ(tree(), after) << cardKindName(kind);
+    }
 }
 
 TEST_F(CardReformat, UnknownStructuresAreNeverTouched)

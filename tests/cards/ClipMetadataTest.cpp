@@ -138,30 +138,21 @@ TEST(PanasonicP2Metadata, SpannedSeriesIsPutInRecordingOrder)
     EXPECT_FALSE(p2().filesArePartOfTheSameSpanSeries(clips[0], clips[1]));
 }
 
-TEST(SonyXDCAMMetadata, StartTimecodeIsReadFramesFirstFromTheClipIndex)
+TEST(SonyXDCAMMetadata, StartTimecodeFramesFirstAndSpanPartnersOfXdcamExAndJvcMp4)
 {
     EXPECT_EQ(SonyXDCAMUtilities::reverseXDCAMTimeCodeString(std::string("12345678")), "78:56:34:12");
     EXPECT_FALSE(SonyXDCAMUtilities::reverseXDCAMTimeCodeString(std::string("1234567")));
     EXPECT_FALSE(SonyXDCAMUtilities::reverseXDCAMTimeCodeString(std::nullopt));
 
     TempDir dir;
-    const BuiltCard card = buildCard(CardKind::XdcamEx, dir / "CARD");
-    const auto &ex = *SonyXDCAMExUtilities::utility();
-    const std::string clip = card.clips.front();
-    EXPECT_EQ(ex.xmlFileForPath(clip), dir / "CARD/BPAV/CLPR/436_0001_01/436_0001_01M01.XML");
-    EXPECT_EQ(ex.startTimecodeForVideoFile(clip), "10:00:00:00");
-    std::filesystem::remove(*ex.xmlFileForPath(clip));
-    EXPECT_EQ(ex.startTimecodeForVideoFile(clip), "00:00:00:00");
-    EXPECT_FALSE(ex.xmlFileForPath(dir / "missing/C0001.MP4"));
-}
-
-TEST(SonyXDCAMMetadata, SpanPartnersOfXdcamExAndJvcMp4)
-{
-    TempDir dir;
     const BuiltCard ex = buildCard(CardKind::XdcamEx, dir / "EX");
+    const auto &xdcam = *SonyXDCAMExUtilities::utility();
+    EXPECT_EQ(xdcam.xmlFileForPath(ex.clips[0]), dir / "EX/BPAV/CLPR/436_0001_01/436_0001_01M01.XML");
+    EXPECT_EQ(xdcam.startTimecodeForVideoFile(ex.clips[0]), "10:00:00:00");
+    EXPECT_FALSE(xdcam.xmlFileForPath(dir / "missing/C0001.MP4"));
+
     const std::string partner = dir / "EX/BPAV/CLPR/436_0001_02/436_0001_02.MP4";
     writeFile(partner, "video");
-    const auto &xdcam = *SonyXDCAMExUtilities::utility();
     EXPECT_EQ(xdcam.spanPartnerIdentifierForPath(partner), "436_0001");
     EXPECT_FALSE(xdcam.spanPartnerIdentifierForPath(dir / "EX/BPAV/CLPR/C1/C1.MP4"));
     EXPECT_TRUE(xdcam.filesArePartOfTheSameSpanSeries(ex.clips[0], partner));
@@ -177,6 +168,10 @@ TEST(SonyXDCAMMetadata, SpanPartnersOfXdcamExAndJvcMp4)
     EXPECT_TRUE(mp4.filesArePartOfTheSameSpanSeries(jvc.clips[0], jvc.clips[1]));
     EXPECT_FALSE(mp4.filesArePartOfTheSameSpanSeries(jvc.clips[0], ex.clips[0]));
     EXPECT_FALSE(mp4.filesArePartOfTheSameVolume(jvc.clips[0], ex.clips[0]));
+
+    // Without its index file the clip starts at zero.
+    std::filesystem::remove(*xdcam.xmlFileForPath(ex.clips[0]));
+    EXPECT_EQ(xdcam.startTimecodeForVideoFile(ex.clips[0]), "00:00:00:00");
 }
 
 TEST(CardMetadata, OtherTypesAnswerTheBaseDefaults)

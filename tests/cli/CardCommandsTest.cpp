@@ -28,8 +28,7 @@ nlohmann::json identify(const std::string &mediaRoot, const std::string &path)
 
 TEST(CliIdentify, NamesTheCardTypeOfADriveOrAClip)
 {
-    TempDir media;
-    TempDir fixed;
+    TempDir media, fixed;
     const BuiltCard card = buildCard(CardKind::JvcMp4, media / "CARD_A");
     buildCard(CardKind::JvcMp4, fixed / "COPY");
 
@@ -50,8 +49,7 @@ TEST(CliIdentify, NamesTheCardTypeOfADriveOrAClip)
 
 TEST(CliReformat, RefusesAFixedDiskFolderAndReformatsACard)
 {
-    TempDir media;
-    TempDir fixed;
+    TempDir media, fixed;
     buildCard(CardKind::P2, fixed / "P2");
     const auto before = listTree(fixed.path());
     EXPECT_EQ(cli(media.path(), {"reformat", "--yes", fixed / "P2"}).exitCode, 2);

@@ -1,4 +1,4 @@
-// What a new user tries first: the bare command and a fresh window's preferences.
+// What a new user tries first: a fresh window's preferences.
 #include "controller/DefaultsPersistence.h"
 #include "support/CliRun.h"
 
@@ -7,14 +7,6 @@
 
 using namespace ferrydeck;
 using namespace ferrydeck::test;
-
-TEST(CliHabits, NoCommandPrintsTheHelpAndIsAUsageError)
-{
-    const CliRun::Result bare = runCli({});
-    EXPECT_EQ(bare.exitCode, 2);
-    EXPECT_NE(bare.err.find("Usage:"), std::string::npos) << bare.err;
-    EXPECT_NE(bare.err.find("offload"), std::string::npos) << bare.err;
-}
 
 // A window opened once and closed writes its defaults: custom naming with no
 // name, which copies straight into the destination, as the window does.

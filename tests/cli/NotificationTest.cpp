@@ -14,7 +14,6 @@
 
 #include <chrono>
 #include <csignal>
-#include <fstream>
 
 using namespace ferrydeck;
 using namespace ferrydeck::test;
@@ -40,17 +39,11 @@ public:
     explicit PrivateBus(const TempDir &dir)
         : m_dir(dir)
     {
-        const std::vector<std::string> args{
-            "dbus-run-session",
-            "--",
-            "sh",
-            "-c",
-            "echo $$ > \"$1.pid\"; printf %s \"$DBUS_SESSION_BUS_ADDRESS\" > \"$1.tmp\"; mv \"$1.tmp\" \"$1\"; "
-            "exec dbus-monitor --session \"$2\" > \"$3\"",
-            "sh",
-            dir / "address",
-            "interface='org.freedesktop.Notifications',member='Notify'",
-            dir / "monitor.log"};
+        const std::string script = "echo $$ > \"$1.pid\"; printf %s \"$DBUS_SESSION_BUS_ADDRESS\" > \"$1.tmp\"; "
+                                   "mv \"$1.tmp\" \"$1\"; exec dbus-monitor --session \"$2\" > \"$3\"";
+        const std::string match = "interface='org.freedesktop.Notifications',member='Notify'";
+        const std::vector<std::string> args{"dbus-run-session", "--", "sh", "-c", script, "sh", dir / "address", match,
+                                            dir / "monitor.log"};
         std::vector<char *> argv;
         for (const std::string &arg : args)
             argv.push_back(const_cast<char *>(arg.c_str()));
@@ -87,8 +80,7 @@ TEST(DesktopNotification, ACardsLastJobIsAnnouncedOnTheSessionBusWithItsCounts)
 {
     if (!onPath("dbus-run-session") || !onPath("dbus-monitor") || !onPath("gdbus"))
         GTEST_SKIP() << "dbus-run-session, dbus-monitor or gdbus missing (packages dbus-bin, libglib2.0-bin)";
-    TempDir dir;
-    TempDir busDir;
+    TempDir dir, busDir;
     makeDirectory(dir / "one");
     makeDirectory(dir / "two");
     PrivateBus bus(busDir);

@@ -29,6 +29,11 @@ TEST(Cli, HelpVersionAndUsageErrorsHaveStableExitCodes)
     const auto version = runCli({"--version"});
     EXPECT_EQ(version.exitCode, 0);
     EXPECT_EQ(version.out.rfind("ferrydeck-cli ", 0), 0u);
+    // The bare command, what a new user tries first, prints the help as a usage error.
+    const auto bare = runCli({});
+    EXPECT_EQ(bare.exitCode, 2);
+    EXPECT_NE(bare.err.find("Usage:"), std::string::npos) << bare.err;
+    EXPECT_NE(bare.err.find("offload"), std::string::npos) << bare.err;
     EXPECT_EQ(runCli({"--no-such-flag"}).exitCode, 2);
     EXPECT_EQ(runCli({"no-such-command"}).exitCode, 2);
 }

@@ -34,8 +34,7 @@ private:
 TEST_F(AutomaticModeTest, OnlyCardsThatArriveAfterTheSwitchAreTakenInAscendingOrder)
 {
     const std::string early = insert("EARLY");
-    make();
-    addDestination("dest");
+    make("dest");
     automatic();
     EXPECT_TRUE(controller->activeTimer());
 
@@ -61,8 +60,7 @@ TEST_F(AutomaticModeTest, OnlyCardsThatArriveAfterTheSwitchAreTakenInAscendingOr
 
 TEST_F(AutomaticModeTest, ACardIsKnownByIdentityAcrossRenamesAndTakenAgainOnlyWithNewContents)
 {
-    make();
-    addDestination("dest");
+    make("dest");
     FerrydeckSettings &settings = controller->ferrydeckSettings();
     settings.setRenameCard(true);
     settings.setTextRenameCard("DAY");
@@ -98,8 +96,7 @@ TEST_F(AutomaticModeTest, ACardIsKnownByIdentityAcrossRenamesAndTakenAgainOnlyWi
 
 TEST_F(AutomaticModeTest, TheTimerChainTicksUntilManualModeAndCardsAlreadyQueuedWaitingAreDropped)
 {
-    make();
-    addDestination("dest");
+    make("dest");
     controller->addDirectoriesToOffloadList({makeCard("folder")});
     settle();
     ASSERT_EQ(controller->listOffloadInstances().size(), 1u);

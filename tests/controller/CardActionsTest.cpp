@@ -170,8 +170,7 @@ TEST_F(CardActionsTest, TheReformatIsRefusedAndDeletesNothingUnlessVerifiedCopie
 TEST_F(CardActionsTest, AFailedRenameIsToldAndStillUsesUpItsNumber)
 {
     const std::string source = card();
-    make();
-    addDestination("dest");
+    make("dest");
     settings().setRenameCard(true);
     settings().setTextRenameCard("bad;name");
     settings().setIncrementRenameTitle(true);
@@ -186,8 +185,7 @@ TEST_F(CardActionsTest, AFolderOnAFixedDiskGetsNoCardAction)
 {
     const std::string folder = buildCard(CardKind::CanonEos, dir / "fixed/DAY_ONE").root;
     const auto before = listTree(folder);
-    make();
-    addDestination("dest");
+    make("dest");
     settings().setRenameCard(true);
     settings().setEjectCard(true);
     settings().setFormatCard(true);
@@ -203,8 +201,7 @@ TEST_F(CardActionsTest, ReformatAsksFirstAndNoKeepsTheCard)
 {
     const std::string source = card();
     const auto before = listTree(source);
-    make();
-    addDestination("dest");
+    make("dest");
     settings().setFormatCard(true);
     view->answers = {"NO"};
     offload({source});
@@ -217,8 +214,7 @@ TEST_F(CardActionsTest, ReformatAsksFirstAndNoKeepsTheCard)
 TEST_F(CardActionsTest, YesReformatsTheCardAsItsTypeExpectsAndAFailureIsTold)
 {
     const BuiltCard built = buildCard(CardKind::CanonEos, dir / "media/DAY_ONE");
-    make();
-    addDestination("dest");
+    make("dest");
     settings().setFormatCard(true);
     view->answers = {"YES"};
     offload({built.root});
@@ -230,8 +226,7 @@ TEST_F(CardActionsTest, YesReformatsTheCardAsItsTypeExpectsAndAFailureIsTold)
 
     const std::string second = buildCard(CardKind::CanonEos, dir / "media/DAY_TWO").root;
     options.reformatDrive = [](const std::string &) { return false; };
-    make();
-    addDestination("dest2");
+    make("dest2");
     settings().setFormatCard(true);
     settings().setWarnBeforeFormatting(false);
     offload({second});
@@ -249,8 +244,7 @@ TEST_F(CardActionsTest, ACardOfUnknownStructureOrAFailedOffloadIsNeverReformatte
         clipsBefore.push_back(readFile(clip));
     // A FIFO cannot be copied, so the card's offload ends in Error.
     ASSERT_EQ(::mkfifo((failing.root + "/DCIM/PIPE.MOV").c_str(), 0644), 0);
-    make();
-    addDestination("dest");
+    make("dest");
     settings().setFormatCard(true);
     settings().setWarnBeforeFormatting(false);
     offload({unknown, failing.root});
@@ -277,8 +271,7 @@ TEST_F(CardActionsTest, SoundsFollowTheSettingAndACopyErrorSoundsOnce)
     const std::string bad = makeCard("bad");
     ASSERT_EQ(::mkfifo((bad + "/A.MOV").c_str(), 0644), 0);
     ASSERT_EQ(::mkfifo((bad + "/B.MOV").c_str(), 0644), 0);
-    make();
-    addDestination("dest");
+    make("dest");
     settings().setPlaySound(true);
     offload({good, bad});
     std::lock_guard lock(playedMutex);

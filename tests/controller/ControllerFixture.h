@@ -82,9 +82,11 @@ protected:
         options.refreshInterval = std::chrono::milliseconds(20);
         options.history = std::make_shared<OffloadHistory>(dir / "state");
     }
-    AppController &make()
+    // A new controller; with `destination`, that folder is made and listed as its one destination.
+    AppController &make(const std::string &destination = {})
     {
         controller = std::make_unique<AppController>(view, loop, options);
+        if (!destination.empty()) addDestination(destination);
         return *controller;
     }
     bool pumpUntil(const std::function<bool()> &done, std::chrono::milliseconds timeout = std::chrono::seconds(30))
@@ -115,6 +117,21 @@ protected:
         if (make) makeDirectory(folder);
         controller->ferrydeckSettings().setLogOptionIndex(0);
         controller->ferrydeckSettings().setTextLogDirectory(folder);
+    }
+    // A job from `dir`/`source` to `dir`/`destination`, in `status`, its copy folder named after the source.
+    AppController::Job job(const std::string &source, OffloadInstance::Status status = OffloadInstance::kIndexing,
+                           const std::string &destination = "d")
+    {
+        auto made = OffloadInstance::create(dir / source, dir / destination);
+        made->setFullOffloadPath(dir / (destination + "/" + source));
+        made->setOffloadStatus(status);
+        return made;
+    }
+    // The alerts shown so far have `titles`; the last one says `message`.
+    void expectAlerts(const std::vector<std::string> &titles, const std::string &message)
+    {
+        ASSERT_EQ(view->titles(), titles);
+        EXPECT_EQ(view->alerts().back().message, message);
     }
     std::vector<std::string> queuedSources() const
     {

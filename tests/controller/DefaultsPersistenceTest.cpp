@@ -6,10 +6,7 @@
 #include <gtest/gtest.h>
 
 using namespace ferrydeck;
-using ferrydeck::test::EnvironmentGuard;
-using ferrydeck::test::readFile;
-using ferrydeck::test::TempDir;
-using ferrydeck::test::writeFile;
+using namespace ferrydeck::test;
 
 namespace {
 

@@ -17,8 +17,7 @@ TEST_F(Fidelity, AddAllMediaQueuesEachRemovableVolumeOnceAndNoLocalDisk)
     const std::string disk = makeCard("disk");
     VolumeService::setCurrent(std::make_shared<FixedVolumes>(std::vector<std::string>{"/", disk, cardA, cardB},
                                                              std::vector<std::string>{cardB, cardA}));
-    make();
-    addDestination("backup");
+    make("backup");
     controller->addDirectoriesToOffloadList({cardA});
     settle();
     controller->addAllMountedMediaToQueue();

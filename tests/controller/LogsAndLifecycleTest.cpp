@@ -13,8 +13,7 @@ TEST_F(Logs, AutomaticSavesNeverReplaceAnEarlierLog)
 {
     make();
     logToFolder(dir / "logs");
-    auto job = OffloadInstance::create(dir / "CARD1", dir / "Backup");
-    job->setFullOffloadPath(dir / "Backup/CARD1");
+    auto job = this->job("CARD1", OffloadInstance::kIndexing, "Backup");
     ASSERT_TRUE(controller->autoSaveLogForInstance(job));
     ASSERT_TRUE(controller->autoSaveLogForInstance(job));
     EXPECT_TRUE(job->logWasSaved());
@@ -38,8 +37,7 @@ TEST_F(Logs, AutomaticSaveThatCannotWriteFallsBackToTheStateFolderAndSaysWhere)
     for (const std::string &folder : {dir / "no/such/folder", dir / "plain"}) {
         SCOPED_TRACE(folder);
         logToFolder(folder, false);
-        auto job = OffloadInstance::create(dir / "CARD1", dir / "Backup");
-        job->setFullOffloadPath(dir / "Backup/CARD1");
+        auto job = this->job("CARD1", OffloadInstance::kIndexing, "Backup");
         ASSERT_TRUE(controller->autoSaveLogForInstance(job));
         const std::string expected = dir / ("state/ferrydeck/logs/CARD1" + std::string(saved++ ? "-2" : "") + ".txt");
         EXPECT_EQ(controller->savedLogPath(job), expected);
@@ -67,8 +65,7 @@ TEST_F(Logs, FailedWritesLeaveTheJobUnsavedAndManualSaveReports)
     controller->setViewedInstance(job);
     view->acceptSave = false;
     controller->saveLog();
-    ASSERT_EQ(view->titles(), std::vector<std::string>{"Log File Not Saved"});
-    EXPECT_EQ(view->alerts()[0].message, "The log file was not saved.");
+    expectAlerts({"Log File Not Saved"}, "The log file was not saved.");
 
     logToFolder(dir / "logs");
     view->acceptSave = true;
@@ -94,11 +91,8 @@ TEST_F(Logs, ControlCharactersInNamesCannotForgeLogLines)
 TEST_F(Lifecycle, QuittingAsksOnceOnlyWhileJobsProcess)
 {
     make();
-    auto first = OffloadInstance::create(dir / "a", dir / "d");
-    auto second = OffloadInstance::create(dir / "b", dir / "d");
     // Waiting jobs ask too (QueueFileTest): these have ended.
-    first->setOffloadStatus(OffloadInstance::kCompleted);
-    second->setOffloadStatus(OffloadInstance::kCompleted);
+    auto first = job("a", OffloadInstance::kCompleted), second = job("b", OffloadInstance::kCompleted);
     controller->setListOffloadInstances({first, second});
     EXPECT_TRUE(controller->applicationShouldTerminate());
     EXPECT_TRUE(view->alerts().empty());
@@ -107,8 +101,7 @@ TEST_F(Lifecycle, QuittingAsksOnceOnlyWhileJobsProcess)
     second->setOffloadStatus(OffloadInstance::kProcessing);
     view->answers = {"YES"};
     EXPECT_TRUE(controller->applicationShouldTerminate());
-    ASSERT_EQ(view->titles(), std::vector<std::string>{"Active Processing"});
-    EXPECT_EQ(view->alerts()[0].message, "Ferrydeck is actively offloading.\nQuit anyway?");
+    expectAlerts({"Active Processing"}, "Ferrydeck is actively offloading.\nQuit anyway?");
     EXPECT_EQ(view->alerts()[0].buttons, (std::vector<std::string>{"NO", "YES"}));
     EXPECT_FALSE(controller->applicationShouldTerminate()); // the default is NO
     EXPECT_EQ(view->alerts().size(), 2u);
@@ -121,18 +114,12 @@ TEST_F(Lifecycle, YesToUnsavedLogsAtQuitSavesEveryListedJob)
 {
     make();
     logToFolder(dir / "logs");
-    std::vector<AppController::Job> jobs;
-    for (const std::string name : {"done", "saved", "waiting"}) {
-        jobs.push_back(OffloadInstance::create(dir / name, dir / "d"));
-        jobs.back()->setFullOffloadPath(dir / ("d/" + name));
-    }
-    jobs[0]->setOffloadStatus(OffloadInstance::kCompleted);
-    jobs[1]->setOffloadStatus(OffloadInstance::kCompleted);
+    const std::vector<AppController::Job> jobs{job("done", OffloadInstance::kCompleted),
+                                               job("saved", OffloadInstance::kCompleted), job("waiting")};
     jobs[1]->setLogWasSaved(true);
     controller->setListOffloadInstances(jobs);
     controller->applicationWillTerminate();
-    ASSERT_EQ(view->titles(), std::vector<std::string>{"Unsaved Logs"});
-    EXPECT_EQ(view->alerts()[0].message, "There are logs files that have not yet been saved.\nSave before exit?");
+    expectAlerts({"Unsaved Logs"}, "There are logs files that have not yet been saved.\nSave before exit?");
     for (const std::string name : {"done", "saved", "waiting"})
         EXPECT_TRUE(exists(dir / ("logs/" + name + ".txt")));
 
@@ -146,20 +133,16 @@ TEST_F(Lifecycle, RemovalAndClearingAskAboutUnsavedLogs)
 {
     make();
     logToFolder(dir / "logs");
-    auto finished = OffloadInstance::create(dir / "f", dir / "d");
-    auto active = OffloadInstance::create(dir / "a", dir / "d");
-    auto waiting = OffloadInstance::create(dir / "w", dir / "d");
-    finished->setOffloadStatus(OffloadInstance::kCompleted);
-    active->setOffloadStatus(OffloadInstance::kProcessing);
-    waiting->setOffloadStatus(OffloadInstance::kInQueue);
+    auto finished = job("f", OffloadInstance::kCompleted), active = job("a", OffloadInstance::kProcessing),
+         waiting = job("w", OffloadInstance::kInQueue);
     controller->setListOffloadInstances({finished, active, waiting});
 
     view->answers = {"NO"};
     controller->removeRowFromProcessingQueue({0, 1});
-    ASSERT_EQ(view->titles(), (std::vector<std::string>{"Log File Not Saved", "Removal Error"}));
-    EXPECT_EQ(view->alerts()[1].message, "Offloading of \"" + dir / "a" + "\" to \"" + dir / "d" +
-                                             "\" is currently active.\nPlease cancel the offload first or wait "
-                                             "until it completes");
+    expectAlerts({"Log File Not Saved", "Removal Error"},
+                 "Offloading of \"" + dir / "a" + "\" to \"" + dir / "d" +
+                     "\" is currently active.\nPlease cancel the offload first or wait "
+                     "until it completes");
     EXPECT_EQ(controller->listOffloadInstances(), (std::vector<AppController::Job>{active, waiting}));
 
     active->setOffloadStatus(OffloadInstance::kError);
@@ -184,9 +167,8 @@ TEST_F(Lifecycle, DestinationsRefuseDuplicatesAndActiveRemovals)
     ASSERT_EQ(::symlink(dir.path().c_str(), (dir / "elsewhere").c_str()), 0);
     EXPECT_TRUE(controller->directoryIsAnOffloadDestination(dir / "elsewhere"));
 
-    auto running = OffloadInstance::create(dir / "s", backup);
-    auto waiting = OffloadInstance::create(dir / "t", backup);
-    running->setOffloadStatus(OffloadInstance::kProcessing);
+    auto running = job("s", OffloadInstance::kProcessing, "backup"),
+         waiting = job("t", OffloadInstance::kIndexing, "backup");
     controller->setListOffloadInstances({running, waiting});
     controller->removeRowFromDestinationTable(0);
     ASSERT_EQ(view->titles(), std::vector<std::string>{"Removal Error"});
@@ -203,9 +185,7 @@ TEST_F(Lifecycle, SpaceIsReservedPerDestinationFolder)
     constexpr uint64_t kGB = 1000ull * 1000 * 1000;
     options.freeSpace = [](const std::string &) { return 10 * kGB; };
     make();
-    auto six = OffloadInstance::create(dir / "a", dir / "d");
-    auto five = OffloadInstance::create(dir / "b", dir / "d");
-    auto elsewhere = OffloadInstance::create(dir / "c", dir / "e");
+    auto six = job("a"), five = job("b"), elsewhere = job("c", OffloadInstance::kIndexing, "e");
     six->setBytesAtSource(6 * kGB);
     five->setBytesAtSource(5 * kGB);
     elsewhere->setBytesAtSource(4 * kGB);
@@ -218,8 +198,7 @@ TEST_F(Lifecycle, SpaceIsReservedPerDestinationFolder)
 
 TEST_F(Lifecycle, ShuttingDownCancelsRunningJobsAndWaitsForTheirThreads)
 {
-    make();
-    addDestination("backup");
+    make("backup");
     for (int i = 0; i < 40; ++i)
         writeSizedFile(dir / ("card/" + std::to_string(i) + ".MOV"), 200000, i);
     controller->addDirectoriesToOffloadList({dir / "card"});

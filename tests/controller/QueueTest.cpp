@@ -1,11 +1,9 @@
 #include "ControllerFixture.h"
 
 #include "fsutil/FileUtilities.h"
+#include "support/Gate.h"
 
 #include <sys/mount.h>
-
-#include <condition_variable>
-#include <mutex>
 
 namespace ferrydeck::test {
 namespace {
@@ -21,30 +19,25 @@ TEST_F(Queue, SourceThatIsADestinationRefusesTheWholeDrop)
     controller->addDirectoriesToOffloadList({card, backup});
     settle();
     EXPECT_TRUE(controller->listOffloadInstances().empty());
-    ASSERT_EQ(view->alerts().size(), 1u);
-    EXPECT_EQ(view->alerts()[0].title, "Error");
-    EXPECT_EQ(view->alerts()[0].message, "Directory could not be added for the following reason:\nDirectory " + backup +
-                                             " is listed as a offload destination.  A directory cannot be both a "
-                                             "source and a destination.\nPlease correct the above error & try again");
+    expectAlerts({"Error"}, "Directory could not be added for the following reason:\nDirectory " + backup +
+                                " is listed as a offload destination.  A directory cannot be both a "
+                                "source and a destination.\nPlease correct the above error & try again");
     EXPECT_EQ(view->alerts()[0].buttons, std::vector<std::string>{"OK"});
 }
 
 TEST_F(Queue, NoTickedDestinationQueuesNothing)
 {
-    make();
-    addDestination("backup");
+    make("backup");
     controller->listOffloadDestinations()[0]->setInUse(false);
     controller->addDirectoriesToOffloadList({makeCard("card")});
     EXPECT_TRUE(controller->listOffloadInstances().empty());
-    ASSERT_EQ(view->titles(), std::vector<std::string>{"Error"});
-    EXPECT_EQ(view->alerts()[0].message, "No offload destinations have been selected.\nPlease open Ferrydeck settings "
-                                         "and add at least one active offload destination.");
+    expectAlerts({"Error"}, "No offload destinations have been selected.\nPlease open Ferrydeck settings "
+                            "and add at least one active offload destination.");
 }
 
 TEST_F(Queue, MissingPathsAndFilesAreSkippedAndOnlyTickedDestinationsGetJobs)
 {
-    make();
-    addDestination("a");
+    make("a");
     addDestination("b");
     addDestination("c");
     controller->listOffloadDestinations()[1]->setInUse(false);
@@ -117,8 +110,7 @@ TEST_F(Queue, UnwritableDestinationEndsInErrorAndStillCompletes)
     ::umount(backup.c_str());
     const auto job = controller->listOffloadInstances().at(0);
     EXPECT_EQ(job->offloadStatus(), OffloadInstance::kError);
-    ASSERT_EQ(view->titles(), std::vector<std::string>{"Insufficient Permissions"});
-    EXPECT_EQ(view->alerts()[0].message, backup + " does not have write-permissions & cannot be offloaded");
+    expectAlerts({"Insufficient Permissions"}, backup + " does not have write-permissions & cannot be offloaded");
     // The completion steps ran: the log was saved and the job's threads were taken back.
     EXPECT_TRUE(job->logWasSaved());
     EXPECT_TRUE(exists(dir / "logs/card.txt"));
@@ -137,26 +129,13 @@ TEST_F(Queue, CancellingHalfWayEndsCanceledWithItsLogSaved)
     controller->addDirectoriesToOffloadList({makeCard("card", 20)});
     settle();
     const auto job = controller->listOffloadInstances().at(0);
-    std::mutex mutex;
-    std::condition_variable released;
-    bool copied = false, release = false;
     // Every copy thread stops after its first file until the job is cancelled.
-    job->setCopyObserver([&](const FileCopyDetails &) {
-        std::unique_lock lock(mutex);
-        copied = true;
-        released.wait(lock, [&] { return release; });
-    });
+    Gate cancelled;
+    job->setCopyObserver([&](const FileCopyDetails &) { cancelled.wait(); });
     controller->processAllItemsInTheQueue();
-    ASSERT_TRUE(pumpUntil([&] {
-        std::lock_guard lock(mutex);
-        return copied;
-    }));
+    ASSERT_TRUE(pumpUntil([&] { return cancelled.reached(); }));
     controller->cancelAllItemsInTheQueue();
-    {
-        std::lock_guard lock(mutex);
-        release = true;
-    }
-    released.notify_all();
+    cancelled.open();
     settle();
     EXPECT_EQ(job->offloadStatus(), OffloadInstance::kCanceled);
     EXPECT_LT(job->itemsProcessed(), 20);
@@ -176,10 +155,9 @@ TEST_F(Queue, InsufficientSpaceDropsTheJobWithTheGatheredMessage)
     controller->addDirectoriesToOffloadList({card});
     settle();
     EXPECT_TRUE(controller->listOffloadInstances().empty());
-    ASSERT_EQ(view->titles(), std::vector<std::string>{"Insufficient Space"});
-    EXPECT_EQ(view->alerts()[0].message,
-              "The following directories could not be copied due to insufficient space at the destination:\n" + card +
-                  " could not be copied to " + backup + "\n");
+    expectAlerts({"Insufficient Space"},
+                 "The following directories could not be copied due to insufficient space at the destination:\n" +
+                     card + " could not be copied to " + backup + "\n");
 }
 
 // Pool of 8 (2 processors) and 3 waiting jobs: idle counts 8..1 pick jobs 8%3, 7%3, ... 1%3.
@@ -189,7 +167,7 @@ TEST_F(Queue, SharedThreadsAreHandedOutByIdleCountModuloJobs)
     ASSERT_EQ(controller->offloadPool().poolSize(), 8);
     std::vector<AppController::Job> jobs;
     for (int i = 0; i < 3; ++i)
-        jobs.push_back(OffloadInstance::create(dir / "s", dir / "d"));
+        jobs.push_back(job("s"));
     controller->handOutSharedThreads(jobs);
     const std::vector<int> expected{2, 3, 3}; // job 0 gets idle 6 and 3; job 1: 7, 4, 1; job 2: 8, 5, 2
     for (size_t i = 0; i < jobs.size(); ++i) {
@@ -211,8 +189,7 @@ TEST_F(Queue, SharedThreadsAreHandedOutByIdleCountModuloJobs)
 TEST_F(Queue, FreedThreadsGoToRunningJobs)
 {
     make();
-    auto finished = OffloadInstance::create(dir / "s", dir / "d");
-    auto running = OffloadInstance::create(dir / "s2", dir / "d2");
+    auto finished = job("s"), running = job("s2", OffloadInstance::kIndexing, "d2");
     controller->handOutSharedThreads({finished});
     {
         // Room for the extra pass whatever the state of the threads already handed out.
@@ -246,7 +223,7 @@ TEST_F(Queue, FreedThreadsGoToRunningJobs)
 TEST_F(Queue, RedistributionWithoutRunningJobsOnlyFreesThreads)
 {
     make();
-    auto finished = OffloadInstance::create(dir / "s", dir / "d");
+    auto finished = job("s");
     controller->handOutSharedThreads({finished});
     finished->setOffloadStatus(OffloadInstance::kError);
     controller->setListOffloadInstances({finished});

@@ -8,7 +8,7 @@
 using namespace std::chrono_literals;
 using ferrydeck::StdMainLoop;
 
-TEST(StdMainLoop, PostedTasksRunInOrderOnTheLoopThread)
+TEST(StdMainLoop, PostedAndWaitedForTasksRunInOrderOnTheLoopThread)
 {
     StdMainLoop loop;
     std::vector<int> order;
@@ -19,26 +19,23 @@ TEST(StdMainLoop, PostedTasksRunInOrderOnTheLoopThread)
     worker.join();
     EXPECT_TRUE(loop.runUntil([&] { return order.size() == 2; }, 2s));
     EXPECT_EQ(order, (std::vector<int>{1, 2}));
-}
 
-TEST(StdMainLoop, InvokeAndWaitRunsOnTheLoopAndInlineOnItself)
-{
-    StdMainLoop loop;
+    // Waited-for work runs on the loop too, and inline when the loop asks itself.
     std::thread::id ranOn;
     std::atomic<bool> returned{false};
-    std::thread worker([&] {
+    std::thread waiter([&] {
         loop.invokeAndWait([&] { ranOn = std::this_thread::get_id(); });
         returned = true;
     });
     EXPECT_TRUE(loop.runUntil([&] { return returned.load(); }, 2s));
-    worker.join();
+    waiter.join();
     EXPECT_EQ(ranOn, std::this_thread::get_id());
     bool inlineRan = false;
     loop.invokeAndWait([&] { inlineRan = true; });
     EXPECT_TRUE(inlineRan);
 }
 
-TEST(StdMainLoop, TimersFireOnceInDeadlineOrderUnlessCancelled)
+TEST(StdMainLoop, TimersFireOnceInDeadlineOrderUnlessCancelledAndQuitEndsRun)
 {
     StdMainLoop loop;
     std::vector<std::string> fired;
@@ -51,6 +48,10 @@ TEST(StdMainLoop, TimersFireOnceInDeadlineOrderUnlessCancelled)
     loop.processEvents(30ms);
     EXPECT_EQ(fired, (std::vector<std::string>{"early", "late"}));
     EXPECT_EQ(loop.pendingTimers(), 0u);
+    // Waiting gives up at its deadline; a timer's quit ends run().
+    EXPECT_FALSE(loop.runUntil([] { return false; }, 30ms));
+    loop.scheduleOnce(0.01, [&] { loop.quit(); });
+    loop.run();
 }
 
 TEST(StdMainLoop, WaitersAreReleasedWhenTheLoopGoesAway)
@@ -68,13 +69,4 @@ TEST(StdMainLoop, WaitersAreReleasedWhenTheLoopGoesAway)
     worker.join();
     EXPECT_TRUE(returned.load());
     EXPECT_FALSE(ran.load());
-}
-
-TEST(StdMainLoop, RunUntilTimesOutAndQuitEndsRun)
-{
-    StdMainLoop loop;
-    EXPECT_FALSE(loop.runUntil([] { return false; }, 30ms));
-    loop.scheduleOnce(0.01, [&] { loop.quit(); });
-    loop.run();
-    SUCCEED() << "run returned after quit";
 }

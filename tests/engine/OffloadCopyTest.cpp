@@ -5,13 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
-#include <sys/mount.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <barrier>
-#include <mutex>
 
 using namespace ferrydeck;
 using namespace ferrydeck::test;

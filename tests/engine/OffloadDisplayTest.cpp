@@ -87,7 +87,7 @@ TEST(TimeTexts, TwelveHourRuleKeepsNoonAsAM)
     ::tzset();
 }
 
-TEST(Estimate, TextsAndTheEmptySourceGuard)
+TEST(Estimate, TextsTheEmptySourceGuardAndAnUnwritableDestination)
 {
     TempDir dir;
     auto job = OffloadInstance::create(dir / "card", dir.path());
@@ -116,14 +116,12 @@ TEST(Estimate, TextsAndTheEmptySourceGuard)
         ASSERT_EQ(cut.size(), 8u) << cut;
         EXPECT_LE(std::stoi(cut.substr(0, 2)), 9) << cut;
     }
-}
 
-TEST(Estimate, UnwritableDestinationKeepsTheLastTexts)
-{
-    auto job = OffloadInstance::create("/nonexistent-src", "/nonexistent-dest");
-    job->setBytesAtSource(5000);
-    job->updateInterfaceEstimatedTime();
-    EXPECT_EQ(job->interface()->estimatedTimeRemaining(), "Loading...");
+    // Where no probe can be written the texts stay as they were.
+    auto unwritable = OffloadInstance::create("/nonexistent-src", "/nonexistent-dest");
+    unwritable->setBytesAtSource(5000);
+    unwritable->updateInterfaceEstimatedTime();
+    EXPECT_EQ(unwritable->interface()->estimatedTimeRemaining(), "Loading...");
 }
 
 namespace {

@@ -5,7 +5,6 @@
 #include "support/TestFiles.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <nlohmann/json.hpp>
 
@@ -138,12 +137,7 @@ TEST(ChecksumOffload, AMismatchFailsOnlyItsDestinationAndWritesNoClaim)
     ChecksumCard card;
     const CliRun::Result result = card.offload("xxh64", faultEnvironment("flip-byte", "*/d2/*/B002.MOV"));
     EXPECT_EQ(result.exitCode, 1) << result.err;
-    const std::map<std::string, nlohmann::json> jobs = [&] {
-        std::map<std::string, nlohmann::json> byDestination;
-        for (const nlohmann::json &job : jsonLines(result.out))
-            byDestination[job["destination"]] = job;
-        return byDestination;
-    }();
+    const std::map<std::string, nlohmann::json> jobs = jobsBy(result.out, "destination");
     ASSERT_EQ(jobs.size(), 2u) << result.out;
     const nlohmann::json &good = jobs.at(card.dir / "d1/card");
     const nlohmann::json &bad = jobs.at(card.dir / "d2/card");

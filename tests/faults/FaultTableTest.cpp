@@ -46,11 +46,6 @@ void PrintTo(const FaultRow &row, std::ostream *out)
     *out << row.name;
 }
 
-bool isCommand(const FaultRow &row)
-{
-    return row.fault || row.entry;
-}
-
 void runCommand(const FaultRow &row, const TempDir &dir, std::string &log)
 {
     Environment environment;
@@ -162,7 +157,7 @@ TEST_P(FaultTable, FailedFileEndsItsJobAsErrorNamedInTheLogAndNothingIsLost)
     const TreeSnapshot cardBefore = snapshotTree(dir / "cardA");
 
     std::string log;
-    if (isCommand(row)) runCommand(row, dir, log);
+    if (row.fault || row.entry) runCommand(row, dir, log);
     else runEngine(row, dir, log);
     if (HasFatalFailure()) return;
 

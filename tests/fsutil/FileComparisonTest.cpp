@@ -101,40 +101,28 @@ TEST(FileComparison, FolderAndSelfAreJudgedAsCmpJudgesThem)
     }
 }
 
-TEST(Compare, CommandLineIsEscapedForDisplay)
+// Every name would run `touch PWNED` in a shell that read it unquoted.
+TEST(Compare, HostileNamesCompareCorrectlyAndNeverRunACommand)
 {
+    TempDir dir;
+    ASSERT_EQ(::chdir(dir.path().c_str()), 0);
+    for (const std::string name :
+         {"a b.mov", "it's.mov", "say \"hi\".mov", "`touch PWNED`.mov", "$(touch PWNED).mov", "x; touch PWNED",
+          "line\nbreak.mov", "-n.mov", "--help", "a|touch PWNED", "*", "tab\there", "&& touch PWNED"}) {
+        SCOPED_TRACE(name);
+        writeFile(dir / ("src/" + name), "same bytes");
+        writeFile(dir / ("dst/" + name), "same bytes");
+        writeFile(dir / ("bad/" + name), "diff bytes");
+        EXPECT_TRUE(FileUtilities::compareFileContents(dir / ("src/" + name), dir / ("dst/" + name)));
+        EXPECT_FALSE(FileUtilities::compareFileContents(dir / ("src/" + name), dir / ("bad/" + name)));
+        EXPECT_TRUE(FileUtilities::compareFileSize(dir / ("src/" + name), dir / ("bad/" + name)));
+        EXPECT_FALSE(exists(dir / "PWNED"));
+        EXPECT_FALSE(exists(dir / "src/PWNED"));
+    }
+    ASSERT_EQ(::chdir("/"), 0);
     EXPECT_EQ(FileUtilities::compareCommandLine("/Card 1/it's.mov", "/D/it's.mov"),
               "cmp /Card\\ 1/it\\'s.mov /D/it\\'s.mov");
 }
-
-class HostileNames : public ::testing::TestWithParam<std::string> {};
-
-// Every name would run `touch PWNED` in a shell that read it unquoted.
-TEST_P(HostileNames, CompareCorrectlyAndNeverRunACommand)
-{
-    TempDir dir;
-    const std::string name = GetParam();
-    writeFile(dir / ("src/" + name), "same bytes");
-    writeFile(dir / ("dst/" + name), "same bytes");
-    writeFile(dir / ("bad/" + name), "diff bytes");
-    const std::string cwd = dir.path();
-    ASSERT_EQ(::chdir(cwd.c_str()), 0);
-
-    EXPECT_TRUE(FileUtilities::compareFileContents(dir / ("src/" + name), dir / ("dst/" + name)));
-    EXPECT_FALSE(FileUtilities::compareFileContents(dir / ("src/" + name), dir / ("bad/" + name)));
-    EXPECT_TRUE(FileUtilities::compareFileSize(dir / ("src/" + name), dir / ("bad/" + name)));
-    EXPECT_FALSE(exists(dir / "PWNED"));
-    EXPECT_FALSE(exists(dir / "src/PWNED"));
-    ASSERT_EQ(::chdir("/"), 0);
-}
-
-INSTANTIATE_TEST_SUITE_P(Names, HostileNames,
-                         ::testing::Values("a b.mov", "it's.mov", "say \"hi\".mov", "`touch PWNED`.mov",
-                                           "$(touch PWNED).mov", "x; touch PWNED", "line\nbreak.mov", "-n.mov",
-                                           "--help", "a|touch PWNED", "*", "tab\there", "&& touch PWNED"),
-                         [](const ::testing::TestParamInfo<std::string> &info) {
-                             return "name" + std::to_string(info.index);
-                         });
 
 TEST(Process, RunsWithoutAShellAndReportsExitCodes)
 {

@@ -5,8 +5,7 @@
 #include <gtest/gtest.h>
 
 using namespace ferrydeck;
-using ferrydeck::test::TempDir;
-using ferrydeck::test::writeFile;
+using namespace ferrydeck::test;
 
 TEST(HardwareUtilities, ClockPrefersTheRatedMaximumOverTheCurrentClock)
 {

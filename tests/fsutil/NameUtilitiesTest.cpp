@@ -10,7 +10,7 @@ using ferrydeck::DirectoryUtilities;
 using ferrydeck::FileUtilities;
 using namespace ferrydeck::test;
 
-TEST(Escape, EachClassUsesItsOwnCharacterSet)
+TEST(Escape, EachClassUsesItsOwnCharacterSetAndAFilePathEscapesItsParent)
 {
     EXPECT_EQ(DirectoryUtilities::escapeCharachters("My Card (2)"), "My\\ Card\\ \\(2\\)");
     EXPECT_EQ(FileUtilities::escapeCharachters("Card 1/it's.mov"), "Card\\ 1/it\\'s.mov");
@@ -19,10 +19,7 @@ TEST(Escape, EachClassUsesItsOwnCharacterSet)
     EXPECT_EQ(FileUtilities::escapeCharachters("a!#%=\"^{}~"), "a\\!\\#\\%\\=\\\"^{}~");
     // A backslash already present is not doubled.
     EXPECT_EQ(FileUtilities::escapeCharachters("a\\b c"), "a\\b\\ c");
-}
 
-TEST(Escape, FilePathEscapesParentAndTurnsSlashesOfTheNameIntoColons)
-{
     TempDir dir;
     makeDirectory(dir / "My Dir");
     EXPECT_EQ(FileUtilities::escapeFilePathCharachters(dir / "My Dir"),
@@ -89,10 +86,7 @@ TEST(Digits, KeepsDigitsAndNarrowsWideCharacters)
     EXPECT_EQ(FileUtilities::removeNonNumericsFromString("29.97 fps", false), "2997");
     // U+0130 has the low byte 0x30, U+0139 0x39: they count as 0 and 9.
     EXPECT_EQ(FileUtilities::removeNonNumericsFromString("x\xC4\xB0y\xC4\xB9", false), "09");
-    EXPECT_EQ(FileUtilities::removeNonNumericsFromString("\xff\xfe"
-                                                         "7",
-                                                         false),
-              "7");
+    EXPECT_EQ(FileUtilities::removeNonNumericsFromString("\xff\xfe\x37", false), "7");
 }
 
 TEST(Lookup, FragmentFolderAndPrecedingEntry)
@@ -162,7 +156,7 @@ TEST(Ordering, CreationDateIsOldestFirstWithTiesInInputOrder)
     EXPECT_EQ(FileUtilities::orderFilePathsByCreationDate(withMissing), withMissing);
 }
 
-TEST(CardCleanup, ClearKeepsFoldersAndPruneSparesContents)
+TEST(CardCleanup, ClearKeepsFoldersPruneSparesContentsAndRemovalReportsFailure)
 {
     TempDir card;
     writeFile(card / "CONTENTS/VIDEO/a.MXF", "x");
@@ -181,6 +175,11 @@ TEST(CardCleanup, ClearKeepsFoldersAndPruneSparesContents)
     DirectoryUtilities::removeDirectoriesAtPath(card.path());
     EXPECT_FALSE(exists(card / "OLD"));
     EXPECT_TRUE(exists(card / "CONTENTS/VIDEO"));
+
+    writeFile(card / "x/y/z", "1");
+    EXPECT_TRUE(DirectoryUtilities::removeContentsAtPath(card / "x"));
+    EXPECT_FALSE(exists(card / "x"));
+    EXPECT_FALSE(DirectoryUtilities::removeContentsAtPath(card / "x"));
 }
 
 TEST(CardCleanup, ClearNeverFollowsALinkOffTheCard)
@@ -192,15 +191,6 @@ TEST(CardCleanup, ClearNeverFollowsALinkOffTheCard)
     EXPECT_TRUE(DirectoryUtilities::clearDirectoryContents(dir / "card"));
     EXPECT_EQ(readFile(dir / "elsewhere/precious.mov"), "keep");
     EXPECT_FALSE(exists(dir / "card/link"));
-}
-
-TEST(CardCleanup, RemoveContentsReportsFailure)
-{
-    TempDir dir;
-    writeFile(dir / "x/y/z", "1");
-    EXPECT_TRUE(DirectoryUtilities::removeContentsAtPath(dir / "x"));
-    EXPECT_FALSE(exists(dir / "x"));
-    EXPECT_FALSE(DirectoryUtilities::removeContentsAtPath(dir / "x"));
 }
 
 TEST(Megabytes, AreDecimal)

@@ -220,7 +220,7 @@ TEST(SystemVolumeService, RelabelsAFatImageWithTheLabelTool)
     EXPECT_EQ(readLabel(image), "-DASH");
 }
 
-TEST(SystemVolumeService, RefusesToRelabelWithoutAToolOrADevicePath)
+TEST(SystemVolumeService, RefusesToRelabelWithoutAToolOrADevicePathAndQuotesNamesForTheBus)
 {
     VolumeFixture fixture;
     fixture.writeMountinfo("43 27 0:50 / /media/tester/NETSHARE rw - cifs //server/share rw\n"
@@ -229,10 +229,7 @@ TEST(SystemVolumeService, RefusesToRelabelWithoutAToolOrADevicePath)
     EXPECT_FALSE(service.renameVolume("X", "NETSHARE"));
     EXPECT_FALSE(service.renameVolume("X", "ODD"));
     EXPECT_FALSE(service.ejectVolume("NOSUCHCARD"));
-}
-
-TEST(SystemVolumeService, QuotesNamesForTheBusSoNoNameEndsTheLiteral)
-{
+    // Names reach the bus quoted, so that no name ends the literal.
     EXPECT_EQ(SystemVolumeService::gvariantString("CARD"), "'CARD'");
     EXPECT_EQ(SystemVolumeService::gvariantString("it's \\ \"x\"\n"), "'it\\'s \\\\ \"x\"\\u000a'");
     EXPECT_EQ(SystemVolumeService::udisksObjectPath("sdb1"), "/org/freedesktop/UDisks2/block_devices/sdb1");

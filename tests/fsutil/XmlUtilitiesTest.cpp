@@ -1,3 +1,4 @@
+#include "fsutil/FileUtilities.h"
 #include "fsutil/XmlUtilities.h"
 #include "support/TestFiles.h"
 
@@ -12,6 +13,7 @@
 
 #include <cerrno>
 #include <stdexcept>
+#include <tuple>
 
 using ferrydeck::XmlDocument;
 using ferrydeck::XmlUtilities;
@@ -34,42 +36,33 @@ const char *kClipFile = R"(<?xml version="1.0" encoding="UTF-8"?>
 
 } // namespace
 
-struct FindCase {
-    const char *name;
-    std::string file;
-    const char *tag;
-    std::optional<std::string> descriptor;
-    std::optional<std::string> found;
-};
-
-void PrintTo(const FindCase &c, std::ostream *out)
+TEST(XmlFind, FindsTheFirstMatchingLineBelowTheRoot)
 {
-    *out << c.name;
-}
-
-class XmlFind : public ::testing::TestWithParam<FindCase> {};
-
-TEST_P(XmlFind, FindsTheFirstMatchingLineBelowTheRoot)
-{
+    const struct {
+        const char *name;
+        std::string file;
+        const char *tag;
+        std::optional<std::string> descriptor, found;
+    } cases[] = {
+        {"text between the tags", kClipFile, "<StartTimecode>", std::nullopt, "10:00:00:00"},
+        {"first of two equal elements", kClipFile, "<LtcChange ",
+         "frameCount=", R"(<LtcChange frameCount="0" value="10000000" status="increment"/>)"},
+        {"descriptor selects the line", kClipFile, "<LtcChange ", "status=\"end",
+         R"(<LtcChange frameCount="249" value="34090010" status="end"/>)"},
+        {"descriptor is case-sensitive", kClipFile, "<LtcChange ", "Status=", std::nullopt},
+        {"root is never examined", R"(<StartTimecode value="1">10:00:00:00</StartTimecode>)", "<StartTimecode", "value",
+         std::nullopt},
+        {"malformed markup is recovered",
+         "<Clip><Name>C0001</Name><StartTimecode>01:02:03:04</StartTimecode><Unclosed a=1>", "<StartTimecode>",
+         std::nullopt, "01:02:03:04"},
+    };
     TempDir dir;
-    writeFile(dir / "clip.xml", GetParam().file);
-    EXPECT_EQ(XmlUtilities::findXmlTagInfo(GetParam().tag, dir / "clip.xml", GetParam().descriptor), GetParam().found);
+    for (const auto &c : cases) {
+        const std::string file = dir / (std::string(c.name) + ".xml");
+        writeFile(file, c.file);
+        EXPECT_EQ(XmlUtilities::findXmlTagInfo(c.tag, file, c.descriptor), c.found) << c.name;
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Files, XmlFind,
-    ::testing::Values(FindCase{"TextBetweenTheTags", kClipFile, "<StartTimecode>", std::nullopt, "10:00:00:00"},
-                      FindCase{"FirstOfTwoEqualElements", kClipFile, "<LtcChange ",
-                               "frameCount=", R"(<LtcChange frameCount="0" value="10000000" status="increment"/>)"},
-                      FindCase{"DescriptorSelectsTheLine", kClipFile, "<LtcChange ", "status=\"end",
-                               R"(<LtcChange frameCount="249" value="34090010" status="end"/>)"},
-                      FindCase{"DescriptorIsCaseSensitive", kClipFile, "<LtcChange ", "Status=", std::nullopt},
-                      FindCase{"RootIsNeverExamined", R"(<StartTimecode value="1">10:00:00:00</StartTimecode>)",
-                               "<StartTimecode", "value", std::nullopt},
-                      FindCase{"MalformedMarkupIsRecovered",
-                               "<Clip><Name>C0001</Name><StartTimecode>01:02:03:04</StartTimecode><Unclosed a=1>",
-                               "<StartTimecode>", std::nullopt, "01:02:03:04"}),
-    [](const ::testing::TestParamInfo<FindCase> &info) { return std::string(info.param.name); });
 
 TEST(XmlFindLines, ABarePrefixMatchesTheEnclosingTableFirstAndNodesAfterTheRootAreWalked)
 {
@@ -117,38 +110,20 @@ TEST(XmlFindLines, UnreadableOrUnparseableFilesGiveNone)
     EXPECT_EQ(static_cast<uint64_t>(statOf(dir / "huge.xml").st_size), XmlDocument::kMaximumFileSize + 1);
 }
 
-struct StripCase {
-    const char *line;
-    const char *descriptor;
-    std::optional<std::string> value;
-};
-
-// Readable test names instead of the case's bytes.
-void PrintTo(const StripCase &c, std::ostream *out)
+TEST(XmlStrip, CutsTheQuotedValueAfterTheDescriptor)
 {
-    *out << c.line << " " << c.descriptor;
-}
-
-class XmlStrip : public ::testing::TestWithParam<StripCase> {};
-
-TEST_P(XmlStrip, CutsTheQuotedValueAfterTheDescriptor)
-{
-    const StripCase &c = GetParam();
-    EXPECT_EQ(XmlUtilities::stripValueFromInfo(std::string(c.line), c.descriptor), c.value);
-}
-
-INSTANTIATE_TEST_SUITE_P(Lines, XmlStrip,
-                         ::testing::Values(StripCase{R"(<Item frameCount="0" value="10"/>)", "value=\"", "10"},
-                                           StripCase{R"(<Item frameCount="0" value="17"/>)", "value=", "17"},
-                                           StripCase{R"(<Item name="" value="9"/>)", "name=", ""},
-                                           // The first occurrence wins, even inside another attribute's name.
-                                           StripCase{R"(<Item startvalue="5" value="6"/>)", "value=", "5"},
-                                           StripCase{R"(<Item value=17/>)", "value=", std::nullopt},
-                                           StripCase{R"(<Item value="17/>)", "value=", std::nullopt},
-                                           StripCase{R"(<Item frameCount="0"/>)", "value=", std::nullopt}));
-
-TEST(XmlStrip, NoLineGivesNone)
-{
+    const std::tuple<const char *, const char *, std::optional<std::string>> cases[] = {
+        {R"(<Item frameCount="0" value="10"/>)", "value=\"", "10"},
+        {R"(<Item frameCount="0" value="17"/>)", "value=", "17"},
+        {R"(<Item name="" value="9"/>)", "name=", ""},
+        // The first occurrence wins, even inside another attribute's name.
+        {R"(<Item startvalue="5" value="6"/>)", "value=", "5"},
+        {R"(<Item value=17/>)", "value=", std::nullopt},
+        {R"(<Item value="17/>)", "value=", std::nullopt},
+        {R"(<Item frameCount="0"/>)", "value=", std::nullopt},
+    };
+    for (const auto &[line, descriptor, value] : cases)
+        EXPECT_EQ(XmlUtilities::stripValueFromInfo(std::string(line), descriptor), value) << line;
     EXPECT_EQ(XmlUtilities::stripValueFromInfo(std::nullopt, "value="), std::nullopt);
 }
 
@@ -278,24 +253,18 @@ TEST(XmlSafety, ExternalEntitiesAndDtdsAreNeverFetched)
     ASSERT_GE(watch, 0);
     ASSERT_GE(::inotify_add_watch(watch, dir.path().c_str(), IN_OPEN | IN_ACCESS), 0);
 
+    std::string evil = R"(<?xml version="1.0"?>
+<!DOCTYPE Clip SYSTEM "WEB/clip.dtd" [
+<!ENTITY secret SYSTEM "file://DIR/secret.txt">
+<!ENTITY passwd SYSTEM "file:///etc/passwd">
+<!ENTITY remote SYSTEM "WEB/remote.ent">
+<!ENTITY % param SYSTEM "file://DIR/param.ent">
+%param;
+]>
+<Clip><Name>&secret;</Name><Pw>&passwd;&remote;&leak;</Pw><Tc>01:00:00:00</Tc></Clip>
+)";
     writeFile(dir / "evil.xml",
-              "<?xml version=\"1.0\"?>\n"
-              "<!DOCTYPE Clip SYSTEM \"" +
-                  web +
-                  "/clip.dtd\" [\n"
-                  "<!ENTITY secret SYSTEM \"file://" +
-                  dir / "secret.txt" +
-                  "\">\n"
-                  "<!ENTITY passwd SYSTEM \"file:///etc/passwd\">\n"
-                  "<!ENTITY remote SYSTEM \"" +
-                  web +
-                  "/remote.ent\">\n"
-                  "<!ENTITY % param SYSTEM \"file://" +
-                  dir / "param.ent" +
-                  "\">\n"
-                  "%param;\n"
-                  "]>\n"
-                  "<Clip><Name>&secret;</Name><Pw>&passwd;&remote;&leak;</Pw><Tc>01:00:00:00</Tc></Clip>\n");
+              ferrydeck::path::replaceAll(ferrydeck::path::replaceAll(evil, "WEB", web), "DIR", dir.path()));
     // Reading events of our own write first, so only the parse is watched.
     char events[4096];
     while (::read(watch, events, sizeof events) > 0) {

@@ -51,103 +51,81 @@ std::string withSizeAt(std::string bytes, size_t offset, uint32_t size)
 
 } // namespace
 
-struct GoodCase {
-    const char *what;
-    std::string bytes;
-    uint32_t timeScale;
-    uint64_t duration;
-    int tracks, videoTracks;
-};
-
-void PrintTo(const GoodCase &c, std::ostream *out)
+TEST(MovieBoxReader, ReadsTheMovieHeaderAndCountsVideoTracks)
 {
-    *out << c.what;
-}
-
-class MovieBoxReaderGood : public ::testing::TestWithParam<GoodCase> {};
-
-TEST_P(MovieBoxReaderGood, ReadsTheMovieHeaderAndCountsVideoTracks)
-{
-    const GoodCase &c = GetParam();
-    TempDir dir;
-    writeFile(dir / "clip.mov", c.bytes);
-    const auto movie = MovieBoxReader::readFile(dir / "clip.mov");
-    ASSERT_TRUE(movie);
-    EXPECT_EQ(movie->timeScale, c.timeScale);
-    EXPECT_EQ(movie->duration, c.duration);
-    EXPECT_EQ(movie->trackCount, c.tracks);
-    EXPECT_EQ(movie->videoTrackCount, c.videoTracks);
-    EXPECT_EQ(QuickTimeUtilities::videoTrackCount(dir / "clip.mov"), c.videoTracks);
-    EXPECT_EQ(QuickTimeUtilities::durationOfMovie(dir / "clip.mov"), c.duration);
-    EXPECT_EQ(QuickTimeUtilities::timeScaleOfMovie(dir / "clip.mov"), c.timeScale);
-    EXPECT_EQ(QuickTimeUtilities::durationOfMovieInMiliSeconds(dir / "clip.mov"), c.duration * 1000 / c.timeScale);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Files, MovieBoxReaderGood,
-    ::testing::Values(
-        GoodCase{"mp4 with video and sound", mp4WithVideoAndSound(), 1000, 12345, 2, 1},
-        GoodCase{"quicktime version 0", movWithMoovLast(0), 2997, 5994, 4, 2},
-        GoodCase{"quicktime version 1", movWithMoovLast(1), 2997, 5994, 4, 2},
+    const struct {
+        const char *what;
+        std::string bytes;
+        uint32_t timeScale;
+        uint64_t duration;
+        int tracks, videoTracks;
+    } cases[] = {
+        {"mp4 with video and sound", mp4WithVideoAndSound(), 1000, 12345, 2, 1},
+        {"quicktime version 0", movWithMoovLast(0), 2997, 5994, 4, 2},
+        {"quicktime version 1", movWithMoovLast(1), 2997, 5994, 4, 2},
         // A duration beyond 32 bits needs the version 1 header.
-        GoodCase{"long duration", box("moov", mvhd(1, 90000, 0x123456789ull)), 90000, 0x123456789ull, 0, 0},
-        GoodCase{"audio only", box("moov", mvhd(0, 48000, 96000) + trak("soun", true)), 48000, 96000, 1, 0},
-        GoodCase{"large size box followed",
-                 kFtyp + be32(1) + "mdat" + be64(16 + 40) + std::string(40, 'x') +
-                     box("moov", mvhd(0, 600, 1200) + trak("vide", false)),
-                 600, 1200, 1, 1},
-        GoodCase{"movie box to the end of the file",
-                 kFtyp + be32(0) + box("moov", mvhd(0, 600, 1200) + trak("vide", false)).substr(4), 600, 1200, 1, 1},
+        {"long duration", box("moov", mvhd(1, 90000, 0x123456789ull)), 90000, 0x123456789ull, 0, 0},
+        {"audio only", box("moov", mvhd(0, 48000, 96000) + trak("soun", true)), 48000, 96000, 1, 0},
+        {"large size box followed",
+         kFtyp + be32(1) + "mdat" + be64(16 + 40) + std::string(40, 'x') +
+             box("moov", mvhd(0, 600, 1200) + trak("vide", false)),
+         600, 1200, 1, 1},
+        {"movie box to the end of the file",
+         kFtyp + be32(0) + box("moov", mvhd(0, 600, 1200) + trak("vide", false)).substr(4), 600, 1200, 1, 1},
         // The media data after the movie box was cut short.
-        GoodCase{
-            "truncated recording",
-            truncated(kFtyp + box("moov", mvhd(0, 25, 250) + trak("vide", false)) + box("mdat", std::string(1000, 'x')),
-                      500),
-            25, 250, 1, 1},
-        GoodCase{"track with a broken media box is not video",
-                 box("moov", mvhd(0, 600, 600) + brokenMediaTrak() + trak("vide", false)), 600, 600, 2, 1}));
-
-struct BrokenCase {
-    const char *what;
-    std::string bytes;
-};
-
-void PrintTo(const BrokenCase &c, std::ostream *out)
-{
-    *out << c.what;
+        {"truncated recording",
+         truncated(kFtyp + box("moov", mvhd(0, 25, 250) + trak("vide", false)) + box("mdat", std::string(1000, 'x')),
+                   500),
+         25, 250, 1, 1},
+        {"track with a broken media box is not video",
+         box("moov", mvhd(0, 600, 600) + brokenMediaTrak() + trak("vide", false)), 600, 600, 2, 1},
+    };
+    TempDir dir;
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.what);
+        const std::string file = dir / (std::string(c.what) + ".mov"); // a file each: nothing read before is reused
+        writeFile(file, c.bytes);
+        const auto movie = MovieBoxReader::readFile(file);
+        ASSERT_TRUE(movie);
+        EXPECT_EQ(movie->timeScale, c.timeScale);
+        EXPECT_EQ(movie->duration, c.duration);
+        EXPECT_EQ(movie->trackCount, c.tracks);
+        EXPECT_EQ(movie->videoTrackCount, c.videoTracks);
+        EXPECT_EQ(QuickTimeUtilities::videoTrackCount(file), c.videoTracks);
+        EXPECT_EQ(QuickTimeUtilities::durationOfMovie(file), c.duration);
+        EXPECT_EQ(QuickTimeUtilities::timeScaleOfMovie(file), c.timeScale);
+        EXPECT_EQ(QuickTimeUtilities::durationOfMovieInMiliSeconds(file), c.duration * 1000 / c.timeScale);
+    }
 }
 
-class MovieBoxReaderBroken : public ::testing::TestWithParam<BrokenCase> {};
-
-TEST_P(MovieBoxReaderBroken, IsNotAMovie)
+TEST(MovieBoxReader, BrokenFilesAreNotMovies)
 {
+    const std::pair<const char *, std::string> cases[] = {
+        {"empty", ""},
+        {"three bytes", "moo"},
+        {"text", std::string(200, 'a')},
+        {"no movie box", kFtyp + box("mdat", "xxxx")},
+        {"movie box cut short", truncated(mp4WithVideoAndSound(), 72 + 60)},
+        {"movie header cut short", box("moov", box("mvhd", be32(0) + be32(1) + be32(2)))},
+        {"movie size past the end", withSizeAt(mp4WithVideoAndSound(), kFtyp.size(), 0x7fffffff)},
+        {"size below its header", withSizeAt(mp4WithVideoAndSound(), 0, 4)},
+        {"large size past the end", be32(1) + "moov" + be64(~0ull) + mvhd(0, 600, 1)},
+        {"large size of zero", be32(1) + "moov" + be64(0) + mvhd(0, 600, 1)},
+        {"zero time scale", box("moov", mvhd(0, 0, 100) + trak("vide", false))},
+        {"unknown header version", box("moov", box("mvhd", be32(0x02000000) + std::string(120, '\0')))},
+        {"tracks but no header", box("moov", trak("vide", false))},
+        {"mdat size past the end hides the movie", kFtyp + be32(0xfffffff0) + "mdat" + box("moov", mvhd(0, 600, 1))},
+    };
     TempDir dir;
-    writeFile(dir / "broken.mov", GetParam().bytes);
-    EXPECT_EQ(MovieBoxReader::readFile(dir / "broken.mov"), std::nullopt);
-    EXPECT_EQ(QuickTimeUtilities::videoTrackCount(dir / "broken.mov"), 0);
-    EXPECT_EQ(QuickTimeUtilities::durationOfMovieInMiliSeconds(dir / "broken.mov"), 0u);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Files, MovieBoxReaderBroken,
-    ::testing::Values(
-        BrokenCase{"empty", ""}, BrokenCase{"three bytes", "moo"}, BrokenCase{"text", std::string(200, 'a')},
-        BrokenCase{"no movie box", kFtyp + box("mdat", "xxxx")},
-        BrokenCase{"movie box cut short", truncated(mp4WithVideoAndSound(), 72 + 60)},
-        BrokenCase{"movie header cut short", box("moov", box("mvhd", be32(0) + be32(1) + be32(2)))},
-        BrokenCase{"movie size past the end", withSizeAt(mp4WithVideoAndSound(), kFtyp.size(), 0x7fffffff)},
-        BrokenCase{"size below its header", withSizeAt(mp4WithVideoAndSound(), 0, 4)},
-        BrokenCase{"large size past the end", be32(1) + "moov" + be64(~0ull) + mvhd(0, 600, 1)},
-        BrokenCase{"large size of zero", be32(1) + "moov" + be64(0) + mvhd(0, 600, 1)},
-        BrokenCase{"zero time scale", box("moov", mvhd(0, 0, 100) + trak("vide", false))},
-        BrokenCase{"unknown header version", box("moov", box("mvhd", be32(0x02000000) + std::string(120, '\0')))},
-        BrokenCase{"tracks but no header", box("moov", trak("vide", false))},
-        BrokenCase{"mdat size past the end hides the movie",
-                   kFtyp + be32(0xfffffff0) + "mdat" + box("moov", mvhd(0, 600, 1))}));
-
-TEST(MovieBoxReader, MissingFoldersAndFifosAreNotMovies)
-{
-    TempDir dir;
+    for (const auto &[what, bytes] : cases) {
+        SCOPED_TRACE(what);
+        const std::string file = dir / (std::string(what) + ".mov");
+        writeFile(file, bytes);
+        EXPECT_EQ(MovieBoxReader::readFile(file), std::nullopt);
+        EXPECT_EQ(QuickTimeUtilities::videoTrackCount(file), 0);
+        EXPECT_EQ(QuickTimeUtilities::durationOfMovieInMiliSeconds(file), 0u);
+    }
+    // Nor are missing files, folders and FIFOs.
     makeDirectory(dir / "folder.mov");
     ASSERT_EQ(::mkfifo((dir / "pipe.mov").c_str(), 0600), 0);
     for (const char *name : {"missing.mov", "folder.mov", "pipe.mov"}) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <ctime>
+#include <optional>
 
 using ferrydeck::TimecodeUtilities;
 namespace MovieRate = ferrydeck::MovieRate;
@@ -72,7 +73,7 @@ TEST(TimecodeAdjust, RescalesOnlyTheFrameField)
     EXPECT_EQ(TimecodeUtilities::adjustTimecode("1:00:00:24", MovieRate::k25, MovieRate::k30), "1:00:00:24");
 }
 
-TEST(TimecodeRates, TextsParseInTheFixedOrder)
+TEST(TimecodeRates, TextsParseInTheFixedOrderAndNumbersByTheirFirstTwoCharacters)
 {
     const struct {
         const char *text;
@@ -91,13 +92,10 @@ TEST(TimecodeRates, TextsParseInTheFixedOrder)
                  {"59.94i 30", false, 110}};
     for (const auto &c : cases)
         EXPECT_EQ(TimecodeUtilities::movieRateFromString(c.text, c.drop), c.rate) << c.text;
-}
-
-TEST(TimecodeRates, FromNumberUsesTheFirstTwoCharacters)
-{
-    const std::pair<double, int32_t> cases[] = {{30, 107}, {29.97, 101}, {23.976, 103}, {59.94, 104},
-                                                {5, 107},  {2997, 101},  {-29.97, 107}};
-    for (const auto &[number, rate] : cases)
+    // From a number only its first two characters count.
+    const std::pair<double, int32_t> numbers[] = {{30, 107}, {29.97, 101}, {23.976, 103}, {59.94, 104},
+                                                  {5, 107},  {2997, 101},  {-29.97, 107}};
+    for (const auto &[number, rate] : numbers)
         EXPECT_EQ(TimecodeUtilities::movieRateFromNumber(number), rate) << number;
 }
 
@@ -124,7 +122,7 @@ TEST(TimecodeText, Validation)
         EXPECT_FALSE(TimecodeUtilities::isValidTimeCode(bad)) << bad;
 }
 
-TEST(TimecodeText, DropFrameSeparator)
+TEST(TimecodeText, DropFrameSeparatorAndReversalKeepingPairs)
 {
     EXPECT_TRUE(TimecodeUtilities::timecodeIsDropFrame("00:00:00;00"));
     EXPECT_FALSE(TimecodeUtilities::timecodeIsDropFrame("00:00:00:00"));
@@ -132,16 +130,12 @@ TEST(TimecodeText, DropFrameSeparator)
     EXPECT_EQ(TimecodeUtilities::augmentTimecodeDropFrame("01:02:03:04", true), "01:02:03;04");
     EXPECT_EQ(TimecodeUtilities::augmentTimecodeDropFrame("01:02:03;04", false), "01:02:03:04");
     EXPECT_EQ(TimecodeUtilities::augmentTimecodeDropFrame("1:02:03:04", true), "1:02:03:04");
-}
-
-TEST(TimecodeText, ReversalKeepsPairsAndPlacesTheDropSeparatorFirst)
-{
-    EXPECT_EQ(TimecodeUtilities::reverseTimecodeString("01:02:03;04"), "04;03:02:01");
-    EXPECT_EQ(TimecodeUtilities::reverseTimecodeString("01:02:03:04"), "04:03:02:01");
-    EXPECT_EQ(TimecodeUtilities::reverseTimecodeString("12345678"), "78:56:34:12");
-    EXPECT_EQ(TimecodeUtilities::reverseTimecodeString("01;02;03;04"), "04;03:02:01");
-    EXPECT_EQ(TimecodeUtilities::reverseTimecodeString("01:02:03"), std::nullopt);
-    EXPECT_EQ(TimecodeUtilities::reverseTimecodeString("01:02:03:045"), std::nullopt);
+    // The drop separator goes first in the reversed text.
+    const std::pair<const char *, std::optional<std::string>> reversals[] = {
+        {"01:02:03;04", "04;03:02:01"}, {"01:02:03:04", "04:03:02:01"}, {"12345678", "78:56:34:12"},
+        {"01;02;03;04", "04;03:02:01"}, {"01:02:03", std::nullopt},     {"01:02:03:045", std::nullopt}};
+    for (const auto &[timecode, reversed] : reversals)
+        EXPECT_EQ(TimecodeUtilities::reverseTimecodeString(timecode), reversed) << timecode;
 }
 
 TEST(TimecodeText, FieldTextsAndUnitsWithTheirRemainder)

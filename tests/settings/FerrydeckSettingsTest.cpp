@@ -87,32 +87,18 @@ TEST(FerrydeckSettings, LoadReadsNeighbouringKindsAndSkipsUnreadableEntries)
 
 TEST(FerrydeckSettings, RoundTripsEveryFieldThroughItsDictionary)
 {
-    FerrydeckSettings changed(3);
-    changed.setSettingsPanelOpen(true);
-    changed.setEjectCard(true);
-    changed.setRenameCard(true);
-    changed.setIncrementRenameTitle(true);
-    changed.setRenameCounter(7);
-    changed.setTextRenameCard("SHOOT_");
-    changed.setVerificationOption(2);
-    changed.setNamingConventionIndex(5);
-    changed.setOffloadModeIndex(1);
-    changed.setVolumeTypeIndex(3);
-    changed.setLogOptionIndex(2);
-    changed.setAddPrefix(true);
-    changed.setTextCustomName("Day 2");
-    changed.setTextSuffix("_B");
-    changed.setTextLogDirectory("/srv/logs");
-    changed.setAutoSaveLogs(true);
-    changed.setAlertWhenLogsNotSaved(false);
-    changed.setAmountOfCopyThreads(12);
-    const Dictionary presets = *changed.createPresetDictionary();
-
+    // Every stored value moved off its default, each by its own kind.
+    Dictionary changed = *FerrydeckSettings(3).createPresetDictionary();
+    for (auto it = changed.begin(); it != changed.end(); ++it) {
+        if (it->is_boolean()) *it = !it->get<bool>();
+        else if (it->is_number()) *it = it->get<int>() + 2;
+        else *it = it->get<std::string>() + "_B";
+    }
     FerrydeckSettings loaded(1);
-    loaded.retrieveKeyValuesFromDictionary(&presets);
-    EXPECT_EQ(*loaded.createPresetDictionary(), presets);
-    EXPECT_EQ(loaded.textCustomName(), "Day 2");
-    EXPECT_EQ(loaded.amountOfCopyThreads(), 12);
+    loaded.retrieveKeyValuesFromDictionary(&changed);
+    EXPECT_EQ(*loaded.createPresetDictionary(), changed);
+    EXPECT_EQ(loaded.textCustomName(), changed["customNamingConvention"]);
+    EXPECT_EQ(loaded.amountOfCopyThreads(), changed["amountOfThreads"]);
 }
 
 struct Reading {

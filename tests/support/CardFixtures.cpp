@@ -46,31 +46,31 @@ std::string trak(const std::string &handler, bool quickTime)
 
 namespace {
 
+const char *const kXmlHeader = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+
+// <name>text</name> on a line of its own.
+std::string element(const std::string &name, const std::string &text)
+{
+    return "<" + name + ">" + text + "</" + name + ">\n";
+}
+
 std::string xdcamClipXml(const std::string &timecodeFramesFirst)
 {
-    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-           "<NonRealTimeMeta xmlns=\"urn:schemas-professionalDisc:nonRealTimeMeta:ver.1.30\">\n"
-           "<Duration value=\"300\"/>\n"
-           "<LtcChangeTable tcFps=\"30\" halfStep=\"false\">\n"
-           "<LtcChange frameCount=\"0\" value=\"" +
+    return kXmlHeader +
+           std::string("<NonRealTimeMeta xmlns=\"urn:schemas-professionalDisc:nonRealTimeMeta:ver.1.30\">\n"
+                       "<Duration value=\"300\"/>\n<LtcChangeTable tcFps=\"30\" halfStep=\"false\">\n"
+                       "<LtcChange frameCount=\"0\" value=\"") +
            timecodeFramesFirst +
-           "\" status=\"increment\"/>\n"
-           "<LtcChange frameCount=\"299\" value=\"29590301\" status=\"end\"/>\n"
-           "</LtcChangeTable>\n"
-           "</NonRealTimeMeta>\n";
+           "\" status=\"increment\"/>\n<LtcChange frameCount=\"299\" value=\"29590301\" status=\"end\"/>\n"
+           "</LtcChangeTable>\n</NonRealTimeMeta>\n";
 }
 
 void bpavIndexFiles(const std::string &bpav, const std::string &clip)
 {
-    writeFile(bpav + "/CUEUP.XML", "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<CueUpInfo>\n<history>\n"
-                                   "<entry clip=\"" +
-                                       clip + "\" frame=\"0\"/>\n</history>\n</CueUpInfo>\n");
-    const std::string mediaPro = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<MediaProfile>\n<Contents>\n"
-                                 "<Material uri=\"./CLPR/" +
-                                 clip + "/" + clip +
-                                 ".MP4\"/>\n</Contents>\n"
-                                 "</MediaProfile>\n";
-    writeFile(bpav + "/MEDIAPRO.XML", mediaPro);
+    writeFile(bpav + "/CUEUP.XML", kXmlHeader + ("<CueUpInfo>\n<history>\n<entry clip=\"" + clip +
+                                                 "\" frame=\"0\"/>\n</history>\n</CueUpInfo>\n"));
+    writeFile(bpav + "/MEDIAPRO.XML", kXmlHeader + ("<MediaProfile>\n<Contents>\n<Material uri=\"./CLPR/" + clip + "/" +
+                                                    clip + ".MP4\"/>\n</Contents>\n</MediaProfile>\n"));
 }
 
 // XDCAM EX and JVC-MP4 share the BPAV layout.
@@ -99,6 +99,18 @@ std::vector<std::string> buildAvchd(const std::string &avchd)
     writeFile(avchd + "/BDMV/CLIPINF/00000.CPI", "HDMV0100");
     writeFile(avchd + "/BDMV/STREAM/00000.MTS", std::string(188, 'G'));
     return {avchd + "/BDMV/STREAM/00000.MTS"};
+}
+
+// Two movies named `stem` 1 and 2, each with its thumbnail, as stills cameras write them.
+std::vector<std::string> dcimClips(const std::string &stem, const std::string &extension, const std::string &movie)
+{
+    std::vector<std::string> clips;
+    for (const char *number : {"1", "2"}) {
+        clips.push_back(stem + number + extension);
+        writeFile(clips.back(), movie);
+        writeFile(stem + number + ".THM", "thumbnail");
+    }
+    return clips;
 }
 
 } // namespace
@@ -143,42 +155,23 @@ std::string timecodeMovieBytes(const TimecodeMovie &movie)
 std::string p2ClipXml(const P2Clip &clip)
 {
     std::string connection;
-    if (clip.top) connection += "<Top><ClipName>" + *clip.top + "</ClipName></Top>";
-    if (clip.previous) connection += "<Previous><ClipName>" + *clip.previous + "</ClipName></Previous>";
-    if (clip.next) connection += "<Next><ClipName>" + *clip.next + "</ClipName></Next>";
+    for (const auto &[name, link] : {std::pair{"Top", clip.top}, {"Previous", clip.previous}, {"Next", clip.next}})
+        if (link) connection += "<" + std::string(name) + "><ClipName>" + *link + "</ClipName></" + name + ">";
     std::string xml = "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?>\n"
-                      "<P2Main xmlns=\"urn:schemas-Professional-Plug-in:P2:ClipMetadata:v3.1\">\n"
-                      "<ClipContent>\n<ClipName>" +
-                      clip.name +
-                      "</ClipName>\n"
-                      "<GlobalClipID>" +
-                      clip.globalClipId +
-                      "</GlobalClipID>\n"
-                      "<Duration>300</Duration>\n<EditUnit>" +
-                      clip.editUnit +
-                      "</EditUnit>\n"
-                      "<EssenceList><Video>\n"
-                      "<FrameRate>" +
-                      clip.frameRate +
-                      "</FrameRate>\n"
-                      "<StartTimecode>" +
-                      clip.startTimecode +
-                      "</StartTimecode>\n"
-                      "<StartBinaryGroup>00000000</StartBinaryGroup>\n"
-                      "<DropFrameFlag>" +
-                      std::string(clip.dropFrame ? "true" : "false") +
-                      "</DropFrameFlag>\n"
-                      "</Video></EssenceList>\n";
+                      "<P2Main xmlns=\"urn:schemas-Professional-Plug-in:P2:ClipMetadata:v3.1\">\n<ClipContent>\n" +
+                      element("ClipName", clip.name) + element("GlobalClipID", clip.globalClipId) +
+                      element("Duration", "300") + element("EditUnit", clip.editUnit) + "<EssenceList><Video>\n" +
+                      element("FrameRate", clip.frameRate) + element("StartTimecode", clip.startTimecode) +
+                      element("StartBinaryGroup", "00000000") +
+                      element("DropFrameFlag", clip.dropFrame ? "true" : "false") + "</Video></EssenceList>\n";
     if (clip.shotId || !connection.empty()) {
         xml += "<Relation>\n<OffsetInShot>0</OffsetInShot>\n";
-        if (clip.shotId) xml += "<GlobalShotID>" + *clip.shotId + "</GlobalShotID>\n";
-        if (!connection.empty()) xml += "<Connection>" + connection + "</Connection>\n";
+        if (clip.shotId) xml += element("GlobalShotID", *clip.shotId);
+        if (!connection.empty()) xml += element("Connection", connection);
         xml += "</Relation>\n";
     }
-    xml += "<ClipMetadata>\n";
-    if (clip.userClipName) xml += "<UserClipName>" + *clip.userClipName + "</UserClipName>\n";
-    xml += "</ClipMetadata>\n</ClipContent>\n</P2Main>\n";
-    return xml;
+    return xml + "<ClipMetadata>\n" + (clip.userClipName ? element("UserClipName", *clip.userClipName) : "") +
+           "</ClipMetadata>\n</ClipContent>\n</P2Main>\n";
 }
 
 BuiltCard buildCard(CardKind kind, const std::string &rootDir)
@@ -234,11 +227,7 @@ BuiltCard buildCard(CardKind kind, const std::string &rootDir)
         break;
     }
     case CardKind::CanonEos:
-        for (const char *name : {"MVI_0001", "MVI_0002"}) {
-            writeFile(r + "/DCIM/100CANON/" + std::string(name) + ".MOV", movieBytes(2997, 29970));
-            writeFile(r + "/DCIM/100CANON/" + std::string(name) + ".THM", "thumbnail");
-            card.clips.push_back(r + "/DCIM/100CANON/" + std::string(name) + ".MOV");
-        }
+        card.clips = dcimClips(r + "/DCIM/100CANON/MVI_000", ".MOV", movieBytes(2997, 29970));
         writeFile(r + "/MISC/CANONMSC.DAT", "settings");
         break;
     case CardKind::Red: {
@@ -259,11 +248,7 @@ BuiltCard buildCard(CardKind kind, const std::string &rootDir)
         card.clips = buildAvchd(r + "/AVCHD");
         break;
     case CardKind::GoPro:
-        for (const char *name : {"GOPR0001", "GOPR0002"}) {
-            writeFile(r + "/DCIM/100GOPRO/" + std::string(name) + ".MP4", movieBytes(1000, 5000));
-            writeFile(r + "/DCIM/100GOPRO/" + std::string(name) + ".THM", "thumbnail");
-            card.clips.push_back(r + "/DCIM/100GOPRO/" + std::string(name) + ".MP4");
-        }
+        card.clips = dcimClips(r + "/DCIM/100GOPRO/GOPR000", ".MP4", movieBytes(1000, 5000));
         makeDirectory(r + "/MISC");
         break;
     case CardKind::QuickTime:

@@ -4,6 +4,7 @@
 #include "support/TestFiles.h"
 
 #include <cstdint>
+#include <map>
 #include <vector>
 
 namespace ferrydeck::test {
@@ -41,27 +42,15 @@ std::string c4FromSha512Hex(const std::string &hex)
 
 std::optional<std::string> toolHashOfFile(HashMethod method, const std::string &path)
 {
-    std::vector<std::string> argv;
-    switch (method) {
-    case HashMethod::Xxh64:
-        argv = {"xxhsum", "-q", "-H1", path};
-        break;
-    case HashMethod::Xxh128:
-        argv = {"xxhsum", "-q", "-H2", path};
-        break;
-    case HashMethod::Xxh3:
-        argv = {"xxhsum", "-q", "-H3", path};
-        break;
-    case HashMethod::Md5:
-        argv = {"md5sum", path};
-        break;
-    case HashMethod::Sha1:
-        argv = {"sha1sum", path};
-        break;
-    case HashMethod::C4:
-        argv = {"sha512sum", path};
-        break;
-    }
+    // C4 is the base 58 of SHA-512's digest.
+    static const std::map<HashMethod, std::vector<std::string>> tools = {{HashMethod::Xxh64, {"xxhsum", "-q", "-H1"}},
+                                                                         {HashMethod::Xxh128, {"xxhsum", "-q", "-H2"}},
+                                                                         {HashMethod::Xxh3, {"xxhsum", "-q", "-H3"}},
+                                                                         {HashMethod::Md5, {"md5sum"}},
+                                                                         {HashMethod::Sha1, {"sha1sum"}},
+                                                                         {HashMethod::C4, {"sha512sum"}}};
+    std::vector<std::string> argv = tools.at(method);
+    argv.push_back(path);
     const Process::Result result = Process::run(argv, Process::Output::Capture);
     if (!result.succeeded()) return std::nullopt;
     // "VALUE  PATH", or "XXH3 (PATH) = VALUE" for XXH3.

@@ -115,13 +115,13 @@ std::vector<nlohmann::json> jsonLines(const std::string &output)
     return lines;
 }
 
-std::map<std::string, nlohmann::json> jobsBySource(const std::string &output)
+std::map<std::string, nlohmann::json> jobsBy(const std::string &output, const std::string &field)
 {
     std::map<std::string, nlohmann::json> jobs;
     std::istringstream lines(output);
     for (std::string line; std::getline(lines, line);) {
         const auto job = nlohmann::json::parse(line, nullptr, false);
-        if (job.is_object()) jobs[job["source"]] = job;
+        if (job.is_object()) jobs[job[field]] = job;
     }
     return jobs;
 }

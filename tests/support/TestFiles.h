@@ -44,7 +44,11 @@ std::vector<std::string> listFolder(const std::string &path);
 
 // The JSON objects of a command's `--json` output, one per line.
 std::vector<nlohmann::json> jsonLines(const std::string &output);
-// The same, keyed by their "source" field; lines that are not JSON are skipped.
-std::map<std::string, nlohmann::json> jobsBySource(const std::string &output);
+// The same, keyed by their `field` ("source", "destination"); lines that are not JSON are skipped.
+std::map<std::string, nlohmann::json> jobsBy(const std::string &output, const std::string &field);
+inline std::map<std::string, nlohmann::json> jobsBySource(const std::string &output)
+{
+    return jobsBy(output, "source");
+}
 
 } // namespace ferrydeck::test
