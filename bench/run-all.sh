@@ -71,7 +71,7 @@ if [[ "${1:-}" == "__step" ]]; then
       ;;
     ferrydeck-size | ferrydeck-contents | ferrydeck-xxh64)
       "$BENCH_CLI" offload "$src" --dest "$a" --dest "$b" --verify "${step#ferrydeck-}" \
-        --threads "$BENCH_THREADS" --yes --quiet
+        --threads "$BENCH_THREADS" --yes --quiet --no-log
       ;;
     cp-sync)
       both cp -a "$src"
@@ -263,7 +263,7 @@ if wanted memory; then
   for ((i = 0; i < runs; i++)); do
     bash "$PWD/bench/run-all.sh" __step prepare STILLS
     peaks+=("$(/usr/bin/time -f '%M' "$cli" offload "$stills_dir" --dest "$work/out/A" --dest "$work/out/B" \
-      --verify size --threads "$threads" --yes --quiet 2>&1 >/dev/null | tail -n 1)")
+      --verify size --threads "$threads" --yes --quiet --no-log 2>&1 >/dev/null | tail -n 1)")
   done
   rm -rf "$work/out" "$work/trash"
   peak_kb=$(printf '%s\n' "${peaks[@]}" | middle)

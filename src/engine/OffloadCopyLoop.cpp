@@ -1,5 +1,7 @@
 #include "engine/OffloadInstance.h"
 
+#include "engine/FlushBatch.h"
+
 #include "fsutil/AtomicFile.h"
 #include "fsutil/FileCopy.h"
 #include "fsutil/FileUtilities.h"
@@ -45,7 +47,6 @@ std::optional<std::string> OffloadInstance::relativeToSource(const std::string &
 
 void OffloadInstance::offloadSourceFiles()
 {
-    bool failed = false;
     // The list, the paths and the options are fixed before the threads start.
     const std::vector<Details> details = fileDetails();
     const std::string source = sourceDirectory();
@@ -55,6 +56,81 @@ void OffloadInstance::offloadSourceFiles()
     const std::optional<HashMethod> method = hashMethod();
     // The records of what the listing could not read come last and are never taken.
     const auto recordCount = static_cast<int32_t>(details.size() - std::min(details.size(), unreadableEntries()));
+    FlushBatch batch(folder ? folder->get() : -1);
+
+    // Everything after the copy and its flush: the check, the record, the count.
+    const auto finish = [&](FlushBatch::Copy &file) {
+        const Details &record = file.record;
+        const std::string &sourceFile = file.sourceFile;
+        const std::string &destination = file.destination;
+        const std::string &name = file.name;
+        const FileCopy::Result &copy = file.copy;
+        std::string reason = file.reason;
+        bool failed = !reason.empty();
+        const int parent = file.parent ? file.parent->get() : -1;
+
+        if (!failed) {
+            if (observer) observer(*record);
+            if (method) {
+                reason = verifyChecksum(*method, sourceFile, parent, name, copy, file.sourceValue);
+                failed = !reason.empty();
+            } else if (!noFileVerification() && !compareFiles(sourceFile, destination, byteComparison())) {
+                failed = true;
+                reason = byteComparison() ? "contents differ" : "sizes differ";
+            }
+            // The check read the copy by its path; it counts only when that
+            // path still leads to the very file that was written.
+            struct stat info {};
+            struct stat byPath {};
+            const bool found = ::fstatat(parent, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
+            if (!failed && (!found || info.st_dev != copy.copyDevice || info.st_ino != copy.copyInode ||
+                            ::lstat(destination.c_str(), &byPath) != 0 || byPath.st_dev != info.st_dev ||
+                            byPath.st_ino != info.st_ino || !folderInPlace(folder->get(), destinationRoot))) {
+                failed = true;
+                reason = "the copy was moved or replaced before its check";
+            }
+            if (found) {
+                record->setRawBytesCopied(static_cast<uint64_t>(info.st_size));
+            } else {
+                record->setBytesCopiedText(record->fileSize());
+            }
+        }
+
+        if (!failed) {
+            if (method && !copy.symbolicLink) {
+                record->setHashValue(file.sourceValue);
+                m_hashList.addFile(mhl::FileHash{file.relative, copy.bytesCopied,
+                                                 copy.sourceModificationTime / 1000000000, *method, file.sourceValue,
+                                                 mhl::Action::Original, static_cast<int64_t>(std::time(nullptr))});
+            }
+            // Before the job can end (and drop its journal) on this file.
+            if (!copy.symbolicLink)
+                m_journal.append({file.relative, copy.bytesCopied, copy.sourceModificationTime, file.sourceValue,
+                                  static_cast<int64_t>(std::time(nullptr))});
+            record->setRawStatus(FileCopyDetails::kCopyVerified);
+        } else {
+            record->setFailureReason(reason);
+            systemLog("File %s failed for this reason:%s\n%s", sourceFile.c_str(), reason.c_str(), destination.c_str());
+            record->setRawStatus(FileCopyDetails::kCopyError);
+            if (!m_errorReported.exchange(true) && offloadStatus() != kCanceled) soundFileCopyFailureAlert();
+        }
+        recordResult(record, failed, details);
+        // Asked for here, after the lock is released, rather than on a fresh
+        // thread per file: the delegate only hands the refresh to the main loop.
+        updateDelegateInterface();
+    };
+    const auto flushBatch = [&] {
+        for (FlushBatch::Copy &file : batch.flush()) {
+            // The batch of a job that stopped meanwhile is whole and named,
+            // but its files are left as never reached, unverified: as after
+            // a cancel, only the file in progress is checked.
+            if (file.reason.empty() && processingTaskIsOver()) {
+                file.record->setRawStatus(FileCopyDetails::kInQueue);
+                continue;
+            }
+            finish(file);
+        }
+    };
 
     while (!processingTaskIsOver()) {
         int32_t index = 0;
@@ -65,16 +141,27 @@ void OffloadInstance::offloadSourceFiles()
         if (index >= recordCount) break;
 
         const Details &record = details[static_cast<size_t>(index)];
+        // Files waiting for their flush are checked before one that cannot
+        // join them is copied, so a long copy does not hold them back.
+        if (!batch.empty() && !batch.takes(record->rawFileSize())) {
+            flushBatch();
+            if (processingTaskIsOver()) break;
+        }
         record->setRawStatus(FileCopyDetails::kInProcess);
-        const std::string sourceFile = record->filePath();
+        FlushBatch::Copy file;
+        file.record = record;
+        file.sourceFile = record->filePath();
+        const std::string &sourceFile = file.sourceFile;
         // Only the leading source folder is replaced: a sub-folder whose name
         // repeats the source's text keeps its place in the copy.
         const std::optional<std::string> relative = relativeToSource(sourceFile, source);
-        const std::string destination = relative ? destinationRoot + "/" + *relative : std::string();
-        const std::string name = path::lastComponent(sourceFile);
-        record->setOutputPath(destination);
+        file.relative = relative.value_or("");
+        file.destination = relative ? destinationRoot + "/" + *relative : std::string();
+        file.name = path::lastComponent(sourceFile);
+        const std::string &name = file.name;
+        record->setOutputPath(file.destination);
 
-        std::string reason;
+        std::string &reason = file.reason;
         UniqueFd parent;
         {
             std::lock_guard lock(m_lockProcessing);
@@ -100,17 +187,19 @@ void OffloadInstance::offloadSourceFiles()
         }
 
         const auto start = std::chrono::steady_clock::now();
-        FileCopy::Result copy;
-        std::string sourceValue;
+        FileCopy::Result &copy = file.copy;
+        const bool batched = reason.empty() && batch.takes(record->rawFileSize()) && batch.begin(parent.get());
         if (reason.empty()) {
             std::optional<Hasher> sourceHash;
             FileCopy::Options options;
+            options.leaveUnnamed = batched;
+            options.flush = !batched;
             if (method) {
                 sourceHash.emplace(*method);
                 options.onSourceData = [&sourceHash](const char *data, size_t size) { sourceHash->update(data, size); };
             }
             copy = FileCopy::copyFileAt(sourceFile, parent.get(), name, options);
-            if (sourceHash && copy.ok() && !copy.symbolicLink) sourceValue = sourceHash->finish().value_or("");
+            if (sourceHash && copy.ok() && !copy.symbolicLink) file.sourceValue = sourceHash->finish().value_or("");
             if (copy.sourceSize != 0 || copy.sourceModificationTime != 0)
                 record->setRawModificationTime(copy.sourceModificationTime);
             if (!copy.ok()) {
@@ -120,62 +209,23 @@ void OffloadInstance::offloadSourceFiles()
                 reason = stringWithFormat("%llu bytes copied, %llu listed",
                                           static_cast<unsigned long long>(copy.bytesCopied),
                                           static_cast<unsigned long long>(record->rawFileSize()));
+                if (batched) FileCopy::discardCopyAt(parent.get(), name);
             }
         }
-        if (!reason.empty()) failed = true;
         const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
         record->setDuration(stringWithFormat("%.3f", took.count()));
+        file.parent = std::make_shared<const UniqueFd>(std::move(parent));
 
-        if (!failed) {
-            if (observer) observer(*record);
-            if (method) {
-                reason = verifyChecksum(*method, sourceFile, parent.get(), name, copy, sourceValue);
-                failed = !reason.empty();
-            } else if (!noFileVerification() && !compareFiles(sourceFile, destination, byteComparison())) {
-                failed = true;
-                reason = byteComparison() ? "contents differ" : "sizes differ";
-            }
-            // The check read the copy by its path; it counts only when that
-            // path still leads to the very file that was written.
-            struct stat info {};
-            struct stat byPath {};
-            const bool found = ::fstatat(parent.get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
-            if (!failed && (!found || info.st_dev != copy.copyDevice || info.st_ino != copy.copyInode ||
-                            ::lstat(destination.c_str(), &byPath) != 0 || byPath.st_dev != info.st_dev ||
-                            byPath.st_ino != info.st_ino || !folderInPlace(folder->get(), destinationRoot))) {
-                failed = true;
-                reason = "the copy was moved or replaced before its check";
-            }
-            if (found) {
-                record->setRawBytesCopied(static_cast<uint64_t>(info.st_size));
-            } else {
-                record->setBytesCopiedText(record->fileSize());
-            }
+        if (batched && reason.empty()) {
+            batch.add(std::move(file));
+            if (batch.due()) flushBatch();
+            continue;
         }
-
-        if (!failed) {
-            if (method && !copy.symbolicLink) {
-                record->setHashValue(sourceValue);
-                m_hashList.addFile(mhl::FileHash{*relative, copy.bytesCopied, copy.sourceModificationTime / 1000000000,
-                                                 *method, sourceValue, mhl::Action::Original,
-                                                 static_cast<int64_t>(std::time(nullptr))});
-            }
-            // Before the job can end (and drop its journal) on this file.
-            if (!copy.symbolicLink)
-                m_journal.append({*relative, copy.bytesCopied, copy.sourceModificationTime, sourceValue,
-                                  static_cast<int64_t>(std::time(nullptr))});
-            record->setRawStatus(FileCopyDetails::kCopyVerified);
-        } else {
-            record->setFailureReason(reason);
-            systemLog("File %s failed for this reason:%s\n%s", sourceFile.c_str(), reason.c_str(), destination.c_str());
-            record->setRawStatus(FileCopyDetails::kCopyError);
-            if (!m_errorReported.exchange(true) && offloadStatus() != kCanceled) soundFileCopyFailureAlert();
-        }
-        recordResult(record, failed, details);
-        // Asked for here, after the lock is released, rather than on a fresh
-        // thread per file: the delegate only hands the refresh to the main loop.
-        updateDelegateInterface();
+        // A file that failed is told after the ones copied before it.
+        if (!batch.empty()) flushBatch();
+        finish(file);
     }
+    if (!batch.empty()) flushBatch();
 }
 
 void OffloadInstance::completeWithoutFiles()

@@ -123,21 +123,33 @@ int giveName(int folderFd, const std::string &temporary, const std::string &name
     return ::renameat(folderFd, temporary.c_str(), folderFd, name.c_str()) == 0 ? 0 : errno;
 }
 
+// The name holds exactly the copy that was written.
+Result checkNamed(int folderFd, const std::string &name, Result result)
+{
+    struct stat named {};
+    if (::fstatat(folderFd, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) != 0) return failed(result, "check copy");
+    if (static_cast<uint64_t>(named.st_dev) != result.copyDevice ||
+        static_cast<uint64_t>(named.st_ino) != result.copyInode)
+        return failed(result, "check copy", ENOENT);
+    return result;
+}
+
 // Names the flushed temporary and checks that the name now holds exactly
 // what was written: a copy missing after its flush is a failed copy.
 Result finish(int folderFd, TemporaryGuard &guard, const std::string &name, const struct stat &made,
               const FileCopy::Options &options, Result result)
 {
+    result.copyDevice = static_cast<uint64_t>(made.st_dev);
+    result.copyInode = static_cast<uint64_t>(made.st_ino);
+    if (options.leaveUnnamed) {
+        guard.keep = true;
+        return result;
+    }
     if (const int error = giveName(folderFd, guard.name, name); error != 0)
         return failed(result, "name the copy", error);
     guard.keep = true;
     if (options.flush && ::fsync(folderFd) != 0 && errno != EINVAL) return failed(result, "flush folder");
-    struct stat named {};
-    if (::fstatat(folderFd, name.c_str(), &named, AT_SYMLINK_NOFOLLOW) != 0) return failed(result, "check copy");
-    if (named.st_dev != made.st_dev || named.st_ino != made.st_ino) return failed(result, "check copy", ENOENT);
-    result.copyDevice = static_cast<uint64_t>(named.st_dev);
-    result.copyInode = static_cast<uint64_t>(named.st_ino);
-    return result;
+    return checkNamed(folderFd, name, result);
 }
 
 Result copySymbolicLink(const std::string &source, int folderFd, const std::string &name, const struct stat &info,
@@ -177,6 +189,19 @@ std::string FileCopy::Result::describe() const
     if (ok()) return "no error";
     if (sourceChanged) return "changed during the copy";
     return std::string(step) + ": " + std::strerror(error);
+}
+
+Result FileCopy::nameCopyAt(int folderFd, const std::string &name, Result copy)
+{
+    TemporaryGuard guard{folderFd, temporaryNameFor(name)};
+    if (const int error = giveName(folderFd, guard.name, name); error != 0) return failed(copy, "name the copy", error);
+    guard.keep = true;
+    return checkNamed(folderFd, name, copy);
+}
+
+void FileCopy::discardCopyAt(int folderFd, const std::string &name)
+{
+    ::unlinkat(folderFd, temporaryNameFor(name).c_str(), 0);
 }
 
 std::string FileCopy::temporaryNameFor(const std::string &name)
@@ -255,6 +280,9 @@ Result FileCopy::copyFileAt(const std::string &source, int folderFd, const std::
     if (::fchmod(out.get(), info.st_mode & 07777) != 0) return failed(result, "set permissions");
     if (::futimens(out.get(), times) != 0) return failed(result, "set timestamps");
     if (options.flush && ::fdatasync(out.get()) != 0) return failed(result, "flush");
+    // Write-back starts now, so the batch's flush later finds little left to
+    // write; its errors are the flush's to report.
+    if (options.leaveUnnamed) ::sync_file_range(out.get(), 0, 0, SYNC_FILE_RANGE_WRITE);
     struct stat made {};
     if (::fstat(out.get(), &made) != 0) return failed(result, "flush");
     const int fd = out.release();

@@ -22,7 +22,10 @@ public:
     static constexpr const char *kTemporarySuffix = ".ferrydeck-part";
 
     struct Options {
-        bool flush = true;            // fdatasync the copy (and its folder) before the name is given
+        bool flush = true; // fdatasync the copy (and its folder) before the name is given
+        // The copy is left whole under its temporary name for the caller to
+        // flush together with others and then name with nameCopyAt.
+        bool leaveUnnamed = false;
         bool useCopyFileRange = true; // false forces the read/write path
         size_t bufferSize = 1 << 20;  // read/write chunk
         // Sees every chunk of the source as it is read, in order, before it
@@ -40,7 +43,8 @@ public:
         uint64_t sourceSize = 0;
         int64_t sourceModificationTime = 0; // nanoseconds since the epoch
         bool sourceChanged = false;
-        // The copy under its final name, for checks that it is still there.
+        // The copy under its final name (its temporary one when left
+        // unnamed), for checks that it is still there.
         uint64_t copyDevice = 0;
         uint64_t copyInode = 0;
         bool symbolicLink = false; // copied as a link: there is no content to hash
@@ -57,6 +61,14 @@ public:
     // reached by path on the destination side, so a folder moved, replaced or
     // unmounted meanwhile can never redirect the copy elsewhere.
     static Result copyFileAt(const std::string &source, int folderFd, const std::string &name, const Options &options);
+
+    // Gives a copy left unnamed its name `name` (never replacing anything)
+    // and checks that the name holds that very copy; the caller has flushed
+    // its data and flushes the folder afterwards. A copy that cannot be named
+    // is removed.
+    static Result nameCopyAt(int folderFd, const std::string &name, Result copy);
+    // Removes a copy left unnamed that will not be named.
+    static void discardCopyAt(int folderFd, const std::string &name);
 
     static std::string temporaryNameFor(const std::string &name);
     static bool isTemporaryName(const std::string &name);

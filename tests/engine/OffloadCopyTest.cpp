@@ -1,4 +1,5 @@
 #include "EngineFixture.h"
+#include "engine/FlushBatch.h"
 #include "fsutil/FileCopy.h"
 #include "fsutil/FileUtilities.h"
 
@@ -7,7 +8,9 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <barrier>
+#include <algorithm>
+#include <condition_variable>
+#include <mutex>
 
 using namespace ferrydeck;
 using namespace ferrydeck::test;
@@ -37,6 +40,21 @@ void makeCard(const TempDir &dir, int files)
         writeSizedFile(dir / ("card/CLIP/" + std::to_string(100 + i) + ".MOV"), 1000 + 37 * i, i);
     }
 }
+
+// Holds each of two files' checks until the other's has begun; one thread
+// may now copy both files before checking either, so the wait is bounded.
+struct BothChecks {
+    std::mutex mutex;
+    std::condition_variable arrived;
+    int count = 0;
+    void arriveAndWait()
+    {
+        std::unique_lock lock(mutex);
+        ++count;
+        arrived.notify_all();
+        arrived.wait_for(lock, std::chrono::seconds(2), [&] { return count >= 2; });
+    }
+};
 
 } // namespace
 
@@ -148,8 +166,8 @@ TEST(CopyLoop, TwoThreadsFinishingTheLastTwoFilesCompleteOnce)
     TempDir dir;
     makeCard(dir, 2);
     auto job = preparedJob(dir / "card", dir / "dest", JobOptions{.threads = 2, .verbose = true});
-    std::barrier both(2);
-    job->setCopyObserver([&](const FileCopyDetails &) { both.arrive_and_wait(); });
+    BothChecks both;
+    job->setCopyObserver([&](const FileCopyDetails &) { both.arriveAndWait(); });
     EXPECT_EQ(driveJob(job), OffloadInstance::kCompleted);
     EXPECT_EQ(count(job->interface()->logText(), "\nComparing \""), 2u);
     EXPECT_EQ(job->itemsProcessed(), 2);
@@ -158,12 +176,14 @@ TEST(CopyLoop, TwoThreadsFinishingTheLastTwoFilesCompleteOnce)
 TEST(CopyLoop, TwoFailuresLogTwiceAndSoundOnce)
 {
     TempDir dir;
-    makeCard(dir, 2);
+    // Files flushed on their own, so that each thread takes one.
+    for (unsigned i = 0; i < 2; ++i)
+        writeSizedFile(dir / ("card/CLIP/10" + std::to_string(i) + ".MOV"), FlushBatch::kLargeFile, i);
     std::atomic<int> sounds{0};
     auto job = preparedJob(dir / "card", dir / "dest", JobOptions{.threads = 2, .contents = true}, &sounds);
-    std::barrier both(2);
+    BothChecks both;
     job->setCopyObserver([&](const FileCopyDetails &record) {
-        both.arrive_and_wait();
+        both.arriveAndWait();
         std::string bytes = readFile(record.outputPath());
         bytes[0] = static_cast<char>(bytes[0] ^ 0x40);
         writeFile(record.outputPath(), bytes);

@@ -34,8 +34,8 @@ Stopped stopHalfWay(const TempDir &dir, const std::vector<std::string> &argument
 }
 
 // What a stopped offload may leave: whole copies under their names, and the
-// one file it was writing only under its temporary name, which the clean-up
-// then removes.
+// files it was writing or had not flushed yet only under their temporary
+// names, which the clean-up then removes.
 void expectOnlyWholeCopiesAndTemporaries(const TempDir &dir)
 {
     size_t temporaries = 0;
@@ -43,7 +43,6 @@ void expectOnlyWholeCopiesAndTemporaries(const TempDir &dir)
         if (ferrydeck::FileCopy::isTemporaryName(name)) ++temporaries;
         else EXPECT_EQ(readFile(dir / ("dest/card/CLIP/" + name)), readFile(dir / ("card/CLIP/" + name))) << name;
     }
-    EXPECT_LE(temporaries, 1u);
     EXPECT_EQ(ferrydeck::FileCopy::removeTemporaryFiles(dir / "dest/card"), static_cast<int>(temporaries));
 }
 

@@ -6,7 +6,9 @@
 //                            truncate-source | touch-source | flip-byte | slow |
 //                            count-reads (no fault: the bytes read from matching
 //                            sources are added up and written at exit to
-//                            FERRYDECK_FAULT_COUNT_FILE)
+//                            FERRYDECK_FAULT_COUNT_FILE) | syncfs-eio |
+//                            syncfs-enospc (syncfs of a matching folder fails
+//                            once AFTER calls have passed)
 //   FERRYDECK_FAULT_PATH     fnmatch pattern ("*" crosses "/") for the paths hit
 //   FERRYDECK_FAULT_AFTER    bytes that go through before the fault (default 0)
 //   FERRYDECK_FAULT_DELAY_MS pause per chunk for "slow" (default 20)
@@ -15,6 +17,12 @@
 //   FERRYDECK_FAULT_NO_NOREPLACE "1": renameat2 answers EINVAL, as file systems
 //                            without RENAME_NOREPLACE do (FUSE exFAT, NTFS)
 //   FERRYDECK_FAULT_NO_LINK  "1": linkat answers EPERM, as the FAT family does
+//   FERRYDECK_FAULT_TRACE_FILE  appends one line per event, in the order they
+//                            happen: "close PATH" (a matching file written),
+//                            "syncfs PATH", "fsync PATH", "fdatasync PATH" (as
+//                            the call starts, for any descriptor), "rename OLD
+//                            NEW" (done), "read PATH" (a matching file opened
+//                            read-only); fields separated by tabs
 //   FERRYDECK_FAULT_PROCESS  program name the faults apply to (default
 //                            ferrydeck-cli), so any program it starts reads
 //                            the real bytes; its own content verification
@@ -58,7 +66,9 @@ enum class Fault {
     TouchSource,
     FlipByte,
     Slow,
-    CountReads
+    CountReads,
+    SyncfsIo,
+    SyncfsNoSpace
 };
 
 struct Config {
@@ -69,6 +79,7 @@ struct Config {
     bool noCopyRange = false;
     bool noNoReplace = false;
     bool noLink = false;
+    int traceFd = -1;
 };
 
 constexpr int kMaxFd = 4096;
@@ -78,6 +89,8 @@ constexpr size_t kChunk = 64 * 1024;
 // atomics: the copy threads of a job each work on their own descriptors.
 struct Tracked {
     std::atomic<bool> active{false};
+    std::atomic<bool> faulted{false}; // the fault applies; otherwise only traced
+    std::atomic<bool> writing{false};
     std::atomic<uint64_t> bytes{0};
     std::atomic<bool> flipped{false};
     char path[4096];
@@ -87,6 +100,7 @@ Tracked g_fds[kMaxFd];
 std::atomic<uint64_t> g_bytesRead{0}; // of closed source descriptors, for count-reads
 Config g_config;
 std::atomic<bool> g_ready{false};
+std::atomic<uint64_t> g_syncfsCalls{0};
 
 template <typename T> T real(const char *name)
 {
@@ -101,6 +115,8 @@ using CloseFn = int (*)(int);
 using CopyRangeFn = ssize_t (*)(int, off64_t *, int, off64_t *, size_t, unsigned);
 using Renameat2Fn = int (*)(int, const char *, int, const char *, unsigned);
 using LinkatFn = int (*)(int, const char *, int, const char *, int);
+using RenameatFn = int (*)(int, const char *, int, const char *);
+using FlushFn = int (*)(int);
 
 Fault parseFault(const char *text)
 {
@@ -116,7 +132,9 @@ Fault parseFault(const char *text)
                  {"touch-source", Fault::TouchSource},
                  {"flip-byte", Fault::FlipByte},
                  {"slow", Fault::Slow},
-                 {"count-reads", Fault::CountReads}};
+                 {"count-reads", Fault::CountReads},
+                 {"syncfs-eio", Fault::SyncfsIo},
+                 {"syncfs-enospc", Fault::SyncfsNoSpace}};
     for (const auto &entry : names) {
         if (std::strcmp(text, entry.name) == 0) return entry.fault;
     }
@@ -138,7 +156,10 @@ __attribute__((constructor)) void configure()
     g_config.noCopyRange = flag("FERRYDECK_FAULT_NO_COPY_RANGE");
     g_config.noNoReplace = flag("FERRYDECK_FAULT_NO_NOREPLACE");
     g_config.noLink = flag("FERRYDECK_FAULT_NO_LINK");
-    g_ready = g_config.fault != Fault::None || g_config.noCopyRange || g_config.noNoReplace || g_config.noLink;
+    if (const char *trace = std::getenv("FERRYDECK_FAULT_TRACE_FILE"))
+        g_config.traceFd = real<OpenFn>("open")(trace, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    g_ready = g_config.fault != Fault::None || g_config.noCopyRange || g_config.noNoReplace || g_config.noLink ||
+              g_config.traceFd >= 0;
 }
 
 __attribute__((destructor)) void reportCount()
@@ -195,14 +216,38 @@ bool resolve(int dirfd, const char *path, char *out, size_t size)
     return std::snprintf(out, size, "%s/%s", dir, path) < static_cast<int>(size);
 }
 
+// One line, one write: O_APPEND keeps the lines of threads whole and in order.
+void trace(const char *event, const char *path, const char *second = nullptr)
+{
+    if (g_config.traceFd < 0) return;
+    char line[8300];
+    const int n = second ? std::snprintf(line, sizeof line, "%s\t%s\t%s\n", event, path, second)
+                         : std::snprintf(line, sizeof line, "%s\t%s\n", event, path);
+    static const auto next = real<WriteFn>("write");
+    if (n > 0)
+        next(g_config.traceFd, line, static_cast<size_t>(n) < sizeof line ? static_cast<size_t>(n) : sizeof line);
+}
+
+bool pathOf(int fd, char *out, size_t size)
+{
+    char link[64];
+    std::snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
+    const ssize_t n = readlink(link, out, size - 1);
+    if (n < 0) return false;
+    out[n] = '\0';
+    return true;
+}
+
 bool wantsFault(const char *absolute, int flags)
 {
-    if (!g_ready || g_config.fault == Fault::None || !matches(absolute)) return false;
+    if (!g_ready || g_config.fault == Fault::None || g_config.fault == Fault::SyncfsIo ||
+        g_config.fault == Fault::SyncfsNoSpace || !matches(absolute))
+        return false;
     const bool writing = (flags & O_ACCMODE) != O_RDONLY;
     return isSourceFault(g_config.fault) ? !writing : writing;
 }
 
-void track(int fd, const char *absolute)
+void track(int fd, const char *absolute, bool faulted, bool writing)
 {
     if (fd < 0 || fd >= kMaxFd) return;
     Tracked &slot = g_fds[fd];
@@ -212,12 +257,14 @@ void track(int fd, const char *absolute)
     std::snprintf(slot.path, sizeof slot.path, "%s", absolute);
     slot.bytes = 0;
     slot.flipped = false;
+    slot.faulted = faulted;
+    slot.writing = writing;
     slot.active = true;
 }
 
 Tracked *tracked(int fd)
 {
-    if (!g_ready || fd < 0 || fd >= kMaxFd || !g_fds[fd].active) return nullptr;
+    if (!g_ready || fd < 0 || fd >= kMaxFd || !g_fds[fd].active || !g_fds[fd].faulted) return nullptr;
     return &g_fds[fd];
 }
 
@@ -251,8 +298,9 @@ size_t allowance(const Tracked &slot, size_t wanted)
 int openTracked(int dirfd, const char *path, int flags, mode_t mode, bool at)
 {
     char absolute[4096];
-    const bool fault = g_ready && g_config.fault != Fault::None && resolve(dirfd, path, absolute, sizeof absolute) &&
-                       wantsFault(absolute, flags);
+    const bool resolved = g_ready && resolve(dirfd, path, absolute, sizeof absolute);
+    const bool fault = resolved && wantsFault(absolute, flags);
+    const bool traced = resolved && g_config.traceFd >= 0 && matches(absolute);
     if (fault && g_config.fault == Fault::OpenDenied) {
         errno = EACCES;
         return -1;
@@ -263,7 +311,10 @@ int openTracked(int dirfd, const char *path, int flags, mode_t mode, bool at)
     struct stat opened {};
     // Folders are read with getdents and closed inside closedir, past close()
     // here; only files are followed.
-    if (fault && fd >= 0 && fstat(fd, &opened) == 0 && !S_ISDIR(opened.st_mode)) track(fd, absolute);
+    const bool file = (fault || traced) && fd >= 0 && fstat(fd, &opened) == 0 && !S_ISDIR(opened.st_mode);
+    const bool writing = (flags & O_ACCMODE) != O_RDONLY;
+    if (file && traced && !writing) trace("read", absolute);
+    if (file && (fault || writing)) track(fd, absolute, fault, writing);
     // A descriptor closed inside libc (closedir, fclose) never passed through
     // close() here: its number, reused, must not inherit the old slot.
     else if (fd >= 0 && fd < kMaxFd) g_fds[fd].active.exchange(false);
@@ -297,9 +348,16 @@ FERRYDECK_OPEN_WRAPPER(openat64, (int dirfd, const char *path, int flags, ...), 
 
 int close(int fd)
 {
-    if (fd >= 0 && fd < kMaxFd && g_fds[fd].active.exchange(false)) g_bytesRead += g_fds[fd].bytes;
     static const auto next = real<CloseFn>("close");
-    return next(fd);
+    if (fd < 0 || fd >= kMaxFd || !g_fds[fd].active.exchange(false)) return next(fd);
+    Tracked &slot = g_fds[fd];
+    if (slot.faulted) g_bytesRead += slot.bytes;
+    char path[sizeof slot.path];
+    std::memcpy(path, slot.path, sizeof path);
+    const bool written = slot.writing;
+    const int result = next(fd);
+    if (written) trace("close", path);
+    return result;
 }
 
 ssize_t read(int fd, void *buffer, size_t size)
@@ -413,6 +471,30 @@ ssize_t copy_file_range(int in, off64_t *inOffset, int out, off64_t *outOffset, 
     if (n > 0) slot->bytes += static_cast<uint64_t>(n);
     return n;
 }
+}
+
+namespace {
+
+void traceRename(int olddirfd, const char *oldpath, int newdirfd, const char *newpath)
+{
+    char from[4096], to[4096];
+    if (g_config.traceFd < 0 || !resolve(olddirfd, oldpath, from, sizeof from) ||
+        !resolve(newdirfd, newpath, to, sizeof to) || !matches(to))
+        return;
+    trace("rename", from, to);
+}
+
+int traceFlush(const char *name, int fd)
+{
+    char path[4096];
+    if (g_config.traceFd >= 0 && pathOf(fd, path, sizeof path)) trace(name, path);
+    static const auto next = real<FlushFn>(name);
+    return next(fd);
+}
+
+} // namespace
+
+extern "C" {
 
 int renameat2(int olddirfd, const char *oldpath, int newdirfd, const char *newpath, unsigned flags)
 {
@@ -421,7 +503,38 @@ int renameat2(int olddirfd, const char *oldpath, int newdirfd, const char *newpa
         errno = EINVAL;
         return -1;
     }
-    return next(olddirfd, oldpath, newdirfd, newpath, flags);
+    const int result = next(olddirfd, oldpath, newdirfd, newpath, flags);
+    if (result == 0) traceRename(olddirfd, oldpath, newdirfd, newpath);
+    return result;
+}
+
+int renameat(int olddirfd, const char *oldpath, int newdirfd, const char *newpath)
+{
+    static const auto next = real<RenameatFn>("renameat");
+    const int result = next(olddirfd, oldpath, newdirfd, newpath);
+    if (result == 0) traceRename(olddirfd, oldpath, newdirfd, newpath);
+    return result;
+}
+
+int fsync(int fd)
+{
+    return traceFlush("fsync", fd);
+}
+
+int fdatasync(int fd)
+{
+    return traceFlush("fdatasync", fd);
+}
+
+int syncfs(int fd)
+{
+    char path[4096];
+    if ((g_config.fault == Fault::SyncfsIo || g_config.fault == Fault::SyncfsNoSpace) &&
+        pathOf(fd, path, sizeof path) && matches(path) && g_syncfsCalls++ >= g_config.after) {
+        errno = g_config.fault == Fault::SyncfsIo ? EIO : ENOSPC;
+        return -1;
+    }
+    return traceFlush("syncfs", fd);
 }
 
 int linkat(int olddirfd, const char *oldpath, int newdirfd, const char *newpath, int flags)
