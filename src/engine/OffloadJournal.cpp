@@ -3,16 +3,15 @@
 #include "fsutil/AtomicFile.h"
 #include "fsutil/FileUtilities.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <vector>
 
 namespace ferrydeck {
@@ -206,19 +205,15 @@ ResumePlan planResume(const std::string &wanted, const std::string &source, cons
     const std::string name = path::lastComponent(wanted);
     // The latest run made the highest-numbered folder.
     int latest = 0;
-    if (DIR *folder = ::opendir(parent.c_str())) {
-        while (const dirent *entry = ::readdir(folder)) {
-            const std::string_view entryName = entry->d_name;
-            int counter = 0;
-            if (entryName == name) counter = 1;
-            else if (entryName.starts_with(name + "-") && number(entryName.substr(name.size() + 1), counter) &&
-                     std::to_string(counter) == entryName.substr(name.size() + 1) && counter >= 2) {
-            } else {
-                continue;
-            }
-            latest = std::max(latest, counter);
-        }
-        ::closedir(folder);
+    std::vector<std::string> names;
+    path::listDirectory(parent, names);
+    for (const std::string &entry : names) {
+        const std::string suffix = entry.starts_with(name + "-") ? entry.substr(name.size() + 1) : std::string();
+        int counter = 1;
+        if (entry != name &&
+            (!number(std::string_view(suffix), counter) || std::to_string(counter) != suffix || counter < 2))
+            continue;
+        latest = std::max(latest, counter);
     }
     if (latest == 0) return ResumePlan{{}, {}, {}, "there is no earlier copy of this source in " + parent};
     return planResumeInto(latest == 1 ? wanted : wanted + "-" + std::to_string(latest), source, method);
