@@ -209,5 +209,23 @@ TEST_F(Lifecycle, ShuttingDownCancelsRunningJobsAndWaitsForTheirThreads)
     EXPECT_TRUE(job->processingTaskIsOver());
 }
 
+// A front end that stops its loop once the jobs are over leaves their last
+// refreshes queued; those must not keep a job (and its file records) alive
+// through the loop the job itself holds.
+TEST_F(Lifecycle, RefreshesLeftOnAStoppedLoopDoNotKeepJobsAlive)
+{
+    make("backup");
+    controller->addDirectoriesToOffloadList({makeCard("A001", 5)});
+    settle();
+    controller->processAllItemsInTheQueue();
+    std::weak_ptr<OffloadInstance> job = controller->listOffloadInstances().at(0);
+    ASSERT_TRUE(job.lock()->waitUntilOver(std::chrono::seconds(30)));
+    controller.reset();
+    const std::weak_ptr<StdMainLoop> stopped = loop;
+    loop.reset();
+    EXPECT_TRUE(job.expired());
+    EXPECT_TRUE(stopped.expired());
+}
+
 } // namespace
 } // namespace ferrydeck::test
