@@ -2,6 +2,7 @@
 #include "controller/AlertTexts.h"
 #include "controller/OffloadNamingScheme.h"
 
+#include "engine/CardGroup.h"
 #include "engine/OffloadDriver.h"
 #include "fsutil/AttachedVolume.h"
 #include "fsutil/DirectoryUtilities.h"
@@ -235,7 +236,11 @@ void AppController::processInstancesInList(const std::vector<Job> &jobs)
                 ++it;
             }
         }
-        for (const Job &job : group) {
+        // One read of the card serves all its destinations.
+        const auto reader = group.size() > 1 ? std::make_shared<CardGroup>(static_cast<int>(group.size())) : nullptr;
+        for (size_t member = 0; member < group.size(); ++member) {
+            const Job &job = group[member];
+            job->setCardGroup(reader, static_cast<int>(member));
             configureInstanceFromInterface(job);
             startWorker([this, job] { processInstance(job); });
         }

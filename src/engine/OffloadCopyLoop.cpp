@@ -1,5 +1,6 @@
 #include "engine/OffloadInstance.h"
 
+#include "engine/CardGroup.h"
 #include "engine/FlushBatch.h"
 
 #include "fsutil/AtomicFile.h"
@@ -57,6 +58,18 @@ void OffloadInstance::offloadSourceFiles()
     // The records of what the listing could not read come last and are never taken.
     const auto recordCount = static_cast<int32_t>(details.size() - std::min(details.size(), unreadableEntries()));
     FlushBatch batch(folder ? folder->get() : -1);
+    const std::shared_ptr<CardGroup> group = m_properties.get<&Properties::cardGroup>();
+    const int member = m_properties.get<&Properties::cardGroupMember>();
+    // The group's reads of one file: its copy and its comparison are shared apart.
+    const auto groupReader = [&](const std::string &key) -> SourceReader {
+        if (!group) return {};
+        return [&group, member, key](int fd, char *buffer, size_t size, uint64_t offset) {
+            return group->read(member, key, fd, buffer, size, offset);
+        };
+    };
+    const auto doneWith = [&](const std::string &key) {
+        if (group) group->doneWith(member, key);
+    };
 
     // Everything after the copy and its flush: the check, the record, the count.
     const auto finish = [&](FlushBatch::Copy &file) {
@@ -74,7 +87,8 @@ void OffloadInstance::offloadSourceFiles()
             if (method) {
                 reason = verifyChecksum(*method, sourceFile, parent, name, copy, file.sourceValue);
                 failed = !reason.empty();
-            } else if (!noFileVerification() && !compareFiles(sourceFile, destination, byteComparison())) {
+            } else if (!noFileVerification() &&
+                       !compareFiles(sourceFile, destination, byteComparison(), groupReader("compare:" + sourceFile))) {
                 failed = true;
                 reason = byteComparison() ? "contents differ" : "sizes differ";
             }
@@ -114,6 +128,7 @@ void OffloadInstance::offloadSourceFiles()
             record->setRawStatus(FileCopyDetails::kCopyError);
             if (!m_errorReported.exchange(true) && offloadStatus() != kCanceled) soundFileCopyFailureAlert();
         }
+        doneWith("compare:" + sourceFile);
         recordResult(record, failed, details);
         // Asked for here, after the lock is released, rather than on a fresh
         // thread per file: the delegate only hands the refresh to the main loop.
@@ -181,6 +196,8 @@ void OffloadInstance::offloadSourceFiles()
         }
 
         if (reason.empty() && carryOver(record, *relative, parent.get(), name)) {
+            doneWith("copy:" + sourceFile);
+            doneWith("compare:" + sourceFile);
             recordResult(record, false, details);
             updateDelegateInterface();
             continue;
@@ -198,6 +215,7 @@ void OffloadInstance::offloadSourceFiles()
                 sourceHash.emplace(*method);
                 options.onSourceData = [&sourceHash](const char *data, size_t size) { sourceHash->update(data, size); };
             }
+            options.readSource = groupReader("copy:" + sourceFile);
             copy = FileCopy::copyFileAt(sourceFile, parent.get(), name, options);
             if (sourceHash && copy.ok() && !copy.symbolicLink) file.sourceValue = sourceHash->finish().value_or("");
             if (copy.sourceSize != 0 || copy.sourceModificationTime != 0)
@@ -212,6 +230,7 @@ void OffloadInstance::offloadSourceFiles()
                 if (batched) FileCopy::discardCopyAt(parent.get(), name);
             }
         }
+        doneWith("copy:" + sourceFile);
         const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
         record->setDuration(stringWithFormat("%.3f", took.count()));
         file.parent = std::make_shared<const UniqueFd>(std::move(parent));
@@ -294,9 +313,10 @@ void OffloadInstance::recordResult(const Details &record, bool failed, const std
     if (unreadableFailed && !m_errorReported.exchange(true)) soundFileCopyFailureAlert();
 }
 
-bool OffloadInstance::compareFiles(const std::string &source, const std::string &destination, bool compareBytes)
+bool OffloadInstance::compareFiles(const std::string &source, const std::string &destination, bool compareBytes,
+                                   const SourceReader &readSource)
 {
-    return compareBytes ? FileUtilities::compareFileContents(source, destination)
+    return compareBytes ? FileUtilities::compareFileContents(source, destination, readSource)
                         : FileUtilities::compareFileSize(source, destination);
 }
 

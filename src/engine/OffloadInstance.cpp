@@ -1,5 +1,7 @@
 #include "engine/OffloadInstance.h"
 
+#include "engine/CardGroup.h"
+
 #include "engine/MainLoop.h"
 #include "fsutil/FileUtilities.h"
 #include "fsutil/SystemLog.h"
@@ -99,13 +101,28 @@ void OffloadInstance::setOffloadStatus(Status status)
         std::lock_guard lock(m_overMutex);
         m_offloadStatus = status;
     }
-    if (status == kCompleted || status == kError || status == kCanceled)
-        m_properties.update([](Properties &properties) {
+    if (status == kCompleted || status == kError || status == kCanceled) {
+        std::shared_ptr<CardGroup> group;
+        int member = -1;
+        m_properties.update([&](Properties &properties) {
             if (!properties.endTime) properties.endTime = Clock::now();
+            group = properties.cardGroup;
+            member = properties.cardGroupMember;
         });
+        // Nobody in the group waits for a job that ended.
+        if (group) group->leave(member);
+    }
     m_interface->setCurrentStatus(statusText(status));
     m_interface->setStatusColor(statusColor(status));
     m_over.notify_all();
+}
+
+void OffloadInstance::setCardGroup(std::shared_ptr<CardGroup> group, int member)
+{
+    m_properties.update([&](Properties &properties) {
+        properties.cardGroup = std::move(group);
+        properties.cardGroupMember = member;
+    });
 }
 
 double OffloadInstance::secondsTaken() const

@@ -23,6 +23,7 @@
 
 namespace ferrydeck {
 
+class CardGroup;
 class MainLoop;
 class MainLoopTimer;
 class OffloadInstance;
@@ -146,6 +147,10 @@ public:
     void setResume(std::shared_ptr<const OffloadJournal::Contents> journal, bool verifyKept);
     bool resumed() const { return m_properties.get<&Properties::resumeJournal>() != nullptr; }
     uint64_t filesCarriedOver() const { return m_carriedOver.load(); }
+    // The jobs of one card started together read it once between them;
+    // `member` is this job's place in `group`. It leaves the group as it ends.
+    void setCardGroup(std::shared_ptr<CardGroup> group, int member);
+    std::shared_ptr<CardGroup> cardGroup() const { return m_properties.get<&Properties::cardGroup>(); }
     // Why a rerun asked to resume made a new folder instead ("" otherwise).
     std::string resumeRefusal() const { return m_properties.get<&Properties::resumeRefusal>(); }
     void setResumeRefusal(const std::string &why) { m_properties.set<&Properties::resumeRefusal>(why); }
@@ -194,7 +199,8 @@ public:
     // `file`'s path below `source` (the source's prefix, once); none when it
     // does not lie below it.
     static std::optional<std::string> relativeToSource(const std::string &file, const std::string &source);
-    bool compareFiles(const std::string &source, const std::string &destination, bool compareBytes);
+    bool compareFiles(const std::string &source, const std::string &destination, bool compareBytes,
+                      const SourceReader &readSource = {});
     void soundFileCopyFailureAlert();
 
     // --- display (OffloadDisplay.cpp) ---------------------------------------
@@ -271,6 +277,8 @@ private:
         std::shared_ptr<const OffloadJournal::Contents> resumeJournal;
         bool resumeVerify = false;
         std::string resumeRefusal;
+        std::shared_ptr<CardGroup> cardGroup;
+        int cardGroupMember = -1;
         std::optional<Clock::time_point> endTime; // the first Completed, Error or Canceled
     };
     Guarded<Properties> m_properties;

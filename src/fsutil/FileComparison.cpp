@@ -23,23 +23,6 @@ using Outcome = FileComparison::Outcome;
 // that a card of photos does not allocate a big block per file.
 constexpr size_t kChunk = size_t{256} << 10;
 
-// Fills the buffer unless the file ends first: both files must advance by the
-// same amount for the byte offsets to mean the same thing.
-ssize_t readFully(int fd, char *buffer, size_t size)
-{
-    size_t filled = 0;
-    while (filled < size) {
-        const ssize_t n = ::read(fd, buffer + filled, size - filled);
-        if (n == 0) break;
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            return -1;
-        }
-        filled += static_cast<size_t>(n);
-    }
-    return static_cast<ssize_t>(filled);
-}
-
 uint64_t newlines(const char *data, size_t size)
 {
     return static_cast<uint64_t>(std::count(data, data + size, '\n'));
@@ -61,7 +44,8 @@ std::string numbered(const char *format, const std::string &a, const std::string
 
 } // namespace
 
-Outcome FileComparison::compare(const std::string &first, const std::string &second, std::string &report)
+Outcome FileComparison::compare(const std::string &first, const std::string &second, std::string &report,
+                                const SourceReader &readFirst)
 {
     report.clear();
     const std::string *names[2] = {&first, &second};
@@ -87,7 +71,9 @@ Outcome FileComparison::compare(const std::string &first, const std::string &sec
     for (;;) {
         ssize_t got[2];
         for (int i = 0; i < 2; ++i) {
-            got[i] = readFully(fds[i].get(), buffers[i].get(), chunk);
+            // Both files advance by the same amount, so one offset serves both.
+            got[i] = i == 0 && readFirst ? readFirst(fds[i].get(), buffers[i].get(), chunk, offset)
+                                         : preadFully(fds[i].get(), buffers[i].get(), chunk, offset);
             if (got[i] < 0) return trouble(*names[i], errno, report);
         }
         const auto common = static_cast<size_t>(std::min(got[0], got[1]));

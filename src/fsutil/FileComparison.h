@@ -1,5 +1,7 @@
 #pragma once
 
+#include "fsutil/SourceReader.h"
+
 #include <string>
 
 namespace ferrydeck {
@@ -15,7 +17,9 @@ public:
 
     // `report` receives what cmp would print (its difference line or its
     // message about an end of file or an error); empty when the files match.
-    static Outcome compare(const std::string &first, const std::string &second, std::string &report);
+    // `readFirst`, when set, reads the first file in place of the comparison.
+    static Outcome compare(const std::string &first, const std::string &second, std::string &report,
+                           const SourceReader &readFirst = {});
 };
 
 } // namespace ferrydeck

@@ -63,7 +63,7 @@ struct TemporaryGuard {
 // since it was listed is copied as it is now; the caller compares sizes.
 bool copyContents(int in, int out, const FileCopy::Options &options, Result &result)
 {
-    bool tryRange = options.useCopyFileRange && !options.onSourceData;
+    bool tryRange = options.useCopyFileRange && !options.onSourceData && !options.readSource;
     while (tryRange) {
         const ssize_t n = ::copy_file_range(in, nullptr, out, nullptr, 1u << 30, 0);
         if (n > 0) {
@@ -85,11 +85,14 @@ bool copyContents(int in, int out, const FileCopy::Options &options, Result &res
 
     std::unique_ptr<char[]> buffer(new char[options.bufferSize]);
     for (;;) {
-        const ssize_t n = ::read(in, buffer.get(), options.bufferSize);
+        const ssize_t n = options.readSource
+                              ? options.readSource(in, buffer.get(), options.bufferSize, result.bytesCopied)
+                              : ::read(in, buffer.get(), options.bufferSize);
         if (n == 0) return true;
         if (n < 0) {
             if (errno == EINTR) continue;
             result = failed(result, "read");
+            result.sourceChanged = options.readSource && result.error == EBUSY;
             return false;
         }
         if (options.onSourceData) options.onSourceData(buffer.get(), static_cast<size_t>(n));

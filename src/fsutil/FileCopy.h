@@ -1,5 +1,6 @@
 #pragma once
 
+#include "fsutil/SourceReader.h"
 #include "fsutil/UniqueFd.h"
 
 #include <cstddef>
@@ -32,6 +33,9 @@ public:
         // is written; setting it forces the read/write path, so a checksum of
         // the source costs no second read of the card.
         std::function<void(const char *data, size_t size)> onSourceData;
+        // Reads the source in its place (chunks of bufferSize, in order);
+        // setting it forces the read/write path too.
+        SourceReader readSource;
     };
 
     struct Result {

@@ -43,7 +43,8 @@ std::optional<std::string> linkTarget(const std::string &path)
 
 } // namespace
 
-bool FileUtilities::compareFileContents(const std::string &source, const std::string &destination)
+bool FileUtilities::compareFileContents(const std::string &source, const std::string &destination,
+                                        const SourceReader &readSource)
 {
     // A link is copied as a link, so what it holds is its target text; cmp
     // would follow it instead, and fail on a loop or a folder.
@@ -61,7 +62,7 @@ bool FileUtilities::compareFileContents(const std::string &source, const std::st
     // than comparing a small file. Its report goes to standard error, where
     // the program's went, so that standard output stays machine-readable.
     std::string report;
-    const FileComparison::Outcome outcome = FileComparison::compare(source, destination, report);
+    const FileComparison::Outcome outcome = FileComparison::compare(source, destination, report, readSource);
     if (!report.empty()) std::fputs(report.c_str(), stderr);
     return outcome == FileComparison::Outcome::Same;
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "fsutil/SourceReader.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -19,7 +21,9 @@ public:
     static bool compareFileSize(const std::string &source, const std::string &destination);
     // Byte-for-byte comparison with cmp's outcome and report (FileComparison),
     // the destination read from the medium rather than from the page cache.
-    static bool compareFileContents(const std::string &source, const std::string &destination);
+    // `readSource`, when set, reads the source in the comparison's place.
+    static bool compareFileContents(const std::string &source, const std::string &destination,
+                                    const SourceReader &readSource = {});
     // The cmp command line a shell would have been given; diagnostics only.
     static std::string compareCommandLine(const std::string &source, const std::string &destination);
     static uint64_t findSizeOfFile(const std::string &path);

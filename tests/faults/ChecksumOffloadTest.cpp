@@ -115,18 +115,22 @@ TEST(ChecksumOffload, EachFormatRecordsIndependentValuesAndALaterCheckMatches)
     }
 }
 
-// The checksum is taken from the bytes the copy reads: one read of each
-// source file per destination, where size and contents differ only in
-// how they check the copy.
-TEST(ChecksumOffload, TheSourceIsReadOncePerDestination)
+// The destinations of one card share its reads: one read of each source
+// file for both copies (the checksum taken from those very bytes), and one
+// more for both comparisons when the contents are compared.
+TEST(ChecksumOffload, TheCardIsReadOnceForAllItsDestinations)
 {
-    ChecksumCard card;
-    const std::string counted = card.dir / "read-count";
-    Environment environment = faultEnvironment("count-reads", card.dir / "card/*");
-    environment["FERRYDECK_FAULT_COUNT_FILE"] = counted;
-    const CliRun::Result result = card.offload("xxh64", environment);
-    ASSERT_EQ(result.exitCode, 0) << result.err;
-    EXPECT_EQ(std::stoull(readFile(counted)), 2 * card.cardBytes());
+    for (const auto &[method, reads] :
+         std::vector<std::pair<std::string, uint64_t>>{{"xxh64", 1}, {"size", 1}, {"contents", 2}}) {
+        SCOPED_TRACE(method);
+        ChecksumCard card;
+        const std::string counted = card.dir / "read-count";
+        Environment environment = faultEnvironment("count-reads", card.dir / "card/*");
+        environment["FERRYDECK_FAULT_COUNT_FILE"] = counted;
+        const CliRun::Result result = card.offload(method, environment);
+        ASSERT_EQ(result.exitCode, 0) << result.err;
+        EXPECT_EQ(std::stoull(readFile(counted)), reads * card.cardBytes());
+    }
 }
 
 // A copy corrupted on its way to one destination fails there with both

@@ -108,6 +108,7 @@ template <typename T> T real(const char *name)
 }
 
 using ReadFn = ssize_t (*)(int, void *, size_t);
+using PreadFn = ssize_t (*)(int, void *, size_t, off_t);
 using WriteFn = ssize_t (*)(int, const void *, size_t);
 using OpenFn = int (*)(const char *, int, ...);
 using OpenatFn = int (*)(int, const char *, int, ...);
@@ -329,6 +330,31 @@ mode_t modeArgument(int flags, va_list args)
 
 } // namespace
 
+// The source faults of read, pread and pread64 alike: `next` does the real read.
+template <typename Next> ssize_t faultedRead(int fd, size_t size, Next next)
+{
+    Tracked *slot = tracked(fd);
+    if (!slot) return next(size);
+    if (g_config.fault == Fault::ReadIo || g_config.fault == Fault::TruncateSource ||
+        g_config.fault == Fault::TouchSource) {
+        const size_t allowed = allowance(*slot, size);
+        if (allowed == 0) {
+            if (g_config.fault == Fault::ReadIo) {
+                errno = EIO;
+                return -1;
+            }
+            // The file changes under the reader, as when a camera or another
+            // program rewrites it mid-copy.
+            changeSource(*slot);
+            return next(size);
+        }
+        size = allowed;
+    }
+    const ssize_t n = next(size);
+    if (n > 0) slot->bytes += static_cast<uint64_t>(n);
+    return n;
+}
+
 extern "C" {
 
 // open, open64, openat and openat64 differ only in their directory argument.
@@ -362,27 +388,20 @@ int close(int fd)
 
 ssize_t read(int fd, void *buffer, size_t size)
 {
-    static const auto next = real<ReadFn>("read");
-    Tracked *slot = tracked(fd);
-    if (!slot) return next(fd, buffer, size);
-    if (g_config.fault == Fault::ReadIo || g_config.fault == Fault::TruncateSource ||
-        g_config.fault == Fault::TouchSource) {
-        const size_t allowed = allowance(*slot, size);
-        if (allowed == 0) {
-            if (g_config.fault == Fault::ReadIo) {
-                errno = EIO;
-                return -1;
-            }
-            // The file changes under the reader, as when a camera or another
-            // program rewrites it mid-copy.
-            changeSource(*slot);
-            return next(fd, buffer, size);
-        }
-        size = allowed;
-    }
-    const ssize_t n = next(fd, buffer, size);
-    if (n > 0) slot->bytes += static_cast<uint64_t>(n);
-    return n;
+    static const auto real_ = real<ReadFn>("read");
+    return faultedRead(fd, size, [&](size_t allowed) { return real_(fd, buffer, allowed); });
+}
+
+ssize_t pread(int fd, void *buffer, size_t size, off_t offset)
+{
+    static const auto real_ = real<PreadFn>("pread");
+    return faultedRead(fd, size, [&](size_t allowed) { return real_(fd, buffer, allowed, offset); });
+}
+
+ssize_t pread64(int fd, void *buffer, size_t size, off_t offset)
+{
+    static const auto real_ = real<PreadFn>("pread64");
+    return faultedRead(fd, size, [&](size_t allowed) { return real_(fd, buffer, allowed, offset); });
 }
 
 ssize_t write(int fd, const void *buffer, size_t size)

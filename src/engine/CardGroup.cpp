@@ -1,0 +1,237 @@
+#include "engine/CardGroup.h"
+
+#include "fsutil/SourceReader.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+
+namespace ferrydeck {
+
+CardGroup::CardGroup(int members, size_t limit)
+    : m_members(members > 0 ? members : 1)
+    , m_limit(limit)
+    , m_gone(static_cast<size_t>(m_members), false)
+    , m_lagging(static_cast<size_t>(m_members), false)
+{
+}
+
+CardGroup::File &CardGroup::fileFor(const std::string &key)
+{
+    File &file = m_files[key];
+    if (file.progress.empty()) {
+        file.progress.assign(static_cast<size_t>(m_members), 0);
+        file.done.assign(static_cast<size_t>(m_members), false);
+    }
+    return file;
+}
+
+// The other members that will still read this piece of the file: not gone,
+// not lagging, not done with it, and not past it already.
+std::vector<bool> CardGroup::owingFor(const File &file, int member, uint64_t offset, int &count) const
+{
+    std::vector<bool> owing(static_cast<size_t>(m_members), false);
+    count = 0;
+    for (size_t i = 0; i < owing.size(); ++i) {
+        if (static_cast<int>(i) == member || m_gone[i] || m_lagging[i] || file.done[i] || file.progress[i] > offset)
+            continue;
+        owing[i] = true;
+        ++count;
+    }
+    return owing;
+}
+
+ssize_t CardGroup::readAlone(std::unique_lock<std::mutex> &lock, const std::string &key, int member, int fd,
+                             char *buffer, size_t size, uint64_t offset)
+{
+    lock.unlock();
+    const ssize_t got = preadFully(fd, buffer, size, offset);
+    const int error = errno;
+    lock.lock();
+    if (got > 0) {
+        m_bytesRead += static_cast<uint64_t>(got);
+        const auto found = m_files.find(key);
+        if (found != m_files.end())
+            found->second.progress[static_cast<size_t>(member)] = offset + static_cast<uint64_t>(got);
+    }
+    errno = error;
+    return got;
+}
+
+ssize_t CardGroup::read(int member, const std::string &key, int fd, char *buffer, size_t size, uint64_t offset)
+{
+    struct stat info {};
+    if (::fstat(fd, &info) != 0) return -1;
+    const Identity identity{static_cast<uint64_t>(info.st_dev), static_cast<uint64_t>(info.st_ino),
+                            static_cast<uint64_t>(info.st_size),
+                            static_cast<int64_t>(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec};
+    const auto index = static_cast<size_t>(member);
+    if (member < 0 || member >= m_members) return preadFully(fd, buffer, size, offset);
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kStallLimitMs);
+    std::unique_lock lock(m_mutex);
+    for (;;) {
+        if (m_gone[index]) return readAlone(lock, key, member, fd, buffer, size, offset);
+        File &file = fileFor(key);
+        if (!file.identity) file.identity = identity;
+        if (*file.identity != identity) {
+            errno = EBUSY;
+            return -1;
+        }
+        const auto found = file.pieces.find(offset);
+        if (found != file.pieces.end()) {
+            Piece &piece = found->second;
+            if (!piece.owing[index] || piece.identity != identity || piece.requested != size)
+                return readAlone(lock, key, member, fd, buffer, size, offset);
+            if (!piece.ready) {
+                m_changed.wait(lock);
+                continue;
+            }
+            piece.owing[index] = false;
+            --piece.owingCount;
+            m_lagging[index] = false;
+            const ssize_t got = piece.got;
+            if (got > 0) {
+                std::memcpy(buffer, piece.data.data(), static_cast<size_t>(got));
+                m_bytesShared += static_cast<uint64_t>(got);
+                file.progress[index] = offset + static_cast<uint64_t>(got);
+            }
+            if (piece.owingCount == 0) {
+                m_held -= piece.requested;
+                file.pieces.erase(found);
+                m_changed.notify_all();
+            }
+            if (got >= 0) return got;
+            // The reader's failure is its own; this member tries for itself.
+            return readAlone(lock, key, member, fd, buffer, size, offset);
+        }
+
+        int count = 0;
+        std::vector<bool> owing = owingFor(file, member, offset, count);
+        if (count == 0) return readAlone(lock, key, member, fd, buffer, size, offset);
+        if (m_held + size > m_limit) {
+            // Ahead of the others with nothing left to keep the piece in:
+            // wait for them to catch up, but not forever.
+            if (m_changed.wait_until(lock, deadline) == std::cv_status::timeout) {
+                markLagging();
+                return readAlone(lock, key, member, fd, buffer, size, offset);
+            }
+            continue;
+        }
+
+        Piece &piece = file.pieces[offset];
+        piece.identity = identity;
+        piece.requested = size;
+        piece.owing = std::move(owing);
+        piece.owingCount = count;
+        piece.data.resize(size);
+        m_held += size;
+        // The piece (and so its file) stays while it is not ready.
+        lock.unlock();
+        const ssize_t got = preadFully(fd, piece.data.data(), size, offset);
+        const int error = errno;
+        lock.lock();
+        piece.got = got < 0 ? -1 : got;
+        piece.ready = true;
+        if (got > 0) {
+            std::memcpy(buffer, piece.data.data(), static_cast<size_t>(got));
+            m_bytesRead += static_cast<uint64_t>(got);
+            file.progress[index] = offset + static_cast<uint64_t>(got);
+        }
+        // Everyone it was kept for may have gone meanwhile.
+        if (piece.owingCount == 0) {
+            m_held -= piece.requested;
+            file.pieces.erase(offset);
+        }
+        m_changed.notify_all();
+        errno = error;
+        return got;
+    }
+}
+
+// Lets go of what is kept for `member` in `file`; pieces still being read
+// are left to their reader, which frees them if nobody is owed any more.
+void CardGroup::release(File &file, int member)
+{
+    const auto index = static_cast<size_t>(member);
+    for (auto it = file.pieces.begin(); it != file.pieces.end();) {
+        Piece &piece = it->second;
+        if (piece.owing[index]) {
+            piece.owing[index] = false;
+            --piece.owingCount;
+        }
+        if (piece.ready && piece.owingCount == 0) {
+            m_held -= piece.requested;
+            it = file.pieces.erase(it);
+        } else {
+            ++it;
+        }
+    }
+}
+
+// Whoever is owed what is kept took nothing for the whole wait.
+void CardGroup::markLagging()
+{
+    for (const auto &[key, file] : m_files)
+        for (const auto &[offset, piece] : file.pieces)
+            for (size_t i = 0; i < piece.owing.size(); ++i)
+                if (piece.owing[i]) m_lagging[i] = true;
+}
+
+void CardGroup::forgetIfFinished(const std::string &key)
+{
+    const auto found = m_files.find(key);
+    if (found == m_files.end() || !found->second.pieces.empty()) return;
+    for (int i = 0; i < m_members; ++i)
+        if (!found->second.done[static_cast<size_t>(i)] && !m_gone[static_cast<size_t>(i)]) return;
+    m_files.erase(found);
+}
+
+void CardGroup::doneWith(int member, const std::string &key)
+{
+    if (member < 0 || member >= m_members) return;
+    std::lock_guard lock(m_mutex);
+    File &file = fileFor(key);
+    file.done[static_cast<size_t>(member)] = true;
+    m_lagging[static_cast<size_t>(member)] = false;
+    release(file, member);
+    forgetIfFinished(key);
+    m_changed.notify_all();
+}
+
+void CardGroup::leave(int member)
+{
+    if (member < 0 || member >= m_members) return;
+    std::lock_guard lock(m_mutex);
+    m_gone[static_cast<size_t>(member)] = true;
+    std::vector<std::string> keys;
+    for (auto &[key, file] : m_files) {
+        release(file, member);
+        keys.push_back(key);
+    }
+    for (const std::string &key : keys)
+        forgetIfFinished(key);
+    m_changed.notify_all();
+}
+
+uint64_t CardGroup::bytesRead() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_bytesRead;
+}
+
+uint64_t CardGroup::bytesShared() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_bytesShared;
+}
+
+size_t CardGroup::bytesHeld() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_held;
+}
+
+} // namespace ferrydeck

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace ferrydeck {
+
+// The jobs of one card that start together (one per destination) read the
+// card once between them: the first member to need a piece of a file reads
+// it and keeps it until every other member still on its way to that piece
+// has taken it. A card reader is the slowest link of an offload, so this
+// turns N reads of the card into one.
+//
+// Sharing never changes what a copy gets: a piece is only handed over for
+// the same file (device, inode, size and modification time as the taker's
+// own open descriptor shows them), offset and length. A member that finds
+// the file no longer the one another member read fails with EBUSY: the file
+// changed while the group read it, and no destination may get a version
+// the others did not. What is kept is bounded; a member that runs ahead
+// waits for the others, but never longer than kStallLimitMs: a member that
+// took nothing for that long is left to read alone until it finishes a file,
+// so a stuck destination costs a second read, never a hang. A member that
+// ends (Completed, Error, Canceled) leaves, and nobody waits for it again.
+class CardGroup {
+public:
+    static constexpr size_t kDefaultLimit = size_t{64} << 20;
+    static constexpr int kStallLimitMs = 2000;
+
+    explicit CardGroup(int members, size_t limit = kDefaultLimit);
+
+    int members() const { return m_members; }
+    // `key` names the file and the pass (a copy and a later comparison read
+    // the same file twice, and are shared separately).
+    ssize_t read(int member, const std::string &key, int fd, char *buffer, size_t size, uint64_t offset);
+    // The member will read no more of `key` (copied, failed, carried over,
+    // skipped): what is kept for it is let go.
+    void doneWith(int member, const std::string &key);
+    void leave(int member);
+
+    // Bytes read from the source by members, and bytes handed over instead.
+    uint64_t bytesRead() const;
+    uint64_t bytesShared() const;
+    size_t bytesHeld() const;
+
+private:
+    struct Identity {
+        uint64_t device = 0, inode = 0, size = 0;
+        int64_t modified = 0;
+        bool operator==(const Identity &) const = default;
+    };
+    struct Piece {
+        Identity identity;
+        size_t requested = 0;
+        std::vector<char> data;
+        ssize_t got = 0;
+        bool ready = false;
+        std::vector<bool> owing;
+        int owingCount = 0;
+    };
+    struct File {
+        std::vector<uint64_t> progress; // the next offset each member will read
+        std::vector<bool> done;
+        std::map<uint64_t, Piece> pieces;
+        std::optional<Identity> identity; // as the first member to read it saw it
+    };
+
+    File &fileFor(const std::string &key);
+    std::vector<bool> owingFor(const File &file, int member, uint64_t offset, int &count) const;
+    void release(File &file, int member);
+    void markLagging();
+    void forgetIfFinished(const std::string &key);
+    ssize_t readAlone(std::unique_lock<std::mutex> &lock, const std::string &key, int member, int fd, char *buffer,
+                      size_t size, uint64_t offset);
+
+    const int m_members;
+    const size_t m_limit;
+    mutable std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::map<std::string, File> m_files;
+    std::vector<bool> m_gone;
+    std::vector<bool> m_lagging; // kept nothing for until it finishes a file
+    size_t m_held = 0;
+    uint64_t m_bytesRead = 0;
+    uint64_t m_bytesShared = 0;
+};
+
+} // namespace ferrydeck
