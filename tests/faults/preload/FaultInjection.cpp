@@ -51,11 +51,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 extern "C" char *program_invocation_short_name;
 
 namespace {
 
+// In the order of kFaultNames.
 enum class Fault {
     None,
     WriteNoSpace,
@@ -70,6 +72,10 @@ enum class Fault {
     SyncfsIo,
     SyncfsNoSpace
 };
+const char *const kFaultNames[] = {
+    "",          "write-enospc", "write-eio",   "read-eio",   "open-eacces",  "truncate-source", "touch-source",
+    "flip-byte", "slow",         "count-reads", "syncfs-eio", "syncfs-enospc"};
+static_assert(std::size(kFaultNames) == static_cast<size_t>(Fault::SyncfsNoSpace) + 1);
 
 struct Config {
     Fault fault = Fault::None;
@@ -107,37 +113,13 @@ template <typename T> T real(const char *name)
     return reinterpret_cast<T>(dlsym(RTLD_NEXT, name));
 }
 
-using ReadFn = ssize_t (*)(int, void *, size_t);
-using WriteFn = ssize_t (*)(int, const void *, size_t);
-using OpenFn = int (*)(const char *, int, ...);
-using OpenatFn = int (*)(int, const char *, int, ...);
-using CloseFn = int (*)(int);
-using CopyRangeFn = ssize_t (*)(int, off64_t *, int, off64_t *, size_t, unsigned);
-using Renameat2Fn = int (*)(int, const char *, int, const char *, unsigned);
-using LinkatFn = int (*)(int, const char *, int, const char *, int);
-using RenameatFn = int (*)(int, const char *, int, const char *);
-using FlushFn = int (*)(int);
+// The next definition of `function` past this library, typed as the C library declares it.
+#define FERRYDECK_NEXT(function) real<decltype(&::function)>(#function)
 
 Fault parseFault(const char *text)
 {
-    if (!text) return Fault::None;
-    const struct {
-        const char *name;
-        Fault fault;
-    } names[] = {{"write-enospc", Fault::WriteNoSpace},
-                 {"write-eio", Fault::WriteIo},
-                 {"read-eio", Fault::ReadIo},
-                 {"open-eacces", Fault::OpenDenied},
-                 {"truncate-source", Fault::TruncateSource},
-                 {"touch-source", Fault::TouchSource},
-                 {"flip-byte", Fault::FlipByte},
-                 {"slow", Fault::Slow},
-                 {"count-reads", Fault::CountReads},
-                 {"syncfs-eio", Fault::SyncfsIo},
-                 {"syncfs-enospc", Fault::SyncfsNoSpace}};
-    for (const auto &entry : names) {
-        if (std::strcmp(text, entry.name) == 0) return entry.fault;
-    }
+    for (size_t i = 1; text && i < std::size(kFaultNames); ++i)
+        if (std::strcmp(text, kFaultNames[i]) == 0) return static_cast<Fault>(i);
     return Fault::None;
 }
 
@@ -157,7 +139,7 @@ __attribute__((constructor)) void configure()
     g_config.noNoReplace = flag("FERRYDECK_FAULT_NO_NOREPLACE");
     g_config.noLink = flag("FERRYDECK_FAULT_NO_LINK");
     if (const char *trace = std::getenv("FERRYDECK_FAULT_TRACE_FILE"))
-        g_config.traceFd = real<OpenFn>("open")(trace, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+        g_config.traceFd = FERRYDECK_NEXT(open)(trace, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
     g_ready = g_config.fault != Fault::None || g_config.noCopyRange || g_config.noNoReplace || g_config.noLink ||
               g_config.traceFd >= 0;
 }
@@ -198,6 +180,17 @@ bool matches(const char *path)
     return fnmatch(g_config.pattern, final, 0) == 0;
 }
 
+// The path a descriptor was opened by.
+bool pathOf(int fd, char *out, size_t size)
+{
+    char link[64];
+    std::snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
+    const ssize_t n = readlink(link, out, size - 1);
+    if (n < 0) return false;
+    out[n] = '\0';
+    return true;
+}
+
 // The absolute form of an openat() path, for the pattern.
 bool resolve(int dirfd, const char *path, char *out, size_t size)
 {
@@ -208,12 +201,8 @@ bool resolve(int dirfd, const char *path, char *out, size_t size)
         if (!getcwd(cwd, sizeof cwd)) return false;
         return std::snprintf(out, size, "%s/%s", cwd, path) < static_cast<int>(size);
     }
-    char link[64], dir[4096];
-    std::snprintf(link, sizeof link, "/proc/self/fd/%d", dirfd);
-    const ssize_t n = readlink(link, dir, sizeof dir - 1);
-    if (n < 0) return false;
-    dir[n] = '\0';
-    return std::snprintf(out, size, "%s/%s", dir, path) < static_cast<int>(size);
+    char dir[4096];
+    return pathOf(dirfd, dir, sizeof dir) && std::snprintf(out, size, "%s/%s", dir, path) < static_cast<int>(size);
 }
 
 // One line, one write: O_APPEND keeps the lines of threads whole and in order.
@@ -223,19 +212,9 @@ void trace(const char *event, const char *path, const char *second = nullptr)
     char line[8300];
     const int n = second ? std::snprintf(line, sizeof line, "%s\t%s\t%s\n", event, path, second)
                          : std::snprintf(line, sizeof line, "%s\t%s\n", event, path);
-    static const auto next = real<WriteFn>("write");
+    static const auto next = FERRYDECK_NEXT(write);
     if (n > 0)
         next(g_config.traceFd, line, static_cast<size_t>(n) < sizeof line ? static_cast<size_t>(n) : sizeof line);
-}
-
-bool pathOf(int fd, char *out, size_t size)
-{
-    char link[64];
-    std::snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
-    const ssize_t n = readlink(link, out, size - 1);
-    if (n < 0) return false;
-    out[n] = '\0';
-    return true;
 }
 
 bool wantsFault(const char *absolute, int flags)
@@ -305,8 +284,8 @@ int openTracked(int dirfd, const char *path, int flags, mode_t mode, bool at)
         errno = EACCES;
         return -1;
     }
-    static const auto nextOpenat = real<OpenatFn>("openat");
-    static const auto nextOpen = real<OpenFn>("open");
+    static const auto nextOpenat = FERRYDECK_NEXT(openat);
+    static const auto nextOpen = FERRYDECK_NEXT(open);
     const int fd = at ? nextOpenat(dirfd, path, flags, mode) : nextOpen(path, flags, mode);
     struct stat opened {};
     // Folders are read with getdents and closed inside closedir, past close()
@@ -348,7 +327,7 @@ FERRYDECK_OPEN_WRAPPER(openat64, (int dirfd, const char *path, int flags, ...), 
 
 int close(int fd)
 {
-    static const auto next = real<CloseFn>("close");
+    static const auto next = FERRYDECK_NEXT(close);
     if (fd < 0 || fd >= kMaxFd || !g_fds[fd].active.exchange(false)) return next(fd);
     Tracked &slot = g_fds[fd];
     if (slot.faulted) g_bytesRead += slot.bytes;
@@ -362,7 +341,7 @@ int close(int fd)
 
 ssize_t read(int fd, void *buffer, size_t size)
 {
-    static const auto next = real<ReadFn>("read");
+    static const auto next = FERRYDECK_NEXT(read);
     Tracked *slot = tracked(fd);
     if (!slot) return next(fd, buffer, size);
     if (g_config.fault == Fault::ReadIo || g_config.fault == Fault::TruncateSource ||
@@ -387,7 +366,7 @@ ssize_t read(int fd, void *buffer, size_t size)
 
 ssize_t write(int fd, const void *buffer, size_t size)
 {
-    static const auto next = real<WriteFn>("write");
+    static const auto next = FERRYDECK_NEXT(write);
     Tracked *slot = tracked(fd);
     if (!slot) return next(fd, buffer, size);
     switch (g_config.fault) {
@@ -410,9 +389,7 @@ ssize_t write(int fd, const void *buffer, size_t size)
             std::memcpy(copy, buffer, size);
             copy[g_config.after - at] ^= 0x20;
             slot->flipped = true;
-            const ssize_t n = next(fd, copy, size);
-            if (n > 0) slot->bytes += static_cast<uint64_t>(n);
-            return n;
+            buffer = copy;
         }
         break;
     }
@@ -430,7 +407,7 @@ ssize_t write(int fd, const void *buffer, size_t size)
 
 ssize_t copy_file_range(int in, off64_t *inOffset, int out, off64_t *outOffset, size_t size, unsigned flags)
 {
-    static const auto next = real<CopyRangeFn>("copy_file_range");
+    static const auto next = FERRYDECK_NEXT(copy_file_range);
     if (g_ready && g_config.noCopyRange) {
         errno = ENOSYS;
         return -1;
@@ -471,7 +448,7 @@ ssize_t copy_file_range(int in, off64_t *inOffset, int out, off64_t *outOffset, 
     if (n > 0) slot->bytes += static_cast<uint64_t>(n);
     return n;
 }
-}
+} // extern "C"
 
 namespace {
 
@@ -488,7 +465,7 @@ int traceFlush(const char *name, int fd)
 {
     char path[4096];
     if (g_config.traceFd >= 0 && pathOf(fd, path, sizeof path)) trace(name, path);
-    static const auto next = real<FlushFn>(name);
+    static const auto next = real<int (*)(int)>(name);
     return next(fd);
 }
 
@@ -498,7 +475,7 @@ extern "C" {
 
 int renameat2(int olddirfd, const char *oldpath, int newdirfd, const char *newpath, unsigned flags)
 {
-    static const auto next = real<Renameat2Fn>("renameat2");
+    static const auto next = FERRYDECK_NEXT(renameat2);
     if (g_ready && g_config.noNoReplace && (flags & RENAME_NOREPLACE) != 0) {
         errno = EINVAL;
         return -1;
@@ -510,7 +487,7 @@ int renameat2(int olddirfd, const char *oldpath, int newdirfd, const char *newpa
 
 int renameat(int olddirfd, const char *oldpath, int newdirfd, const char *newpath)
 {
-    static const auto next = real<RenameatFn>("renameat");
+    static const auto next = FERRYDECK_NEXT(renameat);
     const int result = next(olddirfd, oldpath, newdirfd, newpath);
     if (result == 0) traceRename(olddirfd, oldpath, newdirfd, newpath);
     return result;
@@ -539,7 +516,7 @@ int syncfs(int fd)
 
 int linkat(int olddirfd, const char *oldpath, int newdirfd, const char *newpath, int flags)
 {
-    static const auto next = real<LinkatFn>("linkat");
+    static const auto next = FERRYDECK_NEXT(linkat);
     if (g_ready && g_config.noLink) {
         errno = EPERM;
         return -1;
