@@ -51,54 +51,42 @@ TEST(PreferencesStore, FirstStartIsEmptyAndSaveCreatesThePrivateFile)
     EXPECT_EQ(reloaded.objectForKey("presets"), std::nullopt);
 }
 
-TEST(PreferencesStore, DamagedFileIsKeptAsideAndDefaultsLoad)
-{
-    const std::vector<std::string> damaged = {"{\"presets\": {\"ejectCard\": tr", "not json at all", "[1, 2, 3]", "",
-                                              std::string("\x00\xff\xfe", 3)};
-    for (const std::string &content : damaged) {
-        TempDir dir;
-        const std::string file = dir / "preferences.json";
-        writeFile(file, content);
-        PreferencesStore store(file);
-        store.setObject("stale", 1);
-        testing::internal::CaptureStderr();
-        EXPECT_FALSE(store.load());
-        const std::string errors = testing::internal::GetCapturedStderr();
-        EXPECT_NE(errors.find("preferences.json.bad"), std::string::npos) << errors;
-        EXPECT_TRUE(store.keys().empty());
-        EXPECT_EQ(readFile(file + ".bad"), content);
-        EXPECT_FALSE(exists(file));
-        // The next save succeeds and leaves the damaged file where it was put.
-        store.setObject("presets", 1);
-        EXPECT_TRUE(store.save());
-        EXPECT_EQ(readFile(file + ".bad"), content);
-    }
-}
-
-TEST(PreferencesStore, FifoDeviceOrHugeFileGiveDefaultsAtOnceAndOnlyARegularFileIsMoved)
+// Damaged, special or oversized files give defaults at once; only a regular
+// file is moved aside, and the next save succeeds without touching it.
+TEST(PreferencesStore, UnusableFilesGiveDefaultsAndOnlyARegularOneIsMovedAside)
 {
     TempDir dir;
     ASSERT_EQ(::mkfifo((dir / "fifo.json").c_str(), 0600), 0);
     writeFile(dir / "huge.json", "{}");
     ASSERT_EQ(::truncate((dir / "huge.json").c_str(), PreferencesStore::kMaximumFileSize + 1), 0);
-    const struct {
-        std::string file;
-        bool movedAside;
-    } cases[] = {{dir / "fifo.json", false}, {"/dev/zero", false}, {dir / "huge.json", true}};
-    for (const auto &entry : cases) {
-        SCOPED_TRACE(entry.file);
-        PreferencesStore store(entry.file);
+    std::vector<std::pair<std::string, bool>> cases{
+        {dir / "fifo.json", false}, {"/dev/zero", false}, {dir / "huge.json", true}};
+    for (const std::string &damaged : {std::string("{\"presets\": {\"ejectCard\": tr"), std::string("not json at all"),
+                                       std::string("[1, 2, 3]"), std::string(), std::string("\x00\xff\xfe", 3)}) {
+        cases.emplace_back(dir / ("damaged" + std::to_string(cases.size()) + ".json"), true);
+        writeFile(cases.back().first, damaged);
+    }
+    for (const auto &[file, movedAside] : cases) {
+        SCOPED_TRACE(file);
+        const std::string content = movedAside ? readFile(file) : "";
+        PreferencesStore store(file);
         store.setObject("stale", 1);
         testing::internal::CaptureStderr();
         EXPECT_FALSE(store.load());
-        EXPECT_NE(testing::internal::GetCapturedStderr().find(entry.file), std::string::npos);
+        EXPECT_NE(testing::internal::GetCapturedStderr().find(movedAside ? file + ".bad" : file), std::string::npos);
         EXPECT_TRUE(store.keys().empty());
-        EXPECT_EQ(exists(entry.file + ".bad"), entry.movedAside);
+        EXPECT_EQ(exists(file + ".bad"), movedAside);
         // A reader that never repairs refuses the same way; a file moved aside is a first start.
-        PreferencesStore reader(entry.file);
+        PreferencesStore reader(file);
         testing::internal::CaptureStderr();
-        EXPECT_EQ(reader.loadWithoutRepair(), entry.movedAside);
+        EXPECT_EQ(reader.loadWithoutRepair(), movedAside);
         testing::internal::GetCapturedStderr();
+        if (!movedAside) continue;
+        EXPECT_FALSE(exists(file));
+        EXPECT_EQ(readFile(file + ".bad"), content);
+        store.setObject("presets", 1);
+        EXPECT_TRUE(store.save());
+        EXPECT_EQ(readFile(file + ".bad"), content);
     }
     EXPECT_TRUE(S_ISFIFO(statOf(dir / "fifo.json").st_mode));
 }
