@@ -7,7 +7,7 @@
 using namespace ferrydeck;
 using namespace ferrydeck::test;
 
-TEST(HardwareUtilities, ClockPrefersTheRatedMaximumOverTheCurrentClock)
+TEST(HardwareUtilities, ClockPrefersTheRatedMaximumAndTheNameTheFirmware)
 {
     TempDir dir;
     writeFile(dir / "cpuinfo", "processor\t: 0\ncpu MHz\t\t: 1200.000\nprocessor\t: 1\ncpu MHz\t\t: 2596.152\n");
@@ -23,11 +23,8 @@ TEST(HardwareUtilities, ClockPrefersTheRatedMaximumOverTheCurrentClock)
     EXPECT_EQ(HardwareUtilities::processorClockSpeedInMHz(dir / "sys", dir / "cpuinfo"), 2596);
     EXPECT_EQ(HardwareUtilities::processorClockSpeed(dir / "sys", dir / "missing"), 0);
     EXPECT_GE(HardwareUtilities::countProcessors(), 1);
-}
 
-TEST(HardwareUtilities, MachineNameFromFirmwareThenDeviceTreeThenTheFallbackText)
-{
-    TempDir dir;
+    // The machine's name: from the firmware, else the device tree, else a text saying so.
     EXPECT_EQ(HardwareUtilities::machineType(dir / "sys", dir / "model"),
               "machineType: machine name cannot be determined");
     writeFile(dir / "model", std::string("Raspberry Pi 4 Model B Rev 1.4\0", 31));

@@ -7,8 +7,16 @@
 using namespace ferrydeck;
 using namespace ferrydeck::test;
 
-TEST(Resources, OverrideFolderIsTheOnlyPlaceLookedAtWhenSet)
+// Without the override the build tree's copy beside the program is found;
+// with it, the override folder is the only place looked at.
+TEST(Resources, BuildTreeCopyWithoutOverrideAndOnlyTheOverrideFolderWhenSet)
 {
+    EnvironmentGuard unset(kResourcesVariable, nullptr);
+    const auto lastClip = resourcePath("LASTCLIP.TXT");
+    ASSERT_TRUE(lastClip);
+    EXPECT_EQ(readFile(*lastClip), readFile(std::string(FERRYDECK_SOURCE_DIR) + "/resources/LASTCLIP.TXT"));
+    EXPECT_FALSE(resourcePath("no-such-resource"));
+
     TempDir dir;
     writeFile(dir / "carHorn.wav", "RIFF");
     EnvironmentGuard resources(kResourcesVariable, dir.path().c_str());
@@ -16,13 +24,4 @@ TEST(Resources, OverrideFolderIsTheOnlyPlaceLookedAtWhenSet)
     EXPECT_FALSE(resourcePath("LASTCLIP.TXT")) << "no silent fallback to another copy";
     for (const char *name : {"", ".", "..", "../carHorn.wav", "sub/carHorn.wav"})
         EXPECT_FALSE(resourcePath(name));
-}
-
-TEST(Resources, BuildTreeCopyBesideTheProgramIsFoundWithoutOverride)
-{
-    EnvironmentGuard resources(kResourcesVariable, nullptr);
-    const auto lastClip = resourcePath("LASTCLIP.TXT");
-    ASSERT_TRUE(lastClip);
-    EXPECT_EQ(readFile(*lastClip), readFile(std::string(FERRYDECK_SOURCE_DIR) + "/resources/LASTCLIP.TXT"));
-    EXPECT_FALSE(resourcePath("no-such-resource"));
 }
