@@ -12,7 +12,7 @@ using namespace ferrydeck;
 using namespace ferrydeck::test;
 
 // Ids are stored in preferences; titles are what the operator picks from.
-TEST(HDUtilities, RegistryRoundTripsTitlesAndIdsAndUnknownsAreTheUndefinedType)
+TEST(HDUtilities, RegistryRoundTripsTitlesAndIdsUnknownsAreTheUndefinedTypeAndCapabilitiesPerType)
 {
     const auto all = HDUtilities::allUtilities();
     ASSERT_EQ(all.size(), 19u);
@@ -31,10 +31,8 @@ TEST(HDUtilities, RegistryRoundTripsTitlesAndIdsAndUnknownsAreTheUndefinedType)
     // The family classes are not registered and answer the undefined id.
     EXPECT_EQ(AVCHDUtilities::utility()->volumeType(), 11);
     EXPECT_EQ(SonyXDCAMUtilities::utility()->volumeType(), 11);
-}
 
-TEST(HDUtilities, SpanningAndConversionCapabilitiesPerType)
-{
+    // What each type can do: span clips, need ffmpeg to convert.
     const std::vector<int32_t> spanning = {1, 4, 6, 7};
     const std::vector<int32_t> converting = {2, 4, 5, 6, 9, 13};
     for (int32_t type = 0; type <= 14; ++type) {
@@ -84,7 +82,7 @@ TEST(HDUtilities, EveryKindOfDriveAndClipIsRecognisedOnlyOnARemovableVolume)
     EXPECT_EQ(HDUtilities::parentFolderPathForVideoFile("/Volumes/X/Footage/notes.txt"), "Footage");
 }
 
-TEST(HDUtilities, AvchdMakersAreToldApartByFolderAndNameCase)
+TEST(HDUtilities, AvchdMakersByFolderAndNameCaseAndQuickTimeMoviesByTheCameraThatWroteThem)
 {
     TempDir dir;
     const std::string sony = dir / "X/AVCHD/BDMV/STREAM/00000.MTS";
@@ -97,11 +95,8 @@ TEST(HDUtilities, AvchdMakersAreToldApartByFolderAndNameCase)
     EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(dir / "X/AVCHD/BDMV/STREAM/00000.mts"), 11);
     EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(dir / "X/AVCHD/BDMV/STREAM/clip0.MTS"), 11);
     EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(dir / "Y/private/avchd/BDMV/STREAM/00000.MTS"), 13);
-}
 
-TEST(HDUtilities, QuickTimeMoviesAreRefinedToTheCameraThatWroteThem)
-{
-    TempDir dir;
+    // QuickTime movies are refined to the camera that wrote them.
     const std::string red = dir / "X/A001.RDM/A001_C001.RDC";
     writeFile(red + "/clip.mov", "not even a movie");
     writeFile(red + "/clip.R3D", "raw");

@@ -62,7 +62,7 @@ TEST_P(EveryFormat, MatchesDebianToolsOnEmptyInputAndSeveralMegabytesInAnyChunki
 INSTANTIATE_TEST_SUITE_P(Hashing, EveryFormat, ::testing::ValuesIn(kAllHashMethods),
                          [](const auto &info) { return std::string(hashMethodName(info.param)); });
 
-TEST(Hashing, PublishedEmptyInputValuesAndC4Text)
+TEST(Hashing, PublishedEmptyInputValuesC4TextAndTextThatIsNoValueOfTheFormat)
 {
     const std::map<HashMethod, std::string> published = {
         {HashMethod::Xxh64, "ef46db3751d8e999"},
@@ -78,10 +78,8 @@ TEST(Hashing, PublishedEmptyInputValuesAndC4Text)
     const std::string c4 = textFromRawDigest(HashMethod::C4, small + "\x01");
     EXPECT_EQ(c4, "c4" + std::string(87, '1') + "2");
     EXPECT_EQ(rawDigestFromText(HashMethod::C4, c4), small + "\x01");
-}
 
-TEST(Hashing, RefusesTextThatIsNoValueOfTheFormat)
-{
+    // Text that is no value of its format is refused.
     const std::vector<std::pair<HashMethod, std::string>> bad = {
         {HashMethod::Xxh64, "ef46db3751d8e99"},              // short
         {HashMethod::Xxh64, "ef46db3751d8e99g"},             // not hex
