@@ -8,7 +8,7 @@
 using namespace std::chrono_literals;
 using ferrydeck::StdMainLoop;
 
-TEST(StdMainLoop, PostedAndWaitedForTasksRunInOrderOnTheLoopThread)
+TEST(StdMainLoop, TasksRunInOrderOnTheLoopThreadAndTimersInDeadlineOrderUnlessCancelled)
 {
     StdMainLoop loop;
     std::vector<int> order;
@@ -33,11 +33,8 @@ TEST(StdMainLoop, PostedAndWaitedForTasksRunInOrderOnTheLoopThread)
     bool inlineRan = false;
     loop.invokeAndWait([&] { inlineRan = true; });
     EXPECT_TRUE(inlineRan);
-}
 
-TEST(StdMainLoop, TimersFireOnceInDeadlineOrderUnlessCancelledAndQuitEndsRun)
-{
-    StdMainLoop loop;
+    // Timers fire once in deadline order unless cancelled.
     std::vector<std::string> fired;
     loop.scheduleOnce(0.06, [&] { fired.push_back("late"); });
     loop.scheduleOnce(0.01, [&] { fired.push_back("early"); });
