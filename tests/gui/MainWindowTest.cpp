@@ -14,8 +14,15 @@
 #include "gui/QtMainLoop.h"
 #include "gui/QueueTableModel.h"
 #include "gui/SettingsDrawer.h"
+#include "gui/VolumeBrowserDrawer.h"
+#include "../support/FixedVolumes.h"
 
 #include <QApplication>
+#include <QIcon>
+#include <QFileSystemModel>
+#include <QDockWidget>
+#include <QColumnView>
+#include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QEventLoop>
@@ -40,6 +47,7 @@
 #include <thread>
 
 using namespace ferrydeck;
+using ferrydeck::test::FixedVolumes;
 
 namespace {
 QString status(QueueTableModel *model, int row, int role = Qt::DisplayRole)
@@ -114,6 +122,31 @@ class MainWindowTest : public QObject {
         QVERIFY(model->dropMimeData(&data, Qt::CopyAction, -1, -1, QModelIndex()));
     }
 
+    std::string fixed(const QString &name) { return folder("fixed/" + name).toStdString(); }
+    // The window on fixed volumes: a local disk and two cards, with one destination.
+    void onFixedVolumes()
+    {
+        VolumeService::setCurrent(
+            std::make_shared<FixedVolumes>(std::vector<std::string>{fixed("disk"), fixed("CARD_A"), fixed("CARD_B")},
+                                           std::vector<std::string>{fixed("CARD_A"), fixed("CARD_B")}));
+        m_window = makeWindow(m_root.path() + QStringLiteral("/prefs-%1.json").arg(++m_windows));
+        m_window->controller().addDirectoriesToDestinationList({folder("backup").toStdString()});
+        m_window->controller().refreshDriveLists();
+    }
+    std::vector<std::string> queued() const
+    {
+        std::vector<std::string> sources;
+        for (const auto &job : m_window->controller().listOffloadInstances())
+            sources.push_back(job->sourceDirectory());
+        return sources;
+    }
+    void doubleClick(QTableView *table, int row)
+    {
+        const QModelIndex index = table->model()->index(row, 0);
+        table->setCurrentIndex(index);
+        emit table->doubleClicked(index);
+    }
+
     // One folder dropped on the queue with one ticked destination, processed to its end.
     std::shared_ptr<OffloadInstance> runOneJob(qint64 *bytes = nullptr)
     {
@@ -151,7 +184,11 @@ private slots:
         m_window = makeWindow(m_root.path() + QStringLiteral("/prefs-%1.json").arg(++m_windows));
     }
 
-    void cleanup() { m_window.reset(); }
+    void cleanup()
+    {
+        m_window.reset();
+        VolumeService::setCurrent(nullptr);
+    }
 
     void droppedFolderRunsToCompletionAndFillsTheDetails()
     {
@@ -509,16 +546,68 @@ private slots:
         QCOMPARE(status(0).toString(), QStringLiteral("Completed"));
         QCOMPARE(status(1).toString(), QStringLiteral("In Queue"));
     }
-};
 
-int runDriveTablesTest(int argc, char **argv);
+    void eachTableShowsItsIconAndOnlyRemovableQueuesOnDoubleClick()
+    {
+        onFixedVolumes();
+        DriveTableModel *removable = m_window->removableModel, *local = m_window->localModel;
+        QCOMPARE(removable->rowCount(), 2);
+        QCOMPARE(local->rowCount(), 1);
+        const auto picture = [](const QIcon &icon) { return icon.pixmap(20, 20).toImage(); };
+        const auto shown = [&](DriveTableModel *model, int row) {
+            return picture(model->data(model->index(row, 0), Qt::DecorationRole).value<QIcon>());
+        };
+        QCOMPARE(shown(removable, 0), picture(QIcon(":/icons/removable.png")));
+        QCOMPARE(shown(removable, 1), picture(QIcon(":/icons/removable.png")));
+        QCOMPARE(shown(local, 0), picture(QIcon(":/icons/harddrive.png")));
+
+        doubleClick(m_window->tableLocalDrives, 0);
+        QTest::qWait(20);
+        QVERIFY(queued().empty());
+        doubleClick(m_window->tableRemovableDrives, 1);
+        QCOMPARE(queued(), std::vector<std::string>{fixed("CARD_B")});
+
+        // Add All Media takes the card not yet queued, and never the local disk.
+        m_window->itemAddAllMedia->trigger();
+        QCOMPARE(queued(), (std::vector<std::string>{fixed("CARD_B"), fixed("CARD_A")}));
+        QTRY_VERIFY(!m_window->controller().hasActiveWorkers());
+    }
+
+    void volumeBrowserOpensInPlaceOfTheSettingsDrawer()
+    {
+        onFixedVolumes();
+        m_window->show();
+        m_window->dockDrawer->show();
+        VolumeBrowserDrawer *volumes = m_window->drawerVolumes;
+        m_window->itemVolumes->trigger();
+        QVERIFY(volumes->isVisible());
+        QVERIFY(m_window->dockDrawer->isHidden());
+        QCOMPARE(volumes->numberOfRowsInColumn(), 3);
+        QCOMPARE(volumes->popupVolumes->itemData(2).toString().toStdString(), fixed("disk"));
+        volumes->popupVolumes->setCurrentIndex(1);
+        QCOMPARE(volumes->model->filePath(volumes->browser->rootIndex()).toStdString(), fixed("CARD_B"));
+        m_window->itemSettings->trigger();
+        QVERIFY(volumes->isHidden());
+    }
+
+    void namingFieldsActWhenEditingEnds()
+    {
+        QLineEdit *prefix = m_window->drawer->textPrefix;
+        FerrydeckSettings &settings = m_window->controller().ferrydeckSettings();
+        const std::string before = settings.textPrefix();
+        QTest::keyClicks(prefix, "Day/1");
+        QCOMPARE(settings.textPrefix(), before);
+        QTest::keyClick(prefix, Qt::Key_Return);
+        QVERIFY(!prefix->text().contains('/'));
+        QCOMPARE(QString::fromStdString(settings.textPrefix()), prefix->text());
+    }
+};
 
 int main(int argc, char **argv)
 {
     QApplication app(argc, argv);
     QTEST_SET_MAIN_SOURCE_PATH
     MainWindowTest windowTest;
-    const int failures = QTest::qExec(&windowTest, argc, argv);
-    return failures + runDriveTablesTest(argc, argv);
+    return QTest::qExec(&windowTest, argc, argv);
 }
 #include "MainWindowTest.moc"
