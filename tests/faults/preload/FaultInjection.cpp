@@ -274,6 +274,26 @@ size_t allowance(const Tracked &slot, size_t wanted)
     return wanted < left ? wanted : static_cast<size_t>(left);
 }
 
+enum class Passage { Limited, Failed, SourceChanged };
+
+// Limits `size` to what may still pass before the fault. At the fault the
+// call fails with the fault's errno, or, for the source faults that rewrite
+// the file under the reader (as a camera or another program might), the
+// source changes and the call goes on whole.
+Passage passage(Tracked &slot, size_t &size)
+{
+    if (const size_t allowed = allowance(slot, size)) {
+        size = allowed;
+        return Passage::Limited;
+    }
+    if (g_config.fault == Fault::TruncateSource || g_config.fault == Fault::TouchSource) {
+        changeSource(slot);
+        return Passage::SourceChanged;
+    }
+    errno = g_config.fault == Fault::WriteNoSpace ? ENOSPC : EIO;
+    return Passage::Failed;
+}
+
 int openTracked(int dirfd, const char *path, int flags, mode_t mode, bool at)
 {
     char absolute[4096];
@@ -346,18 +366,9 @@ ssize_t read(int fd, void *buffer, size_t size)
     if (!slot) return next(fd, buffer, size);
     if (g_config.fault == Fault::ReadIo || g_config.fault == Fault::TruncateSource ||
         g_config.fault == Fault::TouchSource) {
-        const size_t allowed = allowance(*slot, size);
-        if (allowed == 0) {
-            if (g_config.fault == Fault::ReadIo) {
-                errno = EIO;
-                return -1;
-            }
-            // The file changes under the reader, as when a camera or another
-            // program rewrites it mid-copy.
-            changeSource(*slot);
-            return next(fd, buffer, size);
-        }
-        size = allowed;
+        const Passage passed = passage(*slot, size);
+        if (passed == Passage::Failed) return -1;
+        if (passed == Passage::SourceChanged) return next(fd, buffer, size);
     }
     const ssize_t n = next(fd, buffer, size);
     if (n > 0) slot->bytes += static_cast<uint64_t>(n);
@@ -371,15 +382,9 @@ ssize_t write(int fd, const void *buffer, size_t size)
     if (!slot) return next(fd, buffer, size);
     switch (g_config.fault) {
     case Fault::WriteNoSpace:
-    case Fault::WriteIo: {
-        const size_t allowed = allowance(*slot, size);
-        if (allowed == 0) {
-            errno = g_config.fault == Fault::WriteNoSpace ? ENOSPC : EIO;
-            return -1;
-        }
-        size = allowed;
+    case Fault::WriteIo:
+        if (passage(*slot, size) == Passage::Failed) return -1;
         break;
-    }
     case Fault::FlipByte: {
         const uint64_t at = slot->bytes;
         if (!slot->flipped && g_config.after >= at && g_config.after < at + size) {
@@ -433,16 +438,9 @@ ssize_t copy_file_range(int in, off64_t *inOffset, int out, off64_t *outOffset, 
         if (size > kChunk) size = kChunk;
         slowDown();
     } else if (g_config.fault != Fault::FlipByte && g_config.fault != Fault::CountReads) {
-        const size_t allowed = allowance(*slot, size);
-        if (allowed == 0) {
-            if (g_config.fault == Fault::TruncateSource || g_config.fault == Fault::TouchSource) {
-                changeSource(*slot);
-                return next(in, inOffset, out, outOffset, size, flags);
-            }
-            errno = g_config.fault == Fault::WriteNoSpace ? ENOSPC : EIO;
-            return -1;
-        }
-        size = allowed;
+        const Passage passed = passage(*slot, size);
+        if (passed == Passage::Failed) return -1;
+        if (passed == Passage::SourceChanged) return next(in, inOffset, out, outOffset, size, flags);
     }
     const ssize_t n = next(in, inOffset, out, outOffset, size, flags);
     if (n > 0) slot->bytes += static_cast<uint64_t>(n);
