@@ -65,14 +65,11 @@ TEST(SystemVolumeService, SortsRemovableAndLocalListsFromTheMountTableAndOnlyThe
     EXPECT_EQ(DirectoryUtilities::localVolumes(),
               (std::vector<std::string>{"/", "/boot/efi", "/mnt/USB STICK", "/mnt/dvd", "/mnt/over", "/srv/sd"}));
     // Only the exact mount path is removable.
-    EXPECT_TRUE(DirectoryUtilities::driveIsRemovable("/mnt/USB STICK"));
-    EXPECT_TRUE(DirectoryUtilities::driveIsRemovable("/srv/sd"));
-    EXPECT_FALSE(DirectoryUtilities::driveIsRemovable("/mnt/USB STICK/"));
-    EXPECT_FALSE(DirectoryUtilities::driveIsRemovable("/mnt/USB STICK/DCIM"));
-    EXPECT_FALSE(DirectoryUtilities::driveIsRemovable("/mnt/USB\\040STICK"));
-    EXPECT_FALSE(DirectoryUtilities::driveIsRemovable("/boot/efi"));
-    EXPECT_FALSE(DirectoryUtilities::driveIsRemovable("/media"));
-    EXPECT_FALSE(DirectoryUtilities::driveIsRemovable("/"));
+    const std::pair<const char *, bool> drives[] = {
+        {"/mnt/USB STICK", true},      {"/srv/sd", true},    {"/mnt/USB STICK/", false}, {"/mnt/USB STICK/DCIM", false},
+        {"/mnt/USB\\040STICK", false}, {"/boot/efi", false}, {"/media", false},          {"/", false}};
+    for (const auto &[path, removable] : drives)
+        EXPECT_EQ(DirectoryUtilities::driveIsRemovable(path), removable) << path;
 }
 
 TEST(SystemVolumeService, StartUpVolumeIsAlwaysLocalAndNeverRemovable)
