@@ -1,18 +1,23 @@
 #include "cards/AVCHDUtilities.h"
 #include "cards/HDUtilities.h"
+#include "cards/PanasonicAVCHDUtilities.h"
 #include "cards/SonyXDCAMUtilities.h"
+#include "fsutil/Resources.h"
 #include "support/CardFixtures.h"
+#include "support/CliRun.h"
 #include "support/TestFiles.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 
 using namespace ferrydeck;
 using namespace ferrydeck::test;
+using Tree = std::vector<std::string>;
 
 // Ids are stored in preferences; titles are what the operator picks from.
-TEST(HDUtilities, RegistryRoundTripsTitlesAndIdsAndUnknownsAreTheUndefinedType)
+TEST(HDUtilities, RegistryRoundTripsTitlesAndIdsUnknownsAreTheUndefinedTypeAndCapabilitiesPerType)
 {
     const auto all = HDUtilities::allUtilities();
     ASSERT_EQ(all.size(), 19u);
@@ -31,10 +36,8 @@ TEST(HDUtilities, RegistryRoundTripsTitlesAndIdsAndUnknownsAreTheUndefinedType)
     // The family classes are not registered and answer the undefined id.
     EXPECT_EQ(AVCHDUtilities::utility()->volumeType(), 11);
     EXPECT_EQ(SonyXDCAMUtilities::utility()->volumeType(), 11);
-}
 
-TEST(HDUtilities, SpanningAndConversionCapabilitiesPerType)
-{
+    // What each type can do: span clips, need ffmpeg to convert.
     const std::vector<int32_t> spanning = {1, 4, 6, 7};
     const std::vector<int32_t> converting = {2, 4, 5, 6, 9, 13};
     for (int32_t type = 0; type <= 14; ++type) {
@@ -84,7 +87,7 @@ TEST(HDUtilities, EveryKindOfDriveAndClipIsRecognisedOnlyOnARemovableVolume)
     EXPECT_EQ(HDUtilities::parentFolderPathForVideoFile("/Volumes/X/Footage/notes.txt"), "Footage");
 }
 
-TEST(HDUtilities, AvchdMakersAreToldApartByFolderAndNameCase)
+TEST(HDUtilities, AvchdMakersByFolderAndNameCaseAndQuickTimeMoviesByTheCameraThatWroteThem)
 {
     TempDir dir;
     const std::string sony = dir / "X/AVCHD/BDMV/STREAM/00000.MTS";
@@ -97,11 +100,8 @@ TEST(HDUtilities, AvchdMakersAreToldApartByFolderAndNameCase)
     EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(dir / "X/AVCHD/BDMV/STREAM/00000.mts"), 11);
     EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(dir / "X/AVCHD/BDMV/STREAM/clip0.MTS"), 11);
     EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(dir / "Y/private/avchd/BDMV/STREAM/00000.MTS"), 13);
-}
 
-TEST(HDUtilities, QuickTimeMoviesAreRefinedToTheCameraThatWroteThem)
-{
-    TempDir dir;
+    // QuickTime movies are refined to the camera that wrote them.
     const std::string red = dir / "X/A001.RDM/A001_C001.RDC";
     writeFile(red + "/clip.mov", "not even a movie");
     writeFile(red + "/clip.R3D", "raw");
@@ -135,4 +135,238 @@ TEST(HDUtilities, RedDriveNeedsItsReelOneFolderBelowTheTop)
     EXPECT_EQ(HDUtilities::volumeTypeFromDrivePath(media / "LOWER"), 11) << "suffixes are case-sensitive";
     writeFile(media / "LOWER/MAG/A001.RDM/A001_C001.RDC/A001_C001_002.R3D", "raw");
     EXPECT_EQ(HDUtilities::volumeTypeFromDrivePath(media / "LOWER"), 3);
+}
+
+namespace {
+
+// A card as its camera leaves it: files relative to the card, the first one
+// being the clip asked about. A movie clip holds a real movie (the original
+// rules call it a QuickTime movie first); anything else holds its own path.
+struct Layout {
+    const char *name;
+    std::vector<std::string> files;
+    int32_t driveType;
+    int32_t clipType;
+};
+
+void PrintTo(const Layout &layout, std::ostream *out)
+{
+    *out << layout.name;
+}
+
+std::string build(const Layout &layout, const std::string &card)
+{
+    for (const std::string &file : layout.files)
+        writeFile(card + "/" + file, file.ends_with("C0001.MP4") ? movieBytes(30000, 300300) : file);
+    return card + "/" + layout.files.front();
+}
+
+// Every path with its bytes, so that any change to the card shows.
+std::vector<std::string> snapshot(const std::string &card)
+{
+    std::vector<std::string> entries = listTree(card);
+    for (std::string &entry : entries) {
+        if (!entry.ends_with("/")) entry += "=" + readFile(card + "/" + entry.substr(0, entry.rfind(' ')));
+    }
+    return entries;
+}
+
+class LaterCards : public ::testing::TestWithParam<Layout> {};
+
+} // namespace
+
+TEST_P(LaterCards, AreRecognisedAfterTheOriginalTypesAndNeverReformattedByUs)
+{
+    const Layout &layout = GetParam();
+    TempDir media;
+    ScopedMediaRoot reader(media.path());
+    const std::string card = media / "CARD";
+    const std::string clip = build(layout, card);
+    EXPECT_EQ(HDUtilities::volumeTypeFromDrivePath(card), layout.driveType);
+    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(clip), layout.clipType);
+    if (layout.driveType == 11) return;
+
+    const std::vector<std::string> before = snapshot(card);
+    EXPECT_FALSE(HDUtilities::reformatDrive(card));
+    // Even --force, which overrides a missing offload, leaves it to the camera.
+    const CliRun::Result run = runCli({"reformat", "--yes", "--force", card},
+                                      {{"FERRYDECK_MEDIA_ROOT", media.path()}, {"XDG_STATE_HOME", media / ".state"}});
+    EXPECT_EQ(run.exitCode, 2) << run.err;
+    EXPECT_NE(run.err.find("format this card in its camera"), std::string::npos) << run.err;
+    EXPECT_EQ(snapshot(card), before);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Layouts, LaterCards,
+    ::testing::Values(
+        Layout{"SonyXavc", {"PRIVATE/M4ROOT/CLIP/C0001.MP4", "PRIVATE/M4ROOT/MEDIAPRO.XML"}, 14, 14},
+        Layout{"SonyXavcWithoutPrivate", {"M4ROOT/CLIP/C0002.MP4"}, 11, 11},
+        Layout{"ArriMxf", {"A001R1AB/A001C003_210101_R1AB.mxf"}, 15, 15},
+        Layout{"ArriRawFrames", {"A002R2CD/A002C001_210102_R2CD/A002C001_210102_R2CD.0000001.ari"}, 15, 15},
+        Layout{"ArriClipOutsideItsReel", {"Clips/A001C003_210101_R1AB.mxf"}, 11, 11},
+        Layout{"Blackmagic", {"A001_08151432_C001.braw"}, 16, 16},
+        Layout{"BlackmagicNameOnAFolder", {"TAKES.braw/notes.txt"}, 11, 11},
+        // A clip alone cannot tell where the card's top is: the file stays unknown.
+        Layout{"RedReelAtTheTop", {"A001_0101AB.RDM/A001_C001_0101AB.RDC/A001_C001_0101AB_001.R3D"}, 17, 11},
+        Layout{"RedReelAtTheTopLowerCase", {"A001_0101AB.RDM/A001_C001_0101AB.RDC/A001_C001_0101AB_001.r3d"}, 11, 11},
+        Layout{"CanonCinema", {"CONTENTS/CLIPS001/A001C001_210101AB_CANON.MXF"}, 18, 18},
+        Layout{"CanonCinemaUnnumbered", {"CONTENTS/CLIPS/A001C001_210101AB_CANON.MXF"}, 11, 11},
+        // The XDCAM HD file rule is original and keeps its clip.
+        Layout{"VeniceXdroot", {"XDROOT/Clip/A001C001_220101AB.mxf"}, 19, 5},
+        Layout{"VeniceReel", {"A001_X1/A001C001_220101.mxf"}, 19, 19},
+        Layout{"VeniceReelBelowTheTop", {"MAG/A001_X1/A001C001_220101.mxf"}, 11, 19},
+        Layout{"Dji", {"DCIM/100MEDIA/DJI_0001.MP4", "DCIM/100MEDIA/DJI_0002.JPG"}, 20, 20},
+        Layout{"DjiPhotosOnly", {"DCIM/100MEDIA/DJI_0002.JPG"}, 11, 11}),
+    [](const ::testing::TestParamInfo<Layout> &info) { return std::string(info.param.name); });
+
+namespace {
+
+class CardReformat : public ::testing::Test {
+protected:
+    TempDir media;
+    ScopedMediaRoot reader{media.path()};
+
+    BuiltCard card(CardKind kind) { return buildCard(kind, media / "CARD_A"); }
+    Tree tree() const { return listTree(media / "CARD_A"); }
+};
+
+std::string sizeOf(const std::string &text)
+{
+    return std::to_string(text.size());
+}
+
+} // namespace
+
+TEST_F(CardReformat, P2KeepsContentsAndAFreshClipCounter)
+{
+    card(CardKind::P2);
+    writeFile(media / "CARD_A/EXTRA/notes.txt", "x");
+    ASSERT_TRUE(HDUtilities::reformatDrive(media / "CARD_A"));
+    const auto lastClip = resourcePath("LASTCLIP.TXT");
+    ASSERT_TRUE(lastClip);
+    const std::string counter = readFile(*lastClip);
+    EXPECT_EQ(tree(), (Tree{"CONTENTS/", "CONTENTS/AUDIO/", "CONTENTS/CLIP/", "CONTENTS/ICON/", "CONTENTS/PROXY/",
+                            "CONTENTS/VIDEO/", "CONTENTS/VOICE/", "LASTCLIP.TXT " + sizeOf(counter)}));
+    EXPECT_EQ(readFile(media / "CARD_A/LASTCLIP.TXT"), counter);
+    EXPECT_EQ(HDUtilities::volumeTypeFromDrivePath(media / "CARD_A"), 1) << "the camera must take it again";
+}
+
+TEST_F(CardReformat, XdcamExEmptiesBpavAndLeavesTheRestAlone)
+{
+    card(CardKind::XdcamEx);
+    writeFile(media / "CARD_A/GENERAL/notes.txt", "x");
+    ASSERT_TRUE(HDUtilities::reformatDrive(media / "CARD_A"));
+    const std::string cueup = readFile(media / "CARD_A/BPAV/CUEUP.XML");
+    const std::string mediaPro = readFile(media / "CARD_A/BPAV/MEDIAPRO.XML");
+    EXPECT_EQ(tree(), (Tree{"BPAV/", "BPAV/CLPR/", "BPAV/CUEUP.XML " + sizeOf(cueup),
+                            "BPAV/MEDIAPRO.XML " + sizeOf(mediaPro), "BPAV/TAKR/", "GENERAL/", "GENERAL/notes.txt 1"}));
+    EXPECT_NE(cueup.find("<history"), std::string::npos);
+    EXPECT_EQ(cueup.find("<entry"), std::string::npos);
+    EXPECT_EQ(mediaPro.find("Contents"), std::string::npos);
+    EXPECT_EQ(mediaPro.find("Material"), std::string::npos);
+
+    // A card whose backup index is already gone reformats the same way.
+    card(CardKind::XdcamEx);
+    std::filesystem::remove(media / "CARD_A/BPAV/MEDIAPRO.BAK");
+    EXPECT_TRUE(HDUtilities::reformatDrive(media / "CARD_A"));
+    EXPECT_FALSE(exists(media / "CARD_A/BPAV/CLPR/436_0001_01"));
+}
+
+TEST_F(CardReformat, JvcMp4LosesAStrayTopFolderAndKeepsItsIndexFilesEmptied)
+{
+    card(CardKind::JvcMp4);
+    writeFile(media / "CARD_A/DCIM/100JVC/x.JPG", "x");
+    ASSERT_TRUE(HDUtilities::reformatDrive(media / "CARD_A"));
+    const std::string bpav = "PRIVATE/JVC/BPAV/";
+    const std::string cueup = readFile(media / "CARD_A" + "/" + bpav + "CUEUP.XML");
+    const std::string mediaPro = readFile(media / "CARD_A" + "/" + bpav + "MEDIAPRO.XML");
+    EXPECT_EQ(tree(), (Tree{"PRIVATE/", "PRIVATE/JVC/", bpav, bpav + "CLPR/", bpav + "CUEUP.XML " + sizeOf(cueup),
+                            bpav + "MEDIAPRO.XML " + sizeOf(mediaPro), bpav + "TAKR/"}));
+    EXPECT_EQ(cueup.find("<entry"), std::string::npos);
+    EXPECT_EQ(mediaPro.find("Contents"), std::string::npos);
+}
+
+TEST_F(CardReformat, JvcQuickTimeRemovesItsBackupIndexAndIsNoLongerRecognised)
+{
+    card(CardKind::JvcQuickTime);
+    ASSERT_TRUE(HDUtilities::reformatDrive(media / "CARD_A"));
+    const std::string cqav = "PRIVATE/JVC/CQAV/";
+    const std::string index = readFile(media / "CARD_A" + "/" + cqav + "MEDIAINF.XML");
+    EXPECT_EQ(tree(), (Tree{"PRIVATE/", "PRIVATE/JVC/", cqav, cqav + "CLIP/", cqav + "INFO/",
+                            cqav + "MEDIAINF.XML " + sizeOf(index)}));
+    EXPECT_EQ(index.find("CLIP0001"), std::string::npos);
+    EXPECT_EQ(HDUtilities::volumeTypeFromDrivePath(media / "CARD_A"), 11);
+}
+
+// Red has no top folder of its own to keep: the card is emptied and its reformat still succeeds.
+TEST_F(CardReformat, CanonEosKeepsMiscAndEmptyDcimFoldersAndRedIsEmptied)
+{
+    for (const auto &[kind, after] :
+         {std::pair{CardKind::CanonEos, Tree{"DCIM/", "DCIM/100CANON/", "MISC/", "MISC/CANONMSC.DAT 8"}},
+          std::pair{CardKind::Red, Tree{}}}) {
+        std::filesystem::remove_all(media / "CARD_A");
+        card(kind);
+        EXPECT_TRUE(HDUtilities::reformatDrive(media / "CARD_A")) << cardKindName(kind);
+        EXPECT_TRUE(exists(media / "CARD_A"));
+        EXPECT_EQ(tree(), after) << cardKindName(kind);
+    }
+}
+
+TEST_F(CardReformat, UnknownStructuresAreNeverTouched)
+{
+    for (CardKind kind : {CardKind::QuickTime, CardKind::PanasonicAvchd, CardKind::XdcamHd}) {
+        std::filesystem::remove_all(media / "CARD_A");
+        card(kind);
+        const Tree before = tree();
+        EXPECT_FALSE(HDUtilities::reformatDrive(media / "CARD_A")) << cardKindName(kind);
+        EXPECT_EQ(tree(), before) << cardKindName(kind);
+    }
+    // The AVCHD procedure exists, reached only by asking a type directly.
+    EXPECT_TRUE(PanasonicAVCHDUtilities::utility()->reformatDrivePath(media / "CARD_A"));
+    EXPECT_EQ(tree(), Tree{});
+}
+
+TEST_F(CardReformat, NothingOffARemovableVolumeIsEverReached)
+{
+    TempDir fixed;
+    buildCard(CardKind::P2, fixed / "P2");
+    const Tree before = listTree(fixed.path());
+    // A perfect card on a fixed disk, asked for by name, by a dotted way round
+    // to it, and through a link that the simulated reader lists as a card.
+    std::filesystem::create_directory_symlink(fixed / "P2", media / "LINKED");
+    makeDirectory(media / "CARD_A");
+    for (const std::string &drive : {fixed / "P2", media / "CARD_A/../LINKED", media / "LINKED"}) {
+        EXPECT_FALSE(HDUtilities::reformatDrive(drive)) << drive;
+        for (const auto &utility : HDUtilities::allUtilities()) {
+            EXPECT_FALSE(utility->reformatDrivePath(drive)) << utility->volumeTitle() << " " << drive;
+        }
+    }
+    EXPECT_FALSE(PanasonicAVCHDUtilities::utility()->reformatDrivePath(fixed / "P2"));
+    EXPECT_EQ(listTree(fixed.path()), before);
+}
+
+TEST_F(CardReformat, LinksOnACardNeverLeadOffIt)
+{
+    TempDir outside;
+    writeFile(outside / "keep/CLPR/precious.MP4", "precious");
+    writeFile(outside / "CUEUP.XML", "<?xml version=\"1.0\"?><a><history><entry/></history></a>");
+    const Tree before = listTree(outside.path());
+
+    // XDCAM EX whose BPAV folder is a link to another disk: stopped.
+    card(CardKind::XdcamEx);
+    std::filesystem::remove_all(media / "CARD_A/BPAV");
+    std::filesystem::create_directory_symlink(outside / "keep", media / "CARD_A/BPAV");
+    EXPECT_FALSE(HDUtilities::utilityForType(4)->reformatDrivePath(media / "CARD_A"));
+
+    // JVC-MP4 with its index file a link: the link goes, the target stays.
+    std::filesystem::remove_all(media / "CARD_A");
+    card(CardKind::JvcMp4);
+    const std::string cueup = media / "CARD_A/PRIVATE/JVC/BPAV/CUEUP.XML";
+    std::filesystem::remove(cueup);
+    std::filesystem::create_symlink(outside / "CUEUP.XML", cueup);
+    std::filesystem::create_directory_symlink(outside / "keep", media / "CARD_A/PRIVATE/JVC/BPAV/CLPR/LINKED");
+    EXPECT_TRUE(HDUtilities::reformatDrive(media / "CARD_A"));
+    EXPECT_FALSE(exists(cueup));
+
+    EXPECT_EQ(listTree(outside.path()), before);
 }

@@ -1,4 +1,4 @@
-// The offload command as scripts meet it: saved preferences.
+// The offload command as scripts meet it: saved preferences, a fresh window's too.
 #include "controller/DefaultsPersistence.h"
 #include "support/CliRun.h"
 
@@ -13,7 +13,7 @@ namespace {
 CliRun::Result offload(const TempDir &dir, std::vector<std::string> args)
 {
     args.insert(args.begin(), "offload");
-    return runCli(args, {{"FERRYDECK_CONFIG_DIR", dir / "config"}});
+    return runCli(args, {{"FERRYDECK_CONFIG_DIR", dir / "config"}, {"XDG_STATE_HOME", dir / "state"}});
 }
 
 std::string savePreferences(const TempDir &dir)
@@ -75,4 +75,24 @@ TEST(OffloadSession, DamagedSavedPreferencesAreLeftWhereTheyAre)
     EXPECT_NE(run.err.find("no destination given"), std::string::npos) << run.err;
     EXPECT_EQ(readFile(dir / "config/preferences.json"), "{ not json");
     EXPECT_FALSE(exists(dir / "config/preferences.json.bad"));
+}
+
+// A window opened once and closed writes its defaults: custom naming with no
+// name, which copies straight into the destination, as the window does.
+TEST(OffloadSession, AFreshWindowsPreferencesOffloadAsTheWindowWould)
+{
+    TempDir dir;
+    writeFile(dir / "card/A.MOV", "a");
+    makeDirectory(dir / "dest");
+    makeDirectory(dir / "config");
+    PreferencesStore store(dir / "config/preferences.json");
+    FerrydeckSettings fresh(2);
+    ASSERT_TRUE(DefaultsPersistence::saveDefaults(store, fresh, {std::make_shared<OffloadDestination>(dir / "dest")},
+                                                  DefaultsPersistence::windowTexts(fresh)));
+    const CliRun::Result run = offload(dir, {dir / "card", "--saved", "--json"});
+    ASSERT_EQ(run.exitCode, 0) << run.err;
+    const auto jobs = jsonLines(run.out);
+    ASSERT_EQ(jobs.size(), 1u);
+    EXPECT_EQ(jobs[0]["destination"], dir / "dest/card");
+    EXPECT_EQ(readFile(dir / "dest/card/A.MOV"), "a");
 }

@@ -35,12 +35,11 @@ public:
     }
     NamingControls namingControls() const override { return naming; }
     VerificationControls verificationControls() const override { return verification; }
-    std::optional<std::string> chooseFolder(const std::string &, const std::string &) override { return folder; }
+    std::optional<std::string> chooseFolder(const std::string &, const std::string &) override { return std::nullopt; }
     std::optional<std::string> chooseSaveFile(const std::string &, const std::string &directory,
                                               const std::string &proposedName) override
     {
         std::lock_guard lock(m_mutex);
-        ++savePanels;
         if (!acceptSave) return std::nullopt;
         return directory + "/" + proposedName;
     }
@@ -63,9 +62,7 @@ public:
     std::deque<std::string> answers;
     NamingControls naming{"None", "", "", ""};
     VerificationControls verification;
-    std::optional<std::string> folder;
     bool acceptSave = true;
-    int savePanels = 0;
     std::string shownNumber;
     std::string preview;
 

@@ -1,9 +1,15 @@
 #include "ControllerFixture.h"
 
+#include "engine/OffloadJournal.h"
+#include "fsutil/AttachedVolume.h"
 #include "fsutil/FileUtilities.h"
+#include "support/FixedVolumes.h"
 #include "support/Gate.h"
 
 #include <sys/mount.h>
+#include <sys/stat.h>
+
+#include <atomic>
 
 namespace ferrydeck::test {
 namespace {
@@ -230,6 +236,103 @@ TEST_F(Queue, RedistributionWithoutRunningJobsOnlyFreesThreads)
     controller->redistributeThreadsFromInstance(finished);
     std::lock_guard lock(controller->offloadPool().poolLock());
     EXPECT_TRUE(controller->offloadPool().pool().empty());
+}
+
+// Resume on a canceled job continues its folder: what it verified stays
+// (the same inodes), the rest is copied, and a Completed job is not resumed.
+TEST_F(Queue, ResumeContinuesACanceledJobInItsFolder)
+{
+    make();
+    addDestination("backup");
+    view->verification.verification = Verification::Checksum;
+    view->verification.checksum = HashMethod::Xxh64;
+    controller->setCopyThreadCount(1);
+    controller->addDirectoriesToOffloadList({makeCard("A001", 6)});
+    settle();
+    const AppController::Job job = controller->listOffloadInstances().front();
+    std::atomic<int> copied{0};
+    job->setCopyObserver([&](const FileCopyDetails &) {
+        if (++copied == 3) job->cancelOffloadingTasks();
+    });
+    controller->processAllItemsInTheQueue();
+    settle();
+    ASSERT_EQ(job->offloadStatus(), OffloadInstance::kCanceled);
+    const std::string folder = job->fullOffloadPath();
+    std::string error;
+    const auto journal = OffloadJournal::parse(readFile(folder + "/" + OffloadJournal::kFileName), error);
+    ASSERT_TRUE(journal && !journal->entries.empty()) << error;
+    const ino_t kept = statOf(folder + "/" + journal->entries.begin()->first).st_ino;
+
+    ASSERT_TRUE(controller->resumeJob(job));
+    const auto fresh = [&] { return controller->listOffloadInstances().front(); };
+    ASSERT_TRUE(pumpUntil([&] { return fresh() != job && fresh()->processingTaskIsOver(); }));
+    settle();
+    EXPECT_EQ(fresh()->offloadStatus(), OffloadInstance::kCompleted);
+    EXPECT_EQ(fresh()->fullOffloadPath(), folder);
+    EXPECT_EQ(fresh()->verificationName(), "xxh64");
+    EXPECT_EQ(fresh()->filesCarriedOver(), journal->entries.size());
+    EXPECT_EQ(statOf(folder + "/" + journal->entries.begin()->first).st_ino, kept);
+    EXPECT_EQ(listFolder(folder + "/CLIP").size(), 6u);
+    EXPECT_EQ(listFolder(folder + "/ascmhl").size(), 2u);
+    EXPECT_FALSE(controller->resumeJob(fresh())) << "a Completed job was resumed";
+}
+
+class Fidelity : public ControllerTest {
+protected:
+    void TearDown() override { VolumeService::setCurrent(nullptr); }
+};
+
+TEST_F(Fidelity, AddAllMediaQueuesEachRemovableVolumeOnceAndNoLocalDisk)
+{
+    const std::string cardA = makeCard("media/CARD_A"), cardB = makeCard("media/CARD_B");
+    const std::string disk = makeCard("disk");
+    VolumeService::setCurrent(std::make_shared<FixedVolumes>(std::vector<std::string>{"/", disk, cardA, cardB},
+                                                             std::vector<std::string>{cardB, cardA}));
+    make("backup");
+    controller->addDirectoriesToOffloadList({cardA});
+    settle();
+    controller->addAllMountedMediaToQueue();
+    settle();
+    EXPECT_EQ(queuedSources(), (std::vector<std::string>{cardA, cardB}));
+    EXPECT_TRUE(view->alerts().empty());
+
+    std::vector<std::pair<std::string, std::string>> images;
+    for (const auto &volume : controller->listMountedMedia())
+        images.emplace_back(volume->volumePath(), volume->volumeImage());
+    EXPECT_EQ(images, (std::vector<std::pair<std::string, std::string>>{
+                          {cardA, "removable.tif"}, {cardB, "removable.tif"}, {disk, "harddrive.tif"}}));
+}
+
+// Listing threads finish in any order; the later job of one folder is the one refused.
+TEST_F(Fidelity, SpaceCheckDropsTheLaterJobOfAFolderEveryTime)
+{
+    options.freeSpace = [](const std::string &) { return uint64_t{10000}; };
+    for (int i = 0; i < 40; ++i)
+        writeSizedFile(dir / ("first/CLIP/" + std::to_string(i) + ".MOV"), 150, i);
+    writeSizedFile(dir / "second/CLIP/0.MOV", 5000, 1);
+    const std::string first = dir / "first", second = dir / "second";
+    for (int run = 0; run < 20; ++run) {
+        make();
+        const std::string backup = addDestination("backup");
+        controller->addDirectoriesToOffloadList({first, second});
+        settle();
+        ASSERT_EQ(queuedSources(), std::vector<std::string>{first}) << "run " << run;
+        const auto alerts = view->alerts();
+        ASSERT_EQ(alerts.size(), size_t(run + 1));
+        EXPECT_NE(alerts.back().message.find(second + " could not be copied to " + backup), std::string::npos);
+    }
+}
+
+TEST_F(Fidelity, BlockCopierFailureShowsTheCopyErrorAlert)
+{
+    make();
+    const std::string backup = addDestination("backup");
+    const auto job = OffloadInstance::create(makeCard("card"), backup, loop);
+    controller->configureInstanceFromInterface(job);
+    EXPECT_FALSE(job->copyFile(dir / "missing", dir / "copy", 4096));
+    loop->processEvents();
+    ASSERT_EQ(view->titles(), std::vector<std::string>{"Coyp Error"});
+    EXPECT_EQ(view->alerts()[0].message, dir / "missing" + ": No such file or directory");
 }
 
 } // namespace

@@ -90,12 +90,11 @@ TEST(SourceWalk, SymbolicLinksCountWithTheirOwnSizeAndAreNotFollowed)
 TEST(SourceWalk, MissingOrEmptyFolderGivesNothing)
 {
     TempDir dir;
-    uint64_t count = 7, bytes = 7;
-    EXPECT_TRUE(DirectoryUtilities::sourceFilesAtDirectory(dir.path(), count, bytes).empty());
-    EXPECT_EQ(count + bytes, 0u);
-    count = bytes = 7;
-    EXPECT_TRUE(DirectoryUtilities::sourceFilesAtDirectory(dir / "missing", count, bytes).empty());
-    EXPECT_EQ(count + bytes, 0u);
+    for (const std::string &folder : {dir.path(), dir / "missing"}) {
+        uint64_t count = 7, bytes = 7;
+        EXPECT_TRUE(DirectoryUtilities::sourceFilesAtDirectory(folder, count, bytes).empty()) << folder;
+        EXPECT_EQ(count + bytes, 0u) << folder;
+    }
     EXPECT_EQ(DirectoryUtilities::numberOfFilesAtDirectory(dir / "missing"), 0);
     EXPECT_EQ(DirectoryUtilities::fastFolderSizeAtFSRef(dir / "missing"), 0u);
 }
@@ -116,7 +115,7 @@ TEST(SourceWalk, UnreadableSubfolderIsReportedAndTheRestListed)
     EXPECT_EQ(unreadable[0].error, EACCES);
 }
 
-TEST(Permissions, WriteTestAndModeBits)
+TEST(Permissions, WriteTestModeBitsAndUnlockThroughTheTree)
 {
     TempDir dir;
     writeFile(dir / "f", "x");
@@ -125,11 +124,8 @@ TEST(Permissions, WriteTestAndModeBits)
     EXPECT_EQ(DirectoryUtilities::directoryPermissionsForPath(dir / "missing"), 0u);
     EXPECT_TRUE(DirectoryUtilities::doesPathHaveWritePermissions(dir.path()));
     EXPECT_FALSE(DirectoryUtilities::doesPathHaveWritePermissions(dir / "missing"));
-}
 
-TEST(Permissions, UnlockAddsOwnerWriteThroughTheTree)
-{
-    TempDir dir;
+    // Unlocking adds the owner's write permission through the tree.
     writeFile(dir / "card/CLIP/a.mov", "x");
     ASSERT_EQ(::chmod((dir / "card/CLIP/a.mov").c_str(), 0444), 0);
     ASSERT_EQ(::chmod((dir / "card/CLIP").c_str(), 0555), 0);

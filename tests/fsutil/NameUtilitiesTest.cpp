@@ -10,7 +10,7 @@ using ferrydeck::DirectoryUtilities;
 using ferrydeck::FileUtilities;
 using namespace ferrydeck::test;
 
-TEST(Escape, EachClassUsesItsOwnCharacterSetAndAFilePathEscapesItsParent)
+TEST(NameTexts, EscapesUseEachClassesOwnSetAndInvalidCharactersAreRemovedOrRefused)
 {
     EXPECT_EQ(DirectoryUtilities::escapeCharachters("My Card (2)"), "My\\ Card\\ \\(2\\)");
     EXPECT_EQ(FileUtilities::escapeCharachters("Card 1/it's.mov"), "Card\\ 1/it\\'s.mov");
@@ -25,20 +25,15 @@ TEST(Escape, EachClassUsesItsOwnCharacterSetAndAFilePathEscapesItsParent)
     EXPECT_EQ(FileUtilities::escapeFilePathCharachters(dir / "My Dir"),
               FileUtilities::escapeCharachters(dir / "My Dir"));
     EXPECT_EQ(FileUtilities::escapeFilePathCharachters("/no such/a b.mov"), "/no\\ such/a\\ b.mov");
-}
 
-TEST(InvalidCharacters, RemoveAndValidate)
-{
     EXPECT_EQ(DirectoryUtilities::removeInvalidPathCharactersFromString("Card: 1/2"), "Card 12");
     EXPECT_EQ(DirectoryUtilities::removeInvalidPathCharactersFromString("a\\b|c"), "abc");
     EXPECT_EQ(FileUtilities::removeInvalidFileCharacters("My Card (2)!"), "MyCard2!");
-    EXPECT_FALSE(DirectoryUtilities::isDirectoryNameValid("Card:1"));
-    EXPECT_TRUE(DirectoryUtilities::isDirectoryNameValid("Card 1"));
-    EXPECT_TRUE(DirectoryUtilities::isDirectoryNameValid("Card/1"));
-    EXPECT_FALSE(DirectoryUtilities::isDirectoryNameValid("a$b"));
+    for (const auto &[name, valid] : {std::pair{"Card:1", false}, {"Card 1", true}, {"Card/1", true}, {"a$b", false}})
+        EXPECT_EQ(DirectoryUtilities::isDirectoryNameValid(name), valid) << name;
 }
 
-TEST(UniqueNames, FolderNumberingStartsAtTwoAndCreatesTheFolder)
+TEST(UniqueNames, FoldersNumberFromTwoAndAreMadeFilesKeepTheirDotAndCopiesNumberFromOne)
 {
     TempDir dest;
     EXPECT_EQ(DirectoryUtilities::createUniqueDirectoryPathForPath(dest / "Card"), dest / "Card");
@@ -51,35 +46,29 @@ TEST(UniqueNames, FolderNumberingStartsAtTwoAndCreatesTheFolder)
     // A file in the way counts as taken.
     writeFile(dest / "Clip", "x");
     EXPECT_EQ(DirectoryUtilities::createUniqueDirectoryPathForPath(dest / "Clip"), dest / "Clip-2");
+
+    // A file path keeps its extension after the number and creates nothing.
+    EXPECT_EQ(FileUtilities::ensureFilePathDoesNotExist(dest / "log.txt"), dest / "log.txt");
+    writeFile(dest / "log.txt", "x");
+    EXPECT_EQ(FileUtilities::ensureFilePathDoesNotExist(dest / "log.txt"), dest / "log-2.txt");
+    writeFile(dest / "log-2.txt", "x");
+    EXPECT_EQ(FileUtilities::ensureFilePathDoesNotExist(dest / "log.txt"), dest / "log-3.txt");
+    EXPECT_FALSE(exists(dest / "log-3.txt"));
+    EXPECT_EQ(FileUtilities::ensureFilePathDoesNotExist(dest / "notes"), dest / "notes.");
+    EXPECT_EQ(FileUtilities::ensureFilePathDoesNotExist(dest / "a.tar.gz"), dest / "a.tar.gz");
+
+    // A numbered copy starts at one.
+    writeFile(dest / "src/A.MOV", "movie");
+    writeFile(dest / "dst/A.MOV", "other");
+    EXPECT_TRUE(FileUtilities::copyFileWithConsecutiveNumbering(dest / "src/A.MOV", dest / "dst"));
+    EXPECT_EQ(readFile(dest / "dst/A(1).MOV"), "movie");
+    EXPECT_TRUE(FileUtilities::copyFileWithConsecutiveNumbering(dest / "src/A.MOV", dest / "dst"));
+    EXPECT_EQ(readFile(dest / "dst/A(2).MOV"), "movie");
+    EXPECT_EQ(readFile(dest / "dst/A.MOV"), "other");
+    EXPECT_FALSE(FileUtilities::copyFileWithConsecutiveNumbering(dest / "src/none.MOV", dest / "dst"));
 }
 
-TEST(UniqueNames, FilePathKeepsTheDotAndCreatesNothing)
-{
-    TempDir logs;
-    EXPECT_EQ(FileUtilities::ensureFilePathDoesNotExist(logs / "log.txt"), logs / "log.txt");
-    writeFile(logs / "log.txt", "x");
-    EXPECT_EQ(FileUtilities::ensureFilePathDoesNotExist(logs / "log.txt"), logs / "log-2.txt");
-    writeFile(logs / "log-2.txt", "x");
-    EXPECT_EQ(FileUtilities::ensureFilePathDoesNotExist(logs / "log.txt"), logs / "log-3.txt");
-    EXPECT_FALSE(exists(logs / "log-3.txt"));
-    EXPECT_EQ(FileUtilities::ensureFilePathDoesNotExist(logs / "notes"), logs / "notes.");
-    EXPECT_EQ(FileUtilities::ensureFilePathDoesNotExist(logs / "a.tar.gz"), logs / "a.tar.gz");
-}
-
-TEST(UniqueNames, NumberedCopyStartsAtOne)
-{
-    TempDir dir;
-    writeFile(dir / "src/A.MOV", "movie");
-    writeFile(dir / "dst/A.MOV", "other");
-    EXPECT_TRUE(FileUtilities::copyFileWithConsecutiveNumbering(dir / "src/A.MOV", dir / "dst"));
-    EXPECT_EQ(readFile(dir / "dst/A(1).MOV"), "movie");
-    EXPECT_TRUE(FileUtilities::copyFileWithConsecutiveNumbering(dir / "src/A.MOV", dir / "dst"));
-    EXPECT_EQ(readFile(dir / "dst/A(2).MOV"), "movie");
-    EXPECT_EQ(readFile(dir / "dst/A.MOV"), "other");
-    EXPECT_FALSE(FileUtilities::copyFileWithConsecutiveNumbering(dir / "src/none.MOV", dir / "dst"));
-}
-
-TEST(Digits, KeepsDigitsAndNarrowsWideCharacters)
+TEST(Numbers, DigitsAreKeptWideCharactersNarrowedAndMegabytesDecimal)
 {
     EXPECT_EQ(FileUtilities::removeNonNumericsFromString("A001C003_0815.MXF", false), "0010030815");
     EXPECT_EQ(FileUtilities::removeNonNumericsFromString("29.97 fps", true), "29.97");
@@ -87,9 +76,13 @@ TEST(Digits, KeepsDigitsAndNarrowsWideCharacters)
     // U+0130 has the low byte 0x30, U+0139 0x39: they count as 0 and 9.
     EXPECT_EQ(FileUtilities::removeNonNumericsFromString("x\xC4\xB0y\xC4\xB9", false), "09");
     EXPECT_EQ(FileUtilities::removeNonNumericsFromString("\xff\xfe\x37", false), "7");
+    // Megabytes are decimal.
+    EXPECT_DOUBLE_EQ(FileUtilities::rawSizeToMegaBytes(1500000), 1.5);
+    EXPECT_DOUBLE_EQ(FileUtilities::convertByteSizeToMegaBytes(-2000000), -2.0);
+    EXPECT_FALSE(FileUtilities::runAppleScriptCommand("tell application \"Finder\" to beep"));
 }
 
-TEST(Lookup, FragmentFolderAndPrecedingEntry)
+TEST(Lookup, FragmentFolderPrecedingEntryAndLinkChains)
 {
     TempDir dir;
     writeFile(dir / "CLIP/0001AB.MXF", "x");
@@ -107,11 +100,8 @@ TEST(Lookup, FragmentFolderAndPrecedingEntry)
     EXPECT_EQ(FileUtilities::findArrayEntryPreceedingIdentifier(list, "id", true), std::nullopt);
     EXPECT_EQ(FileUtilities::findArrayEntryPreceedingIdentifier(list, "c", true), "b-id");
     EXPECT_EQ(FileUtilities::findArrayEntryPreceedingIdentifier({}, "c", true), std::nullopt);
-}
 
-TEST(Lookup, ResolvePathFollowsLinkChainsOnly)
-{
-    TempDir dir;
+    // Resolving follows link chains only.
     writeFile(dir / "target.mov", "x");
     ASSERT_EQ(::symlink((dir / "target.mov").c_str(), (dir / "l1").c_str()), 0);
     ASSERT_EQ(::symlink((dir / "l1").c_str(), (dir / "l2").c_str()), 0);
@@ -191,11 +181,4 @@ TEST(CardCleanup, ClearNeverFollowsALinkOffTheCard)
     EXPECT_TRUE(DirectoryUtilities::clearDirectoryContents(dir / "card"));
     EXPECT_EQ(readFile(dir / "elsewhere/precious.mov"), "keep");
     EXPECT_FALSE(exists(dir / "card/link"));
-}
-
-TEST(Megabytes, AreDecimal)
-{
-    EXPECT_DOUBLE_EQ(FileUtilities::rawSizeToMegaBytes(1500000), 1.5);
-    EXPECT_DOUBLE_EQ(FileUtilities::convertByteSizeToMegaBytes(-2000000), -2.0);
-    EXPECT_FALSE(FileUtilities::runAppleScriptCommand("tell application \"Finder\" to beep"));
 }

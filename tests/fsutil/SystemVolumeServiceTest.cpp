@@ -1,6 +1,7 @@
 #include "VolumeFixture.h"
 
 #include "fsutil/DirectoryUtilities.h"
+#include "fsutil/MountTable.h"
 #include "fsutil/Process.h"
 #include "fsutil/SystemVolumeService.h"
 
@@ -9,6 +10,8 @@
 #include <algorithm>
 #include <filesystem>
 #include <memory>
+#include <string>
+#include <vector>
 
 using namespace ferrydeck;
 using ferrydeck::test::VolumeFixture;
@@ -62,14 +65,11 @@ TEST(SystemVolumeService, SortsRemovableAndLocalListsFromTheMountTableAndOnlyThe
     EXPECT_EQ(DirectoryUtilities::localVolumes(),
               (std::vector<std::string>{"/", "/boot/efi", "/mnt/USB STICK", "/mnt/dvd", "/mnt/over", "/srv/sd"}));
     // Only the exact mount path is removable.
-    EXPECT_TRUE(DirectoryUtilities::driveIsRemovable("/mnt/USB STICK"));
-    EXPECT_TRUE(DirectoryUtilities::driveIsRemovable("/srv/sd"));
-    EXPECT_FALSE(DirectoryUtilities::driveIsRemovable("/mnt/USB STICK/"));
-    EXPECT_FALSE(DirectoryUtilities::driveIsRemovable("/mnt/USB STICK/DCIM"));
-    EXPECT_FALSE(DirectoryUtilities::driveIsRemovable("/mnt/USB\\040STICK"));
-    EXPECT_FALSE(DirectoryUtilities::driveIsRemovable("/boot/efi"));
-    EXPECT_FALSE(DirectoryUtilities::driveIsRemovable("/media"));
-    EXPECT_FALSE(DirectoryUtilities::driveIsRemovable("/"));
+    const std::pair<const char *, bool> drives[] = {
+        {"/mnt/USB STICK", true},      {"/srv/sd", true},    {"/mnt/USB STICK/", false}, {"/mnt/USB STICK/DCIM", false},
+        {"/mnt/USB\\040STICK", false}, {"/boot/efi", false}, {"/media", false},          {"/", false}};
+    for (const auto &[path, removable] : drives)
+        EXPECT_EQ(DirectoryUtilities::driveIsRemovable(path), removable) << path;
 }
 
 TEST(SystemVolumeService, StartUpVolumeIsAlwaysLocalAndNeverRemovable)
@@ -234,4 +234,30 @@ TEST(SystemVolumeService, RefusesToRelabelWithoutAToolOrADevicePathAndQuotesName
     EXPECT_EQ(SystemVolumeService::gvariantString("it's \\ \"x\"\n"), "'it\\'s \\\\ \"x\"\\u000a'");
     EXPECT_EQ(SystemVolumeService::udisksObjectPath("sdb1"), "/org/freedesktop/UDisks2/block_devices/sdb1");
     EXPECT_EQ(SystemVolumeService::udisksObjectPath("dm-0"), "/org/freedesktop/UDisks2/block_devices/dm_2d0");
+}
+
+TEST(MountTable, DecodesOctalEscapesReadsFieldsAroundOptionalTagsAndSkipsMalformedLines)
+{
+    EXPECT_EQ(MountTable::decodeOctalEscapes("/media/me/MY\\040CARD"), "/media/me/MY CARD");
+    EXPECT_EQ(MountTable::decodeOctalEscapes("a\\011b\\012c\\134d"), "a\tb\nc\\d");
+    EXPECT_EQ(MountTable::decodeOctalEscapes("\\377"), "\xff");
+    // Not three octal digits: kept as written.
+    EXPECT_EQ(MountTable::decodeOctalEscapes("x\\08y\\04"), "x\\08y\\04");
+    EXPECT_EQ(MountTable::decodeOctalEscapes("trailing\\"), "trailing\\");
+
+    // Fields are read around the optional tags; malformed lines are skipped.
+    const std::string text = "27 1 8:2 / / rw,relatime shared:1 - ext4 /dev/sda2 rw\n"
+                             "40 27 8:17 / /mnt/USB\\040STICK rw,nosuid shared:5 master:3 - exfat /dev/sdb1 rw\n"
+                             "41 27 0:50 /sub /srv/bind rw - cifs //server/share rw\n"
+                             "garbage line\n"
+                             "42 27 x:y / /bad rw - ext4 /dev/sdz rw\n"
+                             "43 27 8:3 / relative rw - ext4 /dev/sda3 rw\n"
+                             "44 27 8:4 / /no-separator rw ext4 /dev/sda4 rw\n"
+                             "45 27 8:5 / /no-source rw -\n";
+    std::vector<std::string> entries;
+    for (const auto &e : MountTable::parse(text))
+        entries.push_back(std::to_string(e.major) + ":" + std::to_string(e.minor) + " " + e.root + " " + e.mountPoint +
+                          " " + e.fsType + " " + e.source);
+    EXPECT_EQ(entries, (std::vector<std::string>{"8:2 / / ext4 /dev/sda2", "8:17 / /mnt/USB STICK exfat /dev/sdb1",
+                                                 "0:50 /sub /srv/bind cifs //server/share"}));
 }

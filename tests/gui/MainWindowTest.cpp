@@ -1,9 +1,12 @@
 #include "controller/OffloadNamingScheme.h"
+#include "controller/QueueStore.h"
+#include "engine/FileCopyDetails.h"
 #include "engine/OffloadInstance.h"
 #include "gui/BrightwaterTableView.h"
 #include "gui/DestinationTableModel.h"
 #include "gui/DriveTableModel.h"
 #include "gui/FerrydeckMainWindow.h"
+#include "gui/FileDetailsModel.h"
 #include "gui/GuiText.h"
 #include "gui/LogPanel.h"
 #include "gui/OffloadProgressPanel.h"
@@ -11,8 +14,15 @@
 #include "gui/QtMainLoop.h"
 #include "gui/QueueTableModel.h"
 #include "gui/SettingsDrawer.h"
+#include "gui/VolumeBrowserDrawer.h"
+#include "../support/FixedVolumes.h"
 
 #include <QApplication>
+#include <QIcon>
+#include <QFileSystemModel>
+#include <QDockWidget>
+#include <QColumnView>
+#include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QEventLoop>
@@ -37,6 +47,7 @@
 #include <thread>
 
 using namespace ferrydeck;
+using ferrydeck::test::FixedVolumes;
 
 namespace {
 QString status(QueueTableModel *model, int row, int role = Qt::DisplayRole)
@@ -111,6 +122,31 @@ class MainWindowTest : public QObject {
         QVERIFY(model->dropMimeData(&data, Qt::CopyAction, -1, -1, QModelIndex()));
     }
 
+    std::string fixed(const QString &name) { return folder("fixed/" + name).toStdString(); }
+    // The window on fixed volumes: a local disk and two cards, with one destination.
+    void onFixedVolumes()
+    {
+        VolumeService::setCurrent(
+            std::make_shared<FixedVolumes>(std::vector<std::string>{fixed("disk"), fixed("CARD_A"), fixed("CARD_B")},
+                                           std::vector<std::string>{fixed("CARD_A"), fixed("CARD_B")}));
+        m_window = makeWindow(m_root.path() + QStringLiteral("/prefs-%1.json").arg(++m_windows));
+        m_window->controller().addDirectoriesToDestinationList({folder("backup").toStdString()});
+        m_window->controller().refreshDriveLists();
+    }
+    std::vector<std::string> queued() const
+    {
+        std::vector<std::string> sources;
+        for (const auto &job : m_window->controller().listOffloadInstances())
+            sources.push_back(job->sourceDirectory());
+        return sources;
+    }
+    void doubleClick(QTableView *table, int row)
+    {
+        const QModelIndex index = table->model()->index(row, 0);
+        table->setCurrentIndex(index);
+        emit table->doubleClicked(index);
+    }
+
     // One folder dropped on the queue with one ticked destination, processed to its end.
     std::shared_ptr<OffloadInstance> runOneJob(qint64 *bytes = nullptr)
     {
@@ -148,7 +184,11 @@ private slots:
         m_window = makeWindow(m_root.path() + QStringLiteral("/prefs-%1.json").arg(++m_windows));
     }
 
-    void cleanup() { m_window.reset(); }
+    void cleanup()
+    {
+        m_window.reset();
+        VolumeService::setCurrent(nullptr);
+    }
 
     void droppedFolderRunsToCompletionAndFillsTheDetails()
     {
@@ -409,17 +449,165 @@ private slots:
         QTest::qWait(30);
         QVERIFY(!cancelled);
     }
-};
 
-int runDriveTablesTest(int argc, char **argv);
-int runQueueReadabilityTest(int argc, char **argv);
+    void destinationsAreToldApartByTheirDistinguishingEnd()
+    {
+        struct Case {
+            std::vector<std::string> paths;
+            std::map<std::string, QString> volumes;
+            std::vector<QString> labels;
+        };
+        const QString e = QStringLiteral("\u2026");
+        const Case cases[] = {
+            {{"/srv/RAID/Backup/A001", "/srv/SSD/Backup/A001"}, {}, {e + "/RAID/Backup/A001", e + "/SSD/Backup/A001"}},
+            {{"/srv/RAID/Backup/A001", "/srv/RAID/Backup/A002"}, {}, {e + "/Backup/A001", e + "/Backup/A002"}},
+            // Two volumes with the same folders are told apart by their labels alone.
+            {{"/media/T7/Day1/A001", "/media/SHUTTLE/Day1/A001"},
+             {{"/media/T7/Day1/A001", "T7"}, {"/media/SHUTTLE/Day1/A001", "SHUTTLE"}},
+             {"T7: " + e + "/Day1/A001", "SHUTTLE: " + e + "/Day1/A001"}},
+            {{"/A001", "/x/A001"}, {}, {"/A001", "/x/A001"}},
+        };
+        for (const Case &c : cases) {
+            const auto labels = QueueTableModel::destinationLabels(c.paths, [&](const std::string &path) {
+                const auto found = c.volumes.find(path);
+                return found == c.volumes.end() ? QString() : found->second;
+            });
+            QCOMPARE(labels, c.labels);
+        }
+    }
+
+    void queueRowShowsTheLabelAndTheWholePathInItsTooltip()
+    {
+        QueueTableModel model;
+        model.setJobs({OffloadInstance::create("/media/CARD", "/srv/a/Backup"),
+                       OffloadInstance::create("/media/CARD", "/srv/b/Backup")});
+        const QModelIndex first = model.index(0, QueueTableModel::Destination);
+        const QModelIndex second = model.index(1, QueueTableModel::Destination);
+        QVERIFY(model.data(first, Qt::DisplayRole) != model.data(second, Qt::DisplayRole));
+        QCOMPARE(model.data(second, Qt::ToolTipRole).toString(), QStringLiteral("/srv/b/Backup"));
+    }
+
+    void detailsAreSortedByPathWithHumanSizes()
+    {
+        std::vector<std::shared_ptr<FileCopyDetails>> details;
+        for (const auto &[path, size] : std::vector<std::pair<std::string, uint64_t>>{
+                 {"/card/CLIP/B.MOV", 2'500'000}, {"/card/A.XML", 950}, {"/card/CLIP/A.MOV", 1'000'000'000}}) {
+            auto record = std::make_shared<FileCopyDetails>();
+            record->setFilePath(path);
+            record->setRawFileSize(size);
+            record->setHashValue("xxh64 of " + path);
+            details.push_back(record);
+        }
+        FileDetailsModel model;
+        model.setDetails(details);
+        QStringList shown, sizes;
+        for (int row = 0; row < model.rowCount(); ++row) {
+            shown << model.data(model.index(row, FileDetailsModel::File), Qt::ToolTipRole).toString();
+            // Each checksum stays on its own file's row once sorted.
+            QCOMPARE(model.data(model.index(row, FileDetailsModel::Checksum), Qt::DisplayRole).toString(),
+                     "xxh64 of " + shown.back());
+            sizes << model.data(model.index(row, FileDetailsModel::Size), Qt::DisplayRole).toString();
+        }
+        QCOMPARE(shown, QStringList({"/card/A.XML", "/card/CLIP/A.MOV", "/card/CLIP/B.MOV"}));
+        QCOMPARE(sizes, QStringList({"950 B", "1.00 GB", "2.50 MB"}));
+        QCOMPARE(model.data(model.index(2, FileDetailsModel::Size), Qt::ToolTipRole).toString(),
+                 QStringLiteral("2500000 bytes"));
+    }
+
+    void humanSizesRoundIntoTheNextUnit()
+    {
+        const std::pair<uint64_t, const char *> cases[] = {
+            {0, "0 B"},          {999, "999 B"},       {1000, "1.00 kB"},       {99'949, "99.9 kB"},
+            {999'499, "999 kB"}, {999'999, "1.00 MB"}, {23'456'789, "23.5 MB"}, {512'000'000'000, "512 GB"},
+        };
+        for (const auto &[bytes, text] : cases)
+            QCOMPARE(humanSize(bytes), QString::fromLatin1(text));
+    }
+
+    void windowRestoresTheSavedQueue()
+    {
+        QTemporaryDir root;
+        const std::string preferences = (root.path() + "/preferences.json").toStdString();
+        SavedJob done, running;
+        for (SavedJob *job : {&done, &running}) {
+            job->source = "/media/" + std::string(job == &done ? "A001" : "A002");
+            job->destination = "/srv/Backup";
+        }
+        done.status = OffloadInstance::kCompleted;
+        running.status = OffloadInstance::kProcessing;
+        QVERIFY(QueueStore(QueueStore::besidePreferences(preferences)).save({done, running}));
+        FerrydeckMainWindow::Options options;
+        options.preferencesPath = preferences;
+        FerrydeckMainWindow window(options);
+        QCOMPARE(window.queueModel->rowCount(), 2);
+        const auto status = [&](int row) {
+            return window.queueModel->data(window.queueModel->index(row, QueueTableModel::Status), Qt::DisplayRole);
+        };
+        QCOMPARE(status(0).toString(), QStringLiteral("Completed"));
+        QCOMPARE(status(1).toString(), QStringLiteral("In Queue"));
+    }
+
+    void eachTableShowsItsIconAndOnlyRemovableQueuesOnDoubleClick()
+    {
+        onFixedVolumes();
+        DriveTableModel *removable = m_window->removableModel, *local = m_window->localModel;
+        QCOMPARE(removable->rowCount(), 2);
+        QCOMPARE(local->rowCount(), 1);
+        const auto picture = [](const QIcon &icon) { return icon.pixmap(20, 20).toImage(); };
+        const auto shown = [&](DriveTableModel *model, int row) {
+            return picture(model->data(model->index(row, 0), Qt::DecorationRole).value<QIcon>());
+        };
+        QCOMPARE(shown(removable, 0), picture(QIcon(":/icons/removable.png")));
+        QCOMPARE(shown(removable, 1), picture(QIcon(":/icons/removable.png")));
+        QCOMPARE(shown(local, 0), picture(QIcon(":/icons/harddrive.png")));
+
+        doubleClick(m_window->tableLocalDrives, 0);
+        QTest::qWait(20);
+        QVERIFY(queued().empty());
+        doubleClick(m_window->tableRemovableDrives, 1);
+        QCOMPARE(queued(), std::vector<std::string>{fixed("CARD_B")});
+
+        // Add All Media takes the card not yet queued, and never the local disk.
+        m_window->itemAddAllMedia->trigger();
+        QCOMPARE(queued(), (std::vector<std::string>{fixed("CARD_B"), fixed("CARD_A")}));
+        QTRY_VERIFY(!m_window->controller().hasActiveWorkers());
+    }
+
+    void volumeBrowserOpensInPlaceOfTheSettingsDrawer()
+    {
+        onFixedVolumes();
+        m_window->show();
+        m_window->dockDrawer->show();
+        VolumeBrowserDrawer *volumes = m_window->drawerVolumes;
+        m_window->itemVolumes->trigger();
+        QVERIFY(volumes->isVisible());
+        QVERIFY(m_window->dockDrawer->isHidden());
+        QCOMPARE(volumes->numberOfRowsInColumn(), 3);
+        QCOMPARE(volumes->popupVolumes->itemData(2).toString().toStdString(), fixed("disk"));
+        volumes->popupVolumes->setCurrentIndex(1);
+        QCOMPARE(volumes->model->filePath(volumes->browser->rootIndex()).toStdString(), fixed("CARD_B"));
+        m_window->itemSettings->trigger();
+        QVERIFY(volumes->isHidden());
+    }
+
+    void namingFieldsActWhenEditingEnds()
+    {
+        QLineEdit *prefix = m_window->drawer->textPrefix;
+        FerrydeckSettings &settings = m_window->controller().ferrydeckSettings();
+        const std::string before = settings.textPrefix();
+        QTest::keyClicks(prefix, "Day/1");
+        QCOMPARE(settings.textPrefix(), before);
+        QTest::keyClick(prefix, Qt::Key_Return);
+        QVERIFY(!prefix->text().contains('/'));
+        QCOMPARE(QString::fromStdString(settings.textPrefix()), prefix->text());
+    }
+};
 
 int main(int argc, char **argv)
 {
     QApplication app(argc, argv);
     QTEST_SET_MAIN_SOURCE_PATH
     MainWindowTest windowTest;
-    const int failures = QTest::qExec(&windowTest, argc, argv);
-    return failures + runDriveTablesTest(argc, argv) + runQueueReadabilityTest(argc, argv);
+    return QTest::qExec(&windowTest, argc, argv);
 }
 #include "MainWindowTest.moc"

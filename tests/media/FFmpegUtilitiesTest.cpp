@@ -58,7 +58,7 @@ using Args = std::vector<std::string>;
 
 } // namespace
 
-TEST(FFmpegTables, EncodersAndExtensions)
+TEST(FFmpegTables, EncodersExtensionsAndStreamFactsOfADescription)
 {
     // The ends of the table and what lies past them.
     const std::pair<int, const char *> encoders[] = {{0, "mpeg4"}, {2, "libx264"}, {6, "ffvhuff"},
@@ -69,10 +69,8 @@ TEST(FFmpegTables, EncodersAndExtensions)
     EXPECT_EQ(FFmpegUtilities::findFileExtensionsForCodec(11), std::nullopt);
     EXPECT_EQ(FFmpegUtilities::findFileExtensionsForCodec(2), (Args{"mp4", "m4v", "mov"}));
     EXPECT_EQ(FFmpegUtilities::findFileExtensionsForCodec(10), (Args{"wmv"}));
-}
 
-TEST(FFmpegDescription, StreamFactsOfVideoAndAudioOrNoneWhereMissing)
-{
+    // Stream facts of a description, or none where missing.
     using Text = std::optional<std::string>;
     const struct {
         const char *description;

@@ -51,7 +51,7 @@ TEST(Timecode, FrameCountsAndLabels)
         EXPECT_EQ(TimecodeUtilities::createTimecodeFromFrames(c.frames, c.rate, c.drop), c.timecode) << c.frames;
 }
 
-TEST(TimecodeStep, IncrementCarriesAcrossSecondsMinutesAndHours)
+TEST(TimecodeStep, IncrementCarriesAcrossFieldsAndARateChangeRescalesOnlyFrames)
 {
     EXPECT_EQ(TimecodeUtilities::incrementTimecode("00:00:59:29", 1, 30), "00:01:00:00");
     EXPECT_EQ(TimecodeUtilities::incrementTimecode("00:59:59:24", 1, 25), "01:00:00:00");
@@ -60,10 +60,7 @@ TEST(TimecodeStep, IncrementCarriesAcrossSecondsMinutesAndHours)
     // past the range of a frame count leaves the timecode as it was.
     EXPECT_EQ(TimecodeUtilities::incrementTimecode("00:00:59;29", 1, 30), "00:01:00;02");
     EXPECT_EQ(TimecodeUtilities::incrementTimecode("00:00:01:00", INT32_MAX, 30), "00:00:01:00");
-}
-
-TEST(TimecodeAdjust, RescalesOnlyTheFrameField)
-{
+    // A rate change rescales only the frame field.
     EXPECT_EQ(TimecodeUtilities::adjustTimecode("01:00:00:24", MovieRate::k25, MovieRate::k2997NonDrop), "01:00:00:28");
     EXPECT_EQ(TimecodeUtilities::adjustTimecode("01:02:03;29", MovieRate::k2997DropFrame, MovieRate::k25),
               "01:02:03;24");
@@ -97,10 +94,7 @@ TEST(TimecodeRates, TextsParseInTheFixedOrderAndNumbersByTheirFirstTwoCharacters
                                                   {5, 107},  {2997, 101},  {-29.97, 107}};
     for (const auto &[number, rate] : numbers)
         EXPECT_EQ(TimecodeUtilities::movieRateFromNumber(number), rate) << number;
-}
 
-TEST(TimecodeRates, TablesOfNumericRatesAndTexts)
-{
     const struct {
         int32_t id, numeric;
         const char *text;
@@ -113,17 +107,14 @@ TEST(TimecodeRates, TablesOfNumericRatesAndTexts)
     EXPECT_EQ(TimecodeUtilities::allDefinedMovieRates(), (std::vector<int32_t>{101, 100, 110, 102, 103, 104, 105}));
 }
 
-TEST(TimecodeText, Validation)
+TEST(TimecodeText, ValidationDropFrameSeparatorAndReversalKeepingPairs)
 {
     for (const char *good : {"01:00:00:00", "23:59:59;29", "99:99:99:99"})
         EXPECT_TRUE(TimecodeUtilities::isValidTimeCode(good)) << good;
     for (const char *bad : {"1:00:00:00", "01-00-00-00", "01:00:00:000", "01;00:00:00", "01:00;00:00", "0a:00:00:00",
                             "01:00:00.00", "", "01:00:00: 0"})
         EXPECT_FALSE(TimecodeUtilities::isValidTimeCode(bad)) << bad;
-}
 
-TEST(TimecodeText, DropFrameSeparatorAndReversalKeepingPairs)
-{
     EXPECT_TRUE(TimecodeUtilities::timecodeIsDropFrame("00:00:00;00"));
     EXPECT_FALSE(TimecodeUtilities::timecodeIsDropFrame("00:00:00:00"));
     EXPECT_FALSE(TimecodeUtilities::timecodeIsDropFrame("00:00:00"));
@@ -138,7 +129,7 @@ TEST(TimecodeText, DropFrameSeparatorAndReversalKeepingPairs)
         EXPECT_EQ(TimecodeUtilities::reverseTimecodeString(timecode), reversed) << timecode;
 }
 
-TEST(TimecodeText, FieldTextsAndUnitsWithTheirRemainder)
+TEST(TimecodeText, FieldTextsUnitsWithTheirRemainderAndTimeOfDay)
 {
     EXPECT_EQ(TimecodeUtilities::formatTimeCodeSegmentFromInteger(7), "07");
     EXPECT_EQ(TimecodeUtilities::formatTimeCodeSegmentFromInteger(100), "100");
@@ -151,17 +142,10 @@ TEST(TimecodeText, FieldTextsAndUnitsWithTheirRemainder)
         EXPECT_EQ(TimecodeUtilities::findTimeRepresentedByFrames(c.frames, c.rate, units), c.remainder) << c.frames;
         EXPECT_EQ(units, c.units) << c.frames;
     }
-}
 
-TEST(TimecodeText, TimeOfDayWithZeroFrames)
-{
+    // The time of day, with zero frames.
     std::tm local{};
-    local.tm_year = 124;
-    local.tm_mon = 5;
-    local.tm_mday = 1;
-    local.tm_hour = 13;
-    local.tm_min = 4;
-    local.tm_sec = 5;
+    ASSERT_TRUE(::strptime("2024-06-01 13:04:05", "%Y-%m-%d %H:%M:%S", &local));
     local.tm_isdst = -1;
     const auto date = std::chrono::system_clock::from_time_t(std::mktime(&local)) + std::chrono::milliseconds(900);
     EXPECT_EQ(TimecodeUtilities::timecodeFromDate(date), "13:04:05:00");

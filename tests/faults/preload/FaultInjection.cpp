@@ -51,11 +51,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 
 extern "C" char *program_invocation_short_name;
 
 namespace {
 
+// In the order of kFaultNames.
 enum class Fault {
     None,
     WriteNoSpace,
@@ -70,6 +72,10 @@ enum class Fault {
     SyncfsIo,
     SyncfsNoSpace
 };
+const char *const kFaultNames[] = {
+    "",          "write-enospc", "write-eio",   "read-eio",   "open-eacces",  "truncate-source", "touch-source",
+    "flip-byte", "slow",         "count-reads", "syncfs-eio", "syncfs-enospc"};
+static_assert(std::size(kFaultNames) == static_cast<size_t>(Fault::SyncfsNoSpace) + 1);
 
 struct Config {
     Fault fault = Fault::None;
@@ -107,38 +113,13 @@ template <typename T> T real(const char *name)
     return reinterpret_cast<T>(dlsym(RTLD_NEXT, name));
 }
 
-using ReadFn = ssize_t (*)(int, void *, size_t);
-using PreadFn = ssize_t (*)(int, void *, size_t, off_t);
-using WriteFn = ssize_t (*)(int, const void *, size_t);
-using OpenFn = int (*)(const char *, int, ...);
-using OpenatFn = int (*)(int, const char *, int, ...);
-using CloseFn = int (*)(int);
-using CopyRangeFn = ssize_t (*)(int, off64_t *, int, off64_t *, size_t, unsigned);
-using Renameat2Fn = int (*)(int, const char *, int, const char *, unsigned);
-using LinkatFn = int (*)(int, const char *, int, const char *, int);
-using RenameatFn = int (*)(int, const char *, int, const char *);
-using FlushFn = int (*)(int);
+// The next definition of `function` past this library, typed as the C library declares it.
+#define FERRYDECK_NEXT(function) real<decltype(&::function)>(#function)
 
 Fault parseFault(const char *text)
 {
-    if (!text) return Fault::None;
-    const struct {
-        const char *name;
-        Fault fault;
-    } names[] = {{"write-enospc", Fault::WriteNoSpace},
-                 {"write-eio", Fault::WriteIo},
-                 {"read-eio", Fault::ReadIo},
-                 {"open-eacces", Fault::OpenDenied},
-                 {"truncate-source", Fault::TruncateSource},
-                 {"touch-source", Fault::TouchSource},
-                 {"flip-byte", Fault::FlipByte},
-                 {"slow", Fault::Slow},
-                 {"count-reads", Fault::CountReads},
-                 {"syncfs-eio", Fault::SyncfsIo},
-                 {"syncfs-enospc", Fault::SyncfsNoSpace}};
-    for (const auto &entry : names) {
-        if (std::strcmp(text, entry.name) == 0) return entry.fault;
-    }
+    for (size_t i = 1; text && i < std::size(kFaultNames); ++i)
+        if (std::strcmp(text, kFaultNames[i]) == 0) return static_cast<Fault>(i);
     return Fault::None;
 }
 
@@ -158,7 +139,7 @@ __attribute__((constructor)) void configure()
     g_config.noNoReplace = flag("FERRYDECK_FAULT_NO_NOREPLACE");
     g_config.noLink = flag("FERRYDECK_FAULT_NO_LINK");
     if (const char *trace = std::getenv("FERRYDECK_FAULT_TRACE_FILE"))
-        g_config.traceFd = real<OpenFn>("open")(trace, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+        g_config.traceFd = FERRYDECK_NEXT(open)(trace, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
     g_ready = g_config.fault != Fault::None || g_config.noCopyRange || g_config.noNoReplace || g_config.noLink ||
               g_config.traceFd >= 0;
 }
@@ -199,6 +180,17 @@ bool matches(const char *path)
     return fnmatch(g_config.pattern, final, 0) == 0;
 }
 
+// The path a descriptor was opened by.
+bool pathOf(int fd, char *out, size_t size)
+{
+    char link[64];
+    std::snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
+    const ssize_t n = readlink(link, out, size - 1);
+    if (n < 0) return false;
+    out[n] = '\0';
+    return true;
+}
+
 // The absolute form of an openat() path, for the pattern.
 bool resolve(int dirfd, const char *path, char *out, size_t size)
 {
@@ -209,12 +201,8 @@ bool resolve(int dirfd, const char *path, char *out, size_t size)
         if (!getcwd(cwd, sizeof cwd)) return false;
         return std::snprintf(out, size, "%s/%s", cwd, path) < static_cast<int>(size);
     }
-    char link[64], dir[4096];
-    std::snprintf(link, sizeof link, "/proc/self/fd/%d", dirfd);
-    const ssize_t n = readlink(link, dir, sizeof dir - 1);
-    if (n < 0) return false;
-    dir[n] = '\0';
-    return std::snprintf(out, size, "%s/%s", dir, path) < static_cast<int>(size);
+    char dir[4096];
+    return pathOf(dirfd, dir, sizeof dir) && std::snprintf(out, size, "%s/%s", dir, path) < static_cast<int>(size);
 }
 
 // One line, one write: O_APPEND keeps the lines of threads whole and in order.
@@ -224,19 +212,9 @@ void trace(const char *event, const char *path, const char *second = nullptr)
     char line[8300];
     const int n = second ? std::snprintf(line, sizeof line, "%s\t%s\t%s\n", event, path, second)
                          : std::snprintf(line, sizeof line, "%s\t%s\n", event, path);
-    static const auto next = real<WriteFn>("write");
+    static const auto next = FERRYDECK_NEXT(write);
     if (n > 0)
         next(g_config.traceFd, line, static_cast<size_t>(n) < sizeof line ? static_cast<size_t>(n) : sizeof line);
-}
-
-bool pathOf(int fd, char *out, size_t size)
-{
-    char link[64];
-    std::snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
-    const ssize_t n = readlink(link, out, size - 1);
-    if (n < 0) return false;
-    out[n] = '\0';
-    return true;
 }
 
 bool wantsFault(const char *absolute, int flags)
@@ -296,6 +274,26 @@ size_t allowance(const Tracked &slot, size_t wanted)
     return wanted < left ? wanted : static_cast<size_t>(left);
 }
 
+enum class Passage { Limited, Failed, SourceChanged };
+
+// Limits `size` to what may still pass before the fault. At the fault the
+// call fails with the fault's errno, or, for the source faults that rewrite
+// the file under the reader (as a camera or another program might), the
+// source changes and the call goes on whole.
+Passage passage(Tracked &slot, size_t &size)
+{
+    if (const size_t allowed = allowance(slot, size)) {
+        size = allowed;
+        return Passage::Limited;
+    }
+    if (g_config.fault == Fault::TruncateSource || g_config.fault == Fault::TouchSource) {
+        changeSource(slot);
+        return Passage::SourceChanged;
+    }
+    errno = g_config.fault == Fault::WriteNoSpace ? ENOSPC : EIO;
+    return Passage::Failed;
+}
+
 int openTracked(int dirfd, const char *path, int flags, mode_t mode, bool at)
 {
     char absolute[4096];
@@ -306,8 +304,8 @@ int openTracked(int dirfd, const char *path, int flags, mode_t mode, bool at)
         errno = EACCES;
         return -1;
     }
-    static const auto nextOpenat = real<OpenatFn>("openat");
-    static const auto nextOpen = real<OpenFn>("open");
+    static const auto nextOpenat = FERRYDECK_NEXT(openat);
+    static const auto nextOpen = FERRYDECK_NEXT(open);
     const int fd = at ? nextOpenat(dirfd, path, flags, mode) : nextOpen(path, flags, mode);
     struct stat opened {};
     // Folders are read with getdents and closed inside closedir, past close()
@@ -337,18 +335,9 @@ template <typename Next> ssize_t faultedRead(int fd, size_t size, Next next)
     if (!slot) return next(size);
     if (g_config.fault == Fault::ReadIo || g_config.fault == Fault::TruncateSource ||
         g_config.fault == Fault::TouchSource) {
-        const size_t allowed = allowance(*slot, size);
-        if (allowed == 0) {
-            if (g_config.fault == Fault::ReadIo) {
-                errno = EIO;
-                return -1;
-            }
-            // The file changes under the reader, as when a camera or another
-            // program rewrites it mid-copy.
-            changeSource(*slot);
-            return next(size);
-        }
-        size = allowed;
+        const Passage passed = passage(*slot, size);
+        if (passed == Passage::Failed) return -1;
+        if (passed == Passage::SourceChanged) return next(size);
     }
     const ssize_t n = next(size);
     if (n > 0) slot->bytes += static_cast<uint64_t>(n);
@@ -374,7 +363,7 @@ FERRYDECK_OPEN_WRAPPER(openat64, (int dirfd, const char *path, int flags, ...), 
 
 int close(int fd)
 {
-    static const auto next = real<CloseFn>("close");
+    static const auto next = FERRYDECK_NEXT(close);
     if (fd < 0 || fd >= kMaxFd || !g_fds[fd].active.exchange(false)) return next(fd);
     Tracked &slot = g_fds[fd];
     if (slot.faulted) g_bytesRead += slot.bytes;
@@ -388,38 +377,32 @@ int close(int fd)
 
 ssize_t read(int fd, void *buffer, size_t size)
 {
-    static const auto real_ = real<ReadFn>("read");
-    return faultedRead(fd, size, [&](size_t allowed) { return real_(fd, buffer, allowed); });
+    static const auto next = FERRYDECK_NEXT(read);
+    return faultedRead(fd, size, [&](size_t allowed) { return next(fd, buffer, allowed); });
 }
 
 ssize_t pread(int fd, void *buffer, size_t size, off_t offset)
 {
-    static const auto real_ = real<PreadFn>("pread");
-    return faultedRead(fd, size, [&](size_t allowed) { return real_(fd, buffer, allowed, offset); });
+    static const auto next = FERRYDECK_NEXT(pread);
+    return faultedRead(fd, size, [&](size_t allowed) { return next(fd, buffer, allowed, offset); });
 }
 
-ssize_t pread64(int fd, void *buffer, size_t size, off_t offset)
+ssize_t pread64(int fd, void *buffer, size_t size, off64_t offset)
 {
-    static const auto real_ = real<PreadFn>("pread64");
-    return faultedRead(fd, size, [&](size_t allowed) { return real_(fd, buffer, allowed, offset); });
+    static const auto next = FERRYDECK_NEXT(pread64);
+    return faultedRead(fd, size, [&](size_t allowed) { return next(fd, buffer, allowed, offset); });
 }
 
 ssize_t write(int fd, const void *buffer, size_t size)
 {
-    static const auto next = real<WriteFn>("write");
+    static const auto next = FERRYDECK_NEXT(write);
     Tracked *slot = tracked(fd);
     if (!slot) return next(fd, buffer, size);
     switch (g_config.fault) {
     case Fault::WriteNoSpace:
-    case Fault::WriteIo: {
-        const size_t allowed = allowance(*slot, size);
-        if (allowed == 0) {
-            errno = g_config.fault == Fault::WriteNoSpace ? ENOSPC : EIO;
-            return -1;
-        }
-        size = allowed;
+    case Fault::WriteIo:
+        if (passage(*slot, size) == Passage::Failed) return -1;
         break;
-    }
     case Fault::FlipByte: {
         const uint64_t at = slot->bytes;
         if (!slot->flipped && g_config.after >= at && g_config.after < at + size) {
@@ -429,9 +412,7 @@ ssize_t write(int fd, const void *buffer, size_t size)
             std::memcpy(copy, buffer, size);
             copy[g_config.after - at] ^= 0x20;
             slot->flipped = true;
-            const ssize_t n = next(fd, copy, size);
-            if (n > 0) slot->bytes += static_cast<uint64_t>(n);
-            return n;
+            buffer = copy;
         }
         break;
     }
@@ -449,7 +430,7 @@ ssize_t write(int fd, const void *buffer, size_t size)
 
 ssize_t copy_file_range(int in, off64_t *inOffset, int out, off64_t *outOffset, size_t size, unsigned flags)
 {
-    static const auto next = real<CopyRangeFn>("copy_file_range");
+    static const auto next = FERRYDECK_NEXT(copy_file_range);
     if (g_ready && g_config.noCopyRange) {
         errno = ENOSYS;
         return -1;
@@ -475,22 +456,15 @@ ssize_t copy_file_range(int in, off64_t *inOffset, int out, off64_t *outOffset, 
         if (size > kChunk) size = kChunk;
         slowDown();
     } else if (g_config.fault != Fault::FlipByte && g_config.fault != Fault::CountReads) {
-        const size_t allowed = allowance(*slot, size);
-        if (allowed == 0) {
-            if (g_config.fault == Fault::TruncateSource || g_config.fault == Fault::TouchSource) {
-                changeSource(*slot);
-                return next(in, inOffset, out, outOffset, size, flags);
-            }
-            errno = g_config.fault == Fault::WriteNoSpace ? ENOSPC : EIO;
-            return -1;
-        }
-        size = allowed;
+        const Passage passed = passage(*slot, size);
+        if (passed == Passage::Failed) return -1;
+        if (passed == Passage::SourceChanged) return next(in, inOffset, out, outOffset, size, flags);
     }
     const ssize_t n = next(in, inOffset, out, outOffset, size, flags);
     if (n > 0) slot->bytes += static_cast<uint64_t>(n);
     return n;
 }
-}
+} // extern "C"
 
 namespace {
 
@@ -507,7 +481,7 @@ int traceFlush(const char *name, int fd)
 {
     char path[4096];
     if (g_config.traceFd >= 0 && pathOf(fd, path, sizeof path)) trace(name, path);
-    static const auto next = real<FlushFn>(name);
+    static const auto next = real<int (*)(int)>(name);
     return next(fd);
 }
 
@@ -517,7 +491,7 @@ extern "C" {
 
 int renameat2(int olddirfd, const char *oldpath, int newdirfd, const char *newpath, unsigned flags)
 {
-    static const auto next = real<Renameat2Fn>("renameat2");
+    static const auto next = FERRYDECK_NEXT(renameat2);
     if (g_ready && g_config.noNoReplace && (flags & RENAME_NOREPLACE) != 0) {
         errno = EINVAL;
         return -1;
@@ -529,7 +503,7 @@ int renameat2(int olddirfd, const char *oldpath, int newdirfd, const char *newpa
 
 int renameat(int olddirfd, const char *oldpath, int newdirfd, const char *newpath)
 {
-    static const auto next = real<RenameatFn>("renameat");
+    static const auto next = FERRYDECK_NEXT(renameat);
     const int result = next(olddirfd, oldpath, newdirfd, newpath);
     if (result == 0) traceRename(olddirfd, oldpath, newdirfd, newpath);
     return result;
@@ -558,7 +532,7 @@ int syncfs(int fd)
 
 int linkat(int olddirfd, const char *oldpath, int newdirfd, const char *newpath, int flags)
 {
-    static const auto next = real<LinkatFn>("linkat");
+    static const auto next = FERRYDECK_NEXT(linkat);
     if (g_ready && g_config.noLink) {
         errno = EPERM;
         return -1;
