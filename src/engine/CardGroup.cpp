@@ -11,9 +11,10 @@
 
 namespace ferrydeck {
 
-CardGroup::CardGroup(int members, size_t limit)
+CardGroup::CardGroup(int members, size_t limit, std::chrono::milliseconds stallLimit)
     : m_members(members > 0 ? members : 1)
     , m_limit(limit)
+    , m_stallLimit(stallLimit)
     , m_gone(static_cast<size_t>(m_members), false)
     , m_lagging(static_cast<size_t>(m_members), false)
 {
@@ -70,7 +71,7 @@ ssize_t CardGroup::read(int member, const std::string &key, int fd, char *buffer
                             static_cast<int64_t>(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec};
     const auto index = static_cast<size_t>(member);
     if (member < 0 || member >= m_members) return preadFully(fd, buffer, size, offset);
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(kStallLimitMs);
+    const auto deadline = std::chrono::steady_clock::now() + m_stallLimit;
     std::unique_lock lock(m_mutex);
     for (;;) {
         if (m_gone[index]) return readAlone(lock, key, member, fd, buffer, size, offset);

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
@@ -25,16 +26,19 @@ namespace ferrydeck {
 // the file no longer the one another member read fails with EBUSY: the file
 // changed while the group read it, and no destination may get a version
 // the others did not. What is kept is bounded; a member that runs ahead
-// waits for the others, but never longer than kStallLimitMs: a member that
+// waits for the others, but never longer than the stall limit: a member that
 // took nothing for that long is left to read alone until it finishes a file,
 // so a stuck destination costs a second read, never a hang. A member that
 // ends (Completed, Error, Canceled) leaves, and nobody waits for it again.
 class CardGroup {
 public:
     static constexpr size_t kDefaultLimit = size_t{64} << 20;
-    static constexpr int kStallLimitMs = 2000;
+    // Long enough for a destination to flush a large clip before it reads
+    // on (the members' flushes of one clip rarely end together).
+    static constexpr std::chrono::milliseconds kDefaultStallLimit{10000};
 
-    explicit CardGroup(int members, size_t limit = kDefaultLimit);
+    explicit CardGroup(int members, size_t limit = kDefaultLimit,
+                       std::chrono::milliseconds stallLimit = kDefaultStallLimit);
 
     int members() const { return m_members; }
     // `key` names the file and the pass (a copy and a later comparison read
@@ -82,6 +86,7 @@ private:
 
     const int m_members;
     const size_t m_limit;
+    const std::chrono::milliseconds m_stallLimit;
     mutable std::mutex m_mutex;
     std::condition_variable m_changed;
     std::map<std::string, File> m_files;
