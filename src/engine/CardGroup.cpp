@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -71,7 +72,7 @@ ssize_t CardGroup::read(int member, const std::string &key, int fd, char *buffer
                             static_cast<int64_t>(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec};
     const auto index = static_cast<size_t>(member);
     if (member < 0 || member >= m_members) return preadFully(fd, buffer, size, offset);
-    const auto deadline = std::chrono::steady_clock::now() + m_stallLimit;
+    const auto waitingSince = std::chrono::steady_clock::now();
     std::unique_lock lock(m_mutex);
     for (;;) {
         if (m_gone[index]) return readAlone(lock, key, member, fd, buffer, size, offset);
@@ -99,6 +100,7 @@ ssize_t CardGroup::read(int member, const std::string &key, int fd, char *buffer
                 m_bytesShared += static_cast<uint64_t>(got);
                 file.progress[index] = offset + static_cast<uint64_t>(got);
             }
+            m_lastTaken = std::chrono::steady_clock::now();
             if (piece.owingCount == 0) {
                 m_held -= piece.requested;
                 file.pieces.erase(found);
@@ -114,8 +116,12 @@ ssize_t CardGroup::read(int member, const std::string &key, int fd, char *buffer
         if (count == 0) return readAlone(lock, key, member, fd, buffer, size, offset);
         if (m_held + size > m_limit) {
             // Ahead of the others with nothing left to keep the piece in:
-            // wait for them to catch up, but not forever.
-            if (m_changed.wait_until(lock, deadline) == std::cv_status::timeout) {
+            // wait for them to catch up. Pieces being taken, however slowly,
+            // is progress; only a group where nothing is taken for the
+            // whole limit is stuck.
+            const auto since = std::max(m_lastTaken, waitingSince);
+            if (m_changed.wait_until(lock, since + m_stallLimit) == std::cv_status::timeout &&
+                std::chrono::steady_clock::now() >= std::max(m_lastTaken, waitingSince) + m_stallLimit) {
                 markLagging();
                 return readAlone(lock, key, member, fd, buffer, size, offset);
             }
@@ -199,6 +205,7 @@ void CardGroup::doneWith(int member, const std::string &key)
     m_lagging[static_cast<size_t>(member)] = false;
     release(file, member);
     forgetIfFinished(key);
+    m_lastTaken = std::chrono::steady_clock::now();
     m_changed.notify_all();
 }
 
@@ -214,6 +221,7 @@ void CardGroup::leave(int member)
     }
     for (const std::string &key : keys)
         forgetIfFinished(key);
+    m_lastTaken = std::chrono::steady_clock::now();
     m_changed.notify_all();
 }
 

@@ -26,8 +26,9 @@ namespace ferrydeck {
 // the file no longer the one another member read fails with EBUSY: the file
 // changed while the group read it, and no destination may get a version
 // the others did not. What is kept is bounded; a member that runs ahead
-// waits for the others, but never longer than the stall limit: a member that
-// took nothing for that long is left to read alone until it finishes a file,
+// waits for the others while they take what is kept, but not once nobody
+// took anything for the stall limit: whoever is owed what is kept then
+// reads alone until it finishes a file,
 // so a stuck destination costs a second read, never a hang. A member that
 // ends (Completed, Error, Canceled) leaves, and nobody waits for it again.
 class CardGroup {
@@ -91,7 +92,8 @@ private:
     std::condition_variable m_changed;
     std::map<std::string, File> m_files;
     std::vector<bool> m_gone;
-    std::vector<bool> m_lagging; // kept nothing for until it finishes a file
+    std::vector<bool> m_lagging;                       // kept nothing for until it finishes a file
+    std::chrono::steady_clock::time_point m_lastTaken; // a piece taken or let go
     size_t m_held = 0;
     uint64_t m_bytesRead = 0;
     uint64_t m_bytesShared = 0;
