@@ -71,7 +71,9 @@ ssize_t CardGroup::read(int member, const std::string &key, int fd, char *buffer
                             static_cast<uint64_t>(info.st_size),
                             static_cast<int64_t>(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec};
     const auto index = static_cast<size_t>(member);
-    if (member < 0 || member >= m_members) return preadFully(fd, buffer, size, offset);
+    // At or past the end there is nothing to share: a file grown since shows
+    // in the reader's own check of its size and time.
+    if (member < 0 || member >= m_members || offset >= identity.size) return preadFully(fd, buffer, size, offset);
     const auto waitingSince = std::chrono::steady_clock::now();
     std::unique_lock lock(m_mutex);
     for (;;) {
@@ -96,13 +98,13 @@ ssize_t CardGroup::read(int member, const std::string &key, int fd, char *buffer
             m_lagging[index] = false;
             const ssize_t got = piece.got;
             if (got > 0) {
-                std::memcpy(buffer, piece.data.data(), static_cast<size_t>(got));
+                std::memcpy(buffer, piece.data.get(), static_cast<size_t>(got));
                 m_bytesShared += static_cast<uint64_t>(got);
                 file.progress[index] = offset + static_cast<uint64_t>(got);
             }
             m_lastTaken = std::chrono::steady_clock::now();
             if (piece.owingCount == 0) {
-                m_held -= piece.requested;
+                m_held -= piece.capacity;
                 file.pieces.erase(found);
                 m_changed.notify_all();
             }
@@ -114,7 +116,9 @@ ssize_t CardGroup::read(int member, const std::string &key, int fd, char *buffer
         int count = 0;
         std::vector<bool> owing = owingFor(file, member, offset, count);
         if (count == 0) return readAlone(lock, key, member, fd, buffer, size, offset);
-        if (m_held + size > m_limit) {
+        const size_t capacity =
+            static_cast<size_t>(std::min<uint64_t>(size, identity.size > offset ? identity.size - offset + 1 : 1));
+        if (m_held + capacity > m_limit) {
             // Ahead of the others with nothing left to keep the piece in:
             // wait for them to catch up. Pieces being taken, however slowly,
             // is progress; only a group where nothing is taken for the
@@ -133,23 +137,24 @@ ssize_t CardGroup::read(int member, const std::string &key, int fd, char *buffer
         piece.requested = size;
         piece.owing = std::move(owing);
         piece.owingCount = count;
-        piece.data.resize(size);
-        m_held += size;
+        piece.capacity = capacity;
+        piece.data = std::make_unique_for_overwrite<char[]>(capacity);
+        m_held += capacity;
         // The piece (and so its file) stays while it is not ready.
         lock.unlock();
-        const ssize_t got = preadFully(fd, piece.data.data(), size, offset);
+        const ssize_t got = preadFully(fd, piece.data.get(), capacity, offset);
         const int error = errno;
         lock.lock();
         piece.got = got < 0 ? -1 : got;
         piece.ready = true;
         if (got > 0) {
-            std::memcpy(buffer, piece.data.data(), static_cast<size_t>(got));
+            std::memcpy(buffer, piece.data.get(), static_cast<size_t>(got));
             m_bytesRead += static_cast<uint64_t>(got);
             file.progress[index] = offset + static_cast<uint64_t>(got);
         }
         // Everyone it was kept for may have gone meanwhile.
         if (piece.owingCount == 0) {
-            m_held -= piece.requested;
+            m_held -= piece.capacity;
             file.pieces.erase(offset);
         }
         m_changed.notify_all();
@@ -170,7 +175,7 @@ void CardGroup::release(File &file, int member)
             --piece.owingCount;
         }
         if (piece.ready && piece.owingCount == 0) {
-            m_held -= piece.requested;
+            m_held -= piece.capacity;
             it = file.pieces.erase(it);
         } else {
             ++it;

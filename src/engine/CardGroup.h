@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -38,6 +39,12 @@ public:
     // on (the members' flushes of one clip rarely end together).
     static constexpr std::chrono::milliseconds kDefaultStallLimit{10000};
 
+    // Smaller files are read by each member on its own: for them the
+    // bookkeeping cost more than a second read saved (a card of 30 KB
+    // photos offloaded 10 % slower to two local disks).
+    static constexpr uint64_t kSmallestShared = 128 << 10;
+    static bool shares(uint64_t fileSize) { return fileSize >= kSmallestShared; }
+
     explicit CardGroup(int members, size_t limit = kDefaultLimit,
                        std::chrono::milliseconds stallLimit = kDefaultStallLimit);
 
@@ -64,7 +71,11 @@ private:
     struct Piece {
         Identity identity;
         size_t requested = 0;
-        std::vector<char> data;
+        // What the file can give from the offset (and a byte more, so that a
+        // file grown since shows as changed): a photo does not cost a whole
+        // piece of memory, nor its zeroing.
+        size_t capacity = 0;
+        std::unique_ptr<char[]> data;
         ssize_t got = 0;
         bool ready = false;
         std::vector<bool> owing;

@@ -61,14 +61,14 @@ void OffloadInstance::offloadSourceFiles()
     const std::shared_ptr<CardGroup> group = m_properties.get<&Properties::cardGroup>();
     const int member = m_properties.get<&Properties::cardGroupMember>();
     // The group's reads of one file: its copy and its comparison are shared apart.
-    const auto groupReader = [&](const std::string &key) -> SourceReader {
-        if (!group) return {};
+    const auto groupReader = [&](const std::string &key, uint64_t fileSize) -> SourceReader {
+        if (!group || !CardGroup::shares(fileSize)) return {};
         return [&group, member, key](int fd, char *buffer, size_t size, uint64_t offset) {
             return group->read(member, key, fd, buffer, size, offset);
         };
     };
-    const auto doneWith = [&](const std::string &key) {
-        if (group) group->doneWith(member, key);
+    const auto doneWith = [&](const std::string &key, uint64_t fileSize) {
+        if (group && CardGroup::shares(fileSize)) group->doneWith(member, key);
     };
 
     // Everything after the copy and its flush: the check, the record, the count.
@@ -88,7 +88,8 @@ void OffloadInstance::offloadSourceFiles()
                 reason = verifyChecksum(*method, sourceFile, parent, name, copy, file.sourceValue);
                 failed = !reason.empty();
             } else if (!noFileVerification() &&
-                       !compareFiles(sourceFile, destination, byteComparison(), groupReader("compare:" + sourceFile))) {
+                       !compareFiles(sourceFile, destination, byteComparison(),
+                                     groupReader("compare:" + sourceFile, record->rawFileSize()))) {
                 failed = true;
                 reason = byteComparison() ? "contents differ" : "sizes differ";
             }
@@ -128,7 +129,7 @@ void OffloadInstance::offloadSourceFiles()
             record->setRawStatus(FileCopyDetails::kCopyError);
             if (!m_errorReported.exchange(true) && offloadStatus() != kCanceled) soundFileCopyFailureAlert();
         }
-        doneWith("compare:" + sourceFile);
+        doneWith("compare:" + sourceFile, record->rawFileSize());
         recordResult(record, failed, details);
         // Asked for here, after the lock is released, rather than on a fresh
         // thread per file: the delegate only hands the refresh to the main loop.
@@ -196,8 +197,8 @@ void OffloadInstance::offloadSourceFiles()
         }
 
         if (reason.empty() && carryOver(record, *relative, parent.get(), name)) {
-            doneWith("copy:" + sourceFile);
-            doneWith("compare:" + sourceFile);
+            doneWith("copy:" + sourceFile, record->rawFileSize());
+            doneWith("compare:" + sourceFile, record->rawFileSize());
             recordResult(record, false, details);
             updateDelegateInterface();
             continue;
@@ -215,7 +216,7 @@ void OffloadInstance::offloadSourceFiles()
                 sourceHash.emplace(*method);
                 options.onSourceData = [&sourceHash](const char *data, size_t size) { sourceHash->update(data, size); };
             }
-            options.readSource = groupReader("copy:" + sourceFile);
+            options.readSource = groupReader("copy:" + sourceFile, record->rawFileSize());
             copy = FileCopy::copyFileAt(sourceFile, parent.get(), name, options);
             if (sourceHash && copy.ok() && !copy.symbolicLink) file.sourceValue = sourceHash->finish().value_or("");
             if (copy.sourceSize != 0 || copy.sourceModificationTime != 0)
@@ -230,7 +231,7 @@ void OffloadInstance::offloadSourceFiles()
                 if (batched) FileCopy::discardCopyAt(parent.get(), name);
             }
         }
-        doneWith("copy:" + sourceFile);
+        doneWith("copy:" + sourceFile, record->rawFileSize());
         const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
         record->setDuration(stringWithFormat("%.3f", took.count()));
         file.parent = std::make_shared<const UniqueFd>(std::move(parent));

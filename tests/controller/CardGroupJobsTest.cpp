@@ -15,7 +15,9 @@ TEST_F(ControllerTest, CancelingOneDestinationOfACardLeavesTheOtherWhole)
     addDestination("d1");
     addDestination("d2");
     controller->setCopyThreadCount(2);
-    const std::string card = makeCard("A001", 8);
+    const std::string card = dir / "A001";
+    for (int i = 0; i < 8; ++i)
+        writeSizedFile(card + "/CLIP/" + std::to_string(i) + ".MOV", CardGroup::kSmallestShared + 1000, i);
     controller->addDirectoriesToOffloadList({card});
     settle();
     const auto jobs = controller->listOffloadInstances();
