@@ -10,10 +10,29 @@
 #include "fsutil/SystemLog.h"
 #include "fsutil/UniqueFd.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <exception>
 
 namespace ferrydeck {
+
+namespace {
+
+// Sharing one read of a card pays only where the card is a device of its own, as in a reader.
+// On the destinations' own disk the second read comes from the page cache for free, while a
+// shared read gives up the kernel's in-place copy and makes each job wait for the others.
+bool cardOnItsOwnDevice(const std::vector<Job> &jobs)
+{
+    struct stat card {};
+    if (::stat(jobs.front()->sourceDirectory().c_str(), &card) != 0) return false;
+    return std::all_of(jobs.begin(), jobs.end(), [&](const Job &job) {
+        struct stat destination {};
+        return ::stat(job->offloadDirectory().c_str(), &destination) == 0 && destination.st_dev != card.st_dev;
+    });
+}
+
+} // namespace
 
 void AppController::addDirectoriesToOffloadList(const std::vector<std::string> &paths)
 {
@@ -237,7 +256,9 @@ void AppController::processInstancesInList(const std::vector<Job> &jobs)
             }
         }
         // One read of the card serves all its destinations.
-        const auto reader = group.size() > 1 ? std::make_shared<CardGroup>(static_cast<int>(group.size())) : nullptr;
+        const auto reader = group.size() > 1 && cardOnItsOwnDevice(group)
+                                ? std::make_shared<CardGroup>(static_cast<int>(group.size()))
+                                : nullptr;
         for (size_t member = 0; member < group.size(); ++member) {
             const Job &job = group[member];
             job->setCardGroup(reader, static_cast<int>(member));

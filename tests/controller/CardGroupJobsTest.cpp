@@ -6,16 +6,18 @@
 using namespace ferrydeck;
 using namespace ferrydeck::test;
 
-// The destinations of one card started together share its reads; canceling
-// one of them drops only that destination, and the other still copies and
-// verifies every file without waiting on it.
+// The destinations of one card in a reader started together share its reads;
+// canceling one of them drops only that destination, and the other still
+// copies and verifies every file without waiting on it.
 TEST_F(ControllerTest, CancelingOneDestinationOfACardLeavesTheOtherWhole)
 {
+    if (otherFileSystem().empty()) GTEST_SKIP() << "no second file system (/dev/shm) to hold the card";
+    const TempDir reader(otherFileSystem());
     make();
     addDestination("d1");
     addDestination("d2");
     controller->setCopyThreadCount(2);
-    const std::string card = dir / "A001";
+    const std::string card = reader / "A001";
     for (int i = 0; i < 8; ++i)
         writeSizedFile(card + "/CLIP/" + std::to_string(i) + ".MOV", CardGroup::kSmallestShared + 1000, i);
     controller->addDirectoriesToOffloadList({card});
@@ -36,4 +38,15 @@ TEST_F(ControllerTest, CancelingOneDestinationOfACardLeavesTheOtherWhole)
         EXPECT_EQ(readFile(jobs[1]->fullOffloadPath() + clip), readFile(card + clip)) << clip;
     }
     EXPECT_EQ(jobs[1]->cardGroup()->bytesHeld(), 0u);
+
+    // A card on the destinations' own disk is read by each job: its second read is from memory.
+    writeSizedFile(dir / "A002/CLIP/0.MOV", CardGroup::kSmallestShared + 1000);
+    controller->addDirectoriesToOffloadList({dir / "A002"});
+    controller->processAllItemsInTheQueue();
+    settle();
+    for (const Job &job : controller->listOffloadInstances())
+        if (job->sourceDirectory() == dir / "A002") {
+            EXPECT_EQ(job->offloadStatus(), OffloadInstance::kCompleted);
+            EXPECT_FALSE(job->cardGroup());
+        }
 }

@@ -20,10 +20,27 @@ namespace fs = std::filesystem;
 namespace ferrydeck::test {
 
 TempDir::TempDir()
+    : TempDir(fs::temp_directory_path().string())
 {
-    std::string pattern = (fs::temp_directory_path() / "ferrydeck-test-XXXXXX").string();
+}
+
+TempDir::TempDir(const std::string &parent)
+{
+    std::string pattern = (fs::path(parent) / "ferrydeck-test-XXXXXX").string();
     if (!::mkdtemp(pattern.data())) throw std::runtime_error("mkdtemp failed");
     m_path = pattern;
+}
+
+std::string otherFileSystem()
+{
+    struct stat shm {};
+    struct stat temp {};
+    const std::string candidate = "/dev/shm";
+    if (::stat(candidate.c_str(), &shm) != 0 || ::access(candidate.c_str(), W_OK) != 0 ||
+        ::stat(fs::temp_directory_path().c_str(), &temp) != 0 || shm.st_dev == temp.st_dev) {
+        return {};
+    }
+    return candidate;
 }
 
 TempDir::~TempDir()

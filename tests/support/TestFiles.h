@@ -17,6 +17,8 @@ namespace ferrydeck::test {
 class TempDir {
 public:
     TempDir();
+    // Under `parent` instead of the temporary folder.
+    explicit TempDir(const std::string &parent);
     ~TempDir();
     TempDir(const TempDir &) = delete;
     TempDir &operator=(const TempDir &) = delete;
@@ -27,6 +29,9 @@ public:
 private:
     std::string m_path;
 };
+
+// A folder on another file system than TempDir's, as a card in its reader is; empty where none.
+std::string otherFileSystem();
 
 // Writes `content` to `path`, creating missing parent folders.
 void writeFile(const std::string &path, const std::string &content);
