@@ -22,11 +22,11 @@ namespace {
 // Sharing one read of a card pays only where the card is a device of its own, as in a reader.
 // On the destinations' own disk the second read comes from the page cache for free, while a
 // shared read gives up the kernel's in-place copy and makes each job wait for the others.
-bool cardOnItsOwnDevice(const std::vector<Job> &jobs)
+bool cardOnItsOwnDevice(const std::vector<AppController::Job> &jobs)
 {
     struct stat card {};
     if (::stat(jobs.front()->sourceDirectory().c_str(), &card) != 0) return false;
-    return std::all_of(jobs.begin(), jobs.end(), [&](const Job &job) {
+    return std::all_of(jobs.begin(), jobs.end(), [&](const AppController::Job &job) {
         struct stat destination {};
         return ::stat(job->offloadDirectory().c_str(), &destination) == 0 && destination.st_dev != card.st_dev;
     });

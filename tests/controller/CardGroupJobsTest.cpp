@@ -44,7 +44,7 @@ TEST_F(ControllerTest, CancelingOneDestinationOfACardLeavesTheOtherWhole)
     controller->addDirectoriesToOffloadList({dir / "A002"});
     controller->processAllItemsInTheQueue();
     settle();
-    for (const Job &job : controller->listOffloadInstances())
+    for (const auto &job : controller->listOffloadInstances())
         if (job->sourceDirectory() == dir / "A002") {
             EXPECT_EQ(job->offloadStatus(), OffloadInstance::kCompleted);
             EXPECT_FALSE(job->cardGroup());
