@@ -25,6 +25,8 @@
 #   BENCH_RUNS=N       runs per figure (default 3)
 #   BENCH_DIR=DIR      where the image and the copies go (default $TMPDIR or /tmp)
 #   BENCH_RESULTS=F    where the table goes (default bench/RESULTS.md)
+#   BENCH_ONLY=REGEX   only the commands whose name matches (limit, cp, size, contents, xxh64);
+#                      the limit is always measured, the ratios need it
 set -euo pipefail
 
 build=${1:-build-release}
@@ -147,6 +149,11 @@ median() { sort -g | awk '{v[NR] = $1} END {print v[int((NR + 1) / 2)]}'; }
 methods=(limit cp size contents)
 # The field's usual checksum; the others differ only in the hash's own speed.
 "$cli" offload --help 2>&1 | grep -q xxh64 && methods+=(xxh64)
+only=${BENCH_ONLY:-.}
+for i in "${!methods[@]}"; do
+  [[ "${methods[i]}" == limit || "${methods[i]}" =~ $only ]] || unset 'methods[i]'
+done
+methods=("${methods[@]}")
 
 declare -A seconds reads
 for name in "${methods[@]}"; do
