@@ -407,12 +407,15 @@ ssize_t write(int fd, const void *buffer, size_t size)
         const uint64_t at = slot->bytes;
         if (!slot->flipped && g_config.after >= at && g_config.after < at + size) {
             // The caller's buffer is const: write a copy with the one byte changed.
+            // A byte past what the copy holds is flipped by a later write: this one is cut short.
             static thread_local char copy[kChunk];
             if (size > sizeof copy) size = sizeof copy;
-            std::memcpy(copy, buffer, size);
-            copy[g_config.after - at] ^= 0x20;
-            slot->flipped = true;
-            buffer = copy;
+            if (g_config.after - at < size) {
+                std::memcpy(copy, buffer, size);
+                copy[g_config.after - at] ^= 0x20;
+                slot->flipped = true;
+                buffer = copy;
+            }
         }
         break;
     }
