@@ -18,6 +18,8 @@ public:
     // `report` receives what cmp would print (its difference line or its
     // message about an end of file or an error); empty when the files match.
     // `readFirst`, when set, reads the first file in place of the comparison.
+    // The second file (the copy) is taken to be read once: its pages are dropped
+    // from the cache behind the comparison.
     static Outcome compare(const std::string &first, const std::string &second, std::string &report,
                            const SourceReader &readFirst = {});
 };
