@@ -52,6 +52,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
+#include <mutex>
 
 extern "C" char *program_invocation_short_name;
 
@@ -103,6 +104,11 @@ struct Tracked {
 };
 
 Tracked g_fds[kMaxFd];
+// Guards the slots' paths. They are written and read through the C library's
+// string functions, which a thread sanitizer in the process watches while this
+// library's atomics are invisible to it: a lock it does see orders the threads
+// that reuse one descriptor number (a card's members open and close at once).
+std::mutex g_pathMutex;
 std::atomic<uint64_t> g_bytesRead{0}; // of closed source descriptors, for count-reads
 Config g_config;
 std::atomic<bool> g_ready{false};
@@ -230,8 +236,7 @@ void track(int fd, const char *absolute, bool faulted, bool writing)
 {
     if (fd < 0 || fd >= kMaxFd) return;
     Tracked &slot = g_fds[fd];
-    // Taking the slot over from its last close orders this thread after the
-    // thread that used the number before.
+    const std::lock_guard lock(g_pathMutex);
     slot.active.exchange(false);
     std::snprintf(slot.path, sizeof slot.path, "%s", absolute);
     slot.bytes = 0;
@@ -364,12 +369,18 @@ FERRYDECK_OPEN_WRAPPER(openat64, (int dirfd, const char *path, int flags, ...), 
 int close(int fd)
 {
     static const auto next = FERRYDECK_NEXT(close);
-    if (fd < 0 || fd >= kMaxFd || !g_fds[fd].active.exchange(false)) return next(fd);
+    if (fd < 0 || fd >= kMaxFd || !g_fds[fd].active) return next(fd);
     Tracked &slot = g_fds[fd];
-    if (slot.faulted) g_bytesRead += slot.bytes;
     char path[sizeof slot.path];
-    std::memcpy(path, slot.path, sizeof path);
-    const bool written = slot.writing;
+    bool written = false;
+    {
+        const std::lock_guard lock(g_pathMutex);
+        if (slot.active.exchange(false)) {
+            if (slot.faulted) g_bytesRead += slot.bytes;
+            std::memcpy(path, slot.path, sizeof path);
+            written = slot.writing;
+        }
+    }
     const int result = next(fd);
     if (written) trace("close", path);
     return result;
