@@ -14,7 +14,6 @@ namespace ferrydeck::test {
 struct JobOptions {
     int threads = 3;
     bool contents = false;
-    bool noVerification = false;
     bool verbose = false;
 };
 
@@ -29,7 +28,6 @@ inline std::shared_ptr<OffloadInstance> preparedJob(const std::string &source, c
     job->setFullOffloadPath(DirectoryUtilities::createExclusiveDirectoryForPath(destination + "/copy", folder).value());
     job->setOffloadFolder(std::move(folder));
     job->setByteComparison(options.contents);
-    job->setNoFileVerification(options.noVerification);
     job->setVerboseLogging(options.verbose);
     if (sounds) job->setFailureSound([sounds] { ++*sounds; });
     job->createInitialLogEntry();

@@ -1,4 +1,3 @@
-#include "FaultChecks.h"
 #include "fsutil/FileCopy.h"
 #include "support/CliRun.h"
 
@@ -57,39 +56,6 @@ std::vector<std::string> offloadArguments(const TempDir &dir)
 }
 
 } // namespace
-
-TEST(Interruption, KilledOffloadSaysNothingVerifiedAndARerunMakesAFreshCompleteCopy)
-{
-    TempDir dir;
-    const std::vector<std::string> arguments = offloadArguments(dir);
-    const TreeSnapshot before = snapshotTree(dir / "card");
-
-    const Stopped killed = stopHalfWay(dir, arguments, SIGKILL);
-    ASSERT_EQ(killed.result.signal, SIGKILL) << killed.result.err;
-    EXPECT_GE(killed.copiedBeforeStop, 2u);
-    EXPECT_LT(killed.copiedBeforeStop, 8u);
-    expectOnlyWholeCopiesAndTemporaries(dir);
-    // The log is written when a job ends, so a killed job has none that could
-    // say "Verified".
-    EXPECT_TRUE(listFolder(dir / "logs").empty());
-    EXPECT_FALSE(exists(dir / "dest/card/card.txt"));
-
-    std::vector<std::string> again = arguments;
-    again.push_back("--json");
-    const CliRun::Result second = runCli(again);
-    ASSERT_EQ(second.exitCode, 0) << second.err;
-    const auto job = nlohmann::json::parse(second.out);
-    EXPECT_EQ(job["status"], "Completed");
-    EXPECT_EQ(job["destination"], dir / "dest/card-2");
-    EXPECT_EQ(job["files"], 8);
-    EXPECT_EQ(listFolder(dir / "logs"), std::vector<std::string>{"card-2.txt"});
-    const std::string log = readFile(dir / "logs/card-2.txt");
-    EXPECT_NE(log.find("Offload Verified"), std::string::npos);
-    EXPECT_EQ(expectVerifiedCopiesIdentical(log), 8u);
-    // The half-made copy is left as it was for the person to inspect.
-    EXPECT_LE(listFolder(dir / "dest/card/CLIP").size(), killed.copiedBeforeStop);
-    EXPECT_EQ(snapshotTree(dir / "card"), before);
-}
 
 // Ctrl-C, kill, a closed SSH session and a reader that went away all end the
 // offload the same way: every job is canceled, its log says so, exit status

@@ -1,4 +1,5 @@
 #include "engine/OffloadJournal.h"
+#include "fsutil/FileCopy.h"
 #include "fsutil/FileUtilities.h"
 #include "support/CliRun.h"
 #include "support/TestFiles.h"
@@ -52,6 +53,17 @@ struct InterruptedCard {
         run.signal(SIGKILL);
         EXPECT_EQ(run.wait().signal, SIGKILL);
         EXPECT_TRUE(halfWay) << "the slowed offload never got under way";
+        // Whatever the kill cut short is under a temporary name, and no log
+        // was written that could call anything verified.
+        for (const std::string destination : {"d1", "d2"}) {
+            for (const auto &entry : std::filesystem::recursive_directory_iterator(dir / (destination + "/card"))) {
+                const std::string name = entry.path().filename();
+                const std::string relative = entry.path().string().substr((dir / destination).size() + 1);
+                if (entry.is_regular_file() && !FileCopy::isTemporaryName(name) && relative.starts_with("card/DCIM"))
+                    EXPECT_EQ(readFile(entry.path()), readFile(dir / relative)) << relative;
+            }
+            EXPECT_FALSE(exists(dir / (destination + "/card/card.txt")));
+        }
     }
     std::vector<std::string> offloadArguments(std::vector<std::string> extra) const
     {
