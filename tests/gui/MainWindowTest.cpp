@@ -261,9 +261,7 @@ private slots:
         m_window->showOffloadDetails(); // nothing selected: nothing shown
         QVERIFY(!panel->isVisible() && !panel->shownInstance());
         QCOMPARE(status(m_window->queueModel, 0), QString::fromLatin1(OffloadInstance::statusText(code)));
-        QCOMPARE(m_window->queueModel->data(m_window->queueModel->index(0, QueueTableModel::Status), Qt::BackgroundRole)
-                     .value<QColor>(),
-                 colour);
+        QCOMPARE(QColor(status(m_window->queueModel, 0, Qt::BackgroundRole)), colour);
         doubleClick(m_window->tableProcessingQueue, 0);
         QCOMPARE(panel->labelFileBeingOffloaded->palette().color(QPalette::Window), colour);
         QCOMPARE(panel->buttonSaveLog->isEnabled(), over);
