@@ -97,8 +97,7 @@ TEST_F(AutomaticModeTest, ACardIsKnownByIdentityAcrossRenamesAndTakenAgainOnlyWi
 TEST_F(AutomaticModeTest, TheTimerChainTicksUntilManualModeAndCardsAlreadyQueuedWaitingAreDropped)
 {
     make("dest");
-    controller->addDirectoriesToOffloadList({makeCard("folder")});
-    settle();
+    queue({makeCard("folder")});
     ASSERT_EQ(controller->listOffloadInstances().size(), 1u);
     automatic(); // only new cards from here on
     EXPECT_TRUE(controller->listOffloadInstances().empty());
@@ -149,9 +148,6 @@ TEST_F(AutomaticModeTest, DriveListsHoldRemovableCardsThenLocalVolumesAndTheMedi
     }
     EXPECT_TRUE(controller->isDirectoryARemovableDrive(dir / "media/ZED"));
     EXPECT_FALSE(controller->isDirectoryARemovableDrive(dir / "media/ZED/CLIP"));
-    const auto titles = controller->listMediaTitles();
-    ASSERT_EQ(titles.size(), 16u);
-    EXPECT_EQ(titles.front(), "Any Volume");
 }
 
 } // namespace ferrydeck::test

@@ -90,74 +90,51 @@ public:
 
 TEST_F(CardActionsTest, TheReformatIsRefusedAndDeletesNothingUnlessVerifiedCopiesHoldEveryFile)
 {
+    using After = std::function<void(const BuiltCard &)>; // between offload and reformat
+    const auto write = [](const std::string &file) {
+        return [file](const BuiltCard &card) { writeSizedFile(card.root + file, 10, 1); };
+    };
     struct Case {
         const char *name;
-        const char *reason;                             // part of the refusal's message
-        std::function<void()> before;                   // before the offload
-        std::function<void(const std::string &)> after; // between offload and reformat
-        bool offloaded = true;
+        const char *reason; // part of the refusal's message
+        bool offloaded, secondFull;
+        Verification verification;
+        After after;
     };
-    const std::vector<Case> cases{
-        {"never offloaded", "no offload of", {}, {}, false},
-        {"second destination dropped for space",
-         "did not complete (Dropped)",
-         [this] {
-             options.freeSpace = [](const std::string &folder) {
-                 return folder.find("/two") != std::string::npos ? uint64_t{0} : uint64_t{1} << 40;
-             };
-         },
-         {}},
-        {"verified by nothing",
-         "was not verified",
-         [this] { view->verification.verification = Verification::None; },
-         {}},
-        {"a clip added after the offload",
-         "DCIM/100CANON/NEW.MOV has no verified copy",
-         {},
-         [](const std::string &card) { writeSizedFile(card + "/DCIM/100CANON/NEW.MOV", 10, 1); }},
-        {"a hidden file added after the offload",
-         ".hidden/CLIP.MOV has no verified copy",
-         {},
-         [](const std::string &card) { writeSizedFile(card + "/.hidden/CLIP.MOV", 10, 2); }},
-        {"a clip rewritten after the offload",
-         "has no verified copy",
-         {},
-         [](const std::string &card) {
-             for (const std::string &entry : listTree(card)) {
-                 if (entry.find(".MOV") == std::string::npos && entry.find(".CR2") == std::string::npos) continue;
-                 const std::string file = card + "/" + entry.substr(0, entry.rfind(' '));
-                 writeSizedFile(file, 5, 3);
-                 return;
-             }
-         }},
+    const Case cases[] = {
+        {"never offloaded", "no offload of", false, false, Verification::Size, {}},
+        {"second destination dropped for space", "did not complete (Dropped)", true, true, Verification::Size, {}},
+        {"verified by nothing", "was not verified", true, false, Verification::None, {}},
+        {"a clip added after the offload", "DCIM/100CANON/NEW.MOV has no verified copy", true, false,
+         Verification::Size, write("/DCIM/100CANON/NEW.MOV")},
+        {"a hidden file added after the offload", ".hidden/CLIP.MOV has no verified copy", true, false,
+         Verification::Size, write("/.hidden/CLIP.MOV")},
+        {"a clip rewritten after the offload", "has no verified copy", true, false, Verification::Size,
+         [](const BuiltCard &card) { writeSizedFile(card.clips[0], 5, 3); }},
         // The FIFO fails its copy; it goes before the check, which then sees only the Error.
-        {"a job that ended in Error",
-         "did not complete (Error)",
-         {},
-         [](const std::string &card) { ::unlink((card + "/DCIM/PIPE.MOV").c_str()); }},
-        {"a fixed medium",
-         "not on a removable medium",
-         {},
-         [this](const std::string &) {
-             VolumeService::setCurrent(std::make_shared<FixedMediumVolumes>(dir / "media"));
-         }},
+        {"a job that ended in Error", "did not complete (Error)", true, false, Verification::Size,
+         [](const BuiltCard &card) { ::unlink((card.root + "/DCIM/PIPE.MOV").c_str()); }},
+        {"a fixed medium", "not on a removable medium", true, false, Verification::Size,
+         [this](const BuiltCard &) { VolumeService::setCurrent(std::make_shared<FixedMediumVolumes>(dir / "media")); }},
     };
     int n = 0;
     for (const Case &test : cases) {
         SCOPED_TRACE(test.name);
-        const std::string source = buildCard(CardKind::CanonEos, dir / ("media/C" + std::to_string(n))).root;
+        const BuiltCard built = buildCard(CardKind::CanonEos, dir / ("media/C" + std::to_string(n)));
+        const std::string &source = built.root;
         if (std::string(test.name).find("Error") != std::string::npos) {
             ASSERT_EQ(::mkfifo((source + "/DCIM/PIPE.MOV").c_str(), 0644), 0);
         }
-        options.freeSpace = {};
-        view->verification.verification = Verification::Size;
-        if (test.before) test.before();
+        options.freeSpace = [full = test.secondFull](const std::string &folder) {
+            return full && folder.find("/two") != std::string::npos ? uint64_t{0} : uint64_t{1} << 40;
+        };
+        view->verification.verification = test.verification;
         make();
         addDestination("one" + std::to_string(n));
         addDestination("two" + std::to_string(n));
         settings().setWarnBeforeFormatting(false);
         if (test.offloaded) offload({source});
-        if (test.after) test.after(source);
+        if (test.after) test.after(built);
         const auto before = listTree(source);
         EXPECT_FALSE(controller->attemptToFormatDrive(source));
         EXPECT_EQ(listTree(source), before);
@@ -169,16 +146,21 @@ TEST_F(CardActionsTest, TheReformatIsRefusedAndDeletesNothingUnlessVerifiedCopie
     }
 }
 
-TEST_F(CardActionsTest, AFailedRenameIsToldAndStillUsesUpItsNumber)
+TEST_F(CardActionsTest, AFailedReformatAndAFailedRenameAreToldAndTheRenameStillUsesUpItsNumber)
 {
     const std::string source = card();
+    options.reformatDrive = [](const std::string &) { return false; };
     make("dest");
+    settings().setFormatCard(true);
+    settings().setWarnBeforeFormatting(false);
     settings().setRenameCard(true);
     settings().setTextRenameCard("bad;name");
     settings().setIncrementRenameTitle(true);
     offload({source});
-    ASSERT_EQ(view->titles(), (std::vector<std::string>{"Rename Card Failure:\nbad;name-1 could not be renamed"}));
-    EXPECT_EQ(view->alerts().front().message, "Check for illegal characters in the new name");
+    ASSERT_EQ(view->titles(),
+              (std::vector<std::string>{"Error", "Rename Card Failure:\nbad;name-1 could not be renamed"}));
+    EXPECT_EQ(view->alerts()[0].message, "Ferrydeck's attempt to format drive \"" + source + "\" has failed");
+    EXPECT_EQ(view->alerts()[1].message, "Check for illegal characters in the new name");
     EXPECT_EQ(settings().renameCounter(), 2);
     EXPECT_TRUE(exists(source));
 }
@@ -199,56 +181,27 @@ TEST_F(CardActionsTest, AFolderOnAFixedDiskGetsNoCardAction)
     EXPECT_TRUE(view->alerts().empty());
 }
 
-TEST_F(CardActionsTest, ReformatAsksFirstAndNoKeepsTheCard)
+TEST_F(CardActionsTest, ACardOfUnknownStructureOrAFailedOffloadIsNeverReformattedAndEachSoundsOnce)
 {
-    const std::string source = card();
-    const auto before = listTree(source);
-    make("dest");
-    settings().setFormatCard(true);
-    view->answers = {"NO"};
-    offload({source});
-    EXPECT_EQ(view->titles(), (std::vector<std::string>{"Reformat Warning", "Error"}));
-    EXPECT_EQ(view->alerts()[0].message, "Ferrydeck will attempt to reformat drive \"" + source + "\"\nProceed?");
-    EXPECT_EQ(view->alerts()[1].message, "Reformat attempt was aborted");
-    EXPECT_EQ(listTree(source), before);
-}
-
-TEST_F(CardActionsTest, YesReformatsTheCardAsItsTypeExpectsAndAFailureIsTold)
-{
-    const BuiltCard built = buildCard(CardKind::CanonEos, dir / "media/DAY_ONE");
-    make("dest");
-    settings().setFormatCard(true);
-    view->answers = {"YES"};
-    offload({built.root});
-    EXPECT_EQ(view->titles(), (std::vector<std::string>{"Reformat Warning"}));
-    for (const std::string &clip : built.clips)
-        EXPECT_FALSE(exists(clip)) << clip;
-    EXPECT_TRUE(exists(built.root + "/DCIM"));
-    EXPECT_TRUE(exists(built.root + "/MISC"));
-
-    const std::string second = buildCard(CardKind::CanonEos, dir / "media/DAY_TWO").root;
-    options.reformatDrive = [](const std::string &) { return false; };
-    make("dest2");
-    settings().setFormatCard(true);
-    settings().setWarnBeforeFormatting(false);
-    offload({second});
-    EXPECT_EQ(view->titles().back(), "Error");
-    EXPECT_EQ(view->alerts().back().message, "Ferrydeck's attempt to format drive \"" + second + "\" has failed");
-}
-
-TEST_F(CardActionsTest, ACardOfUnknownStructureOrAFailedOffloadIsNeverReformatted)
-{
+    std::vector<std::string> played;
+    std::mutex playedMutex;
+    options.playSound = [&](const std::string &name) {
+        std::lock_guard lock(playedMutex);
+        played.push_back(name);
+    };
     const std::string unknown = makeCard("media/PLAIN");
     const auto unknownBefore = listTree(unknown);
     const BuiltCard failing = buildCard(CardKind::CanonEos, dir / "media/DAY_ONE");
     std::vector<std::string> clipsBefore;
     for (const std::string &clip : failing.clips)
         clipsBefore.push_back(readFile(clip));
-    // A FIFO cannot be copied, so the card's offload ends in Error.
+    // A FIFO cannot be copied, so the card's offload ends in Error; two of them still sound once.
     ASSERT_EQ(::mkfifo((failing.root + "/DCIM/PIPE.MOV").c_str(), 0644), 0);
+    ASSERT_EQ(::mkfifo((failing.root + "/DCIM/PIPE2.MOV").c_str(), 0644), 0);
     make("dest");
     settings().setFormatCard(true);
     settings().setWarnBeforeFormatting(false);
+    settings().setPlaySound(true);
     offload({unknown, failing.root});
     const auto jobs = controller->listOffloadInstances();
     ASSERT_EQ(jobs.size(), 2u);
@@ -259,23 +212,6 @@ TEST_F(CardActionsTest, ACardOfUnknownStructureOrAFailedOffloadIsNeverReformatte
         EXPECT_EQ(readFile(failing.clips[i]), clipsBefore[i]);
     EXPECT_TRUE(exists(failing.root + "/DCIM/PIPE.MOV"));
     EXPECT_TRUE(view->alerts().empty());
-}
-
-TEST_F(CardActionsTest, SoundsFollowTheSettingAndACopyErrorSoundsOnce)
-{
-    std::vector<std::string> played;
-    std::mutex playedMutex;
-    options.playSound = [&](const std::string &name) {
-        std::lock_guard lock(playedMutex);
-        played.push_back(name);
-    };
-    const std::string good = makeCard("good");
-    const std::string bad = makeCard("bad");
-    ASSERT_EQ(::mkfifo((bad + "/A.MOV").c_str(), 0644), 0);
-    ASSERT_EQ(::mkfifo((bad + "/B.MOV").c_str(), 0644), 0);
-    make("dest");
-    settings().setPlaySound(true);
-    offload({good, bad});
     std::lock_guard lock(playedMutex);
     EXPECT_EQ(std::count(played.begin(), played.end(), AppController::kSoundComplete), 1);
     EXPECT_EQ(std::count(played.begin(), played.end(), AppController::kSoundFailure), 1);

@@ -20,8 +20,7 @@ TEST_F(ControllerTest, CancelingOneDestinationOfACardLeavesTheOtherWhole)
     const std::string card = reader / "A001";
     for (int i = 0; i < 8; ++i)
         writeSizedFile(card + "/CLIP/" + std::to_string(i) + ".MOV", CardGroup::kSmallestShared + 1000, i);
-    controller->addDirectoriesToOffloadList({card});
-    settle();
+    queue({card});
     const auto jobs = controller->listOffloadInstances();
     ASSERT_EQ(jobs.size(), 2u);
     std::atomic<int> copied{0};
@@ -41,8 +40,7 @@ TEST_F(ControllerTest, CancelingOneDestinationOfACardLeavesTheOtherWhole)
 
     // A card on the destinations' own disk is read by each job: its second read is from memory.
     writeSizedFile(dir / "A002/CLIP/0.MOV", CardGroup::kSmallestShared + 1000);
-    controller->addDirectoriesToOffloadList({dir / "A002"});
-    settle();
+    queue({dir / "A002"});
     controller->processAllItemsInTheQueue();
     settle();
     int local = 0;

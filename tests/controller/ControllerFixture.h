@@ -137,13 +137,23 @@ protected:
             sources.push_back(job->sourceDirectory());
         return sources;
     }
-    // Queues `sources`, lets them be listed and starts them; returns once every job ran.
-    void offload(const std::vector<std::string> &sources)
+    // Queues `sources` and returns once they are listed.
+    void queue(const std::vector<std::string> &sources)
     {
         controller->addDirectoriesToOffloadList(sources);
         settle();
+    }
+    // Queues `sources` and starts them; returns once every job ran.
+    void offload(const std::vector<std::string> &sources)
+    {
+        queue(sources);
         controller->processAllItemsInTheQueue();
         settle();
+    }
+    static size_t threadsIn(ThreadPool &pool)
+    {
+        std::lock_guard lock(pool.poolLock());
+        return pool.pool().size();
     }
 
     TempDir dir;

@@ -26,14 +26,6 @@ struct AppRun {
     List destinations;
 };
 
-List destinationsAt(std::initializer_list<const char *> paths)
-{
-    List list;
-    for (const char *destinationPath : paths)
-        list.push_back(std::make_shared<OffloadDestination>(destinationPath));
-    return list;
-}
-
 std::vector<std::string> pathsOf(const List &list)
 {
     std::vector<std::string> paths;
@@ -63,7 +55,7 @@ TEST_F(Defaults, FirstStartLoadsNothingAndShowsTheInitialTexts)
     EXPECT_EQ(texts.renameCard, "");
 
     // What was already in the controller's list stays first.
-    const List existing = destinationsAt({"/already"});
+    const List existing{std::make_shared<OffloadDestination>("/already")};
     EXPECT_EQ(pathsOf(DefaultsPersistence::loadDefaults(run.store, run.settings, existing)),
               std::vector<std::string>{"/already"});
 }
@@ -86,22 +78,6 @@ TEST_F(Defaults, GapInTheStoredListEndsItAndTheNextSaveRewritesIt)
         keys.push_back(key);
     EXPECT_EQ(keys, (std::vector<std::string>{"presets", "destination_0"}));
     EXPECT_EQ(saved["destination_0"], (Dictionary{{"destinationPath", "/a"}, {"inUse", false}}));
-}
-
-TEST_F(Defaults, ShorterListLeavesNoStaleDestinationBehind)
-{
-    AppRun first(file());
-    DefaultsPersistence::saveDefaults(first.store, first.settings, destinationsAt({"/a", "/b", "/c"}), std::nullopt);
-    AppRun second(file());
-    ASSERT_EQ(pathsOf(second.destinations), (std::vector<std::string>{"/a", "/b", "/c"}));
-    second.destinations.erase(second.destinations.begin() + 1);
-    DefaultsPersistence::saveDefaults(second.store, second.settings, second.destinations, std::nullopt);
-
-    const Dictionary saved = onDisk();
-    EXPECT_TRUE(saved.contains("destination_0"));
-    EXPECT_TRUE(saved.contains("destination_1"));
-    EXPECT_FALSE(saved.contains("destination_2"));
-    EXPECT_EQ(pathsOf(AppRun(file()).destinations), (std::vector<std::string>{"/a", "/c"}));
 }
 
 TEST_F(Defaults, ThreadCountIsStoredAsSetAndBoundedInMemoryOnlyAfterSaving)

@@ -31,7 +31,7 @@ TEST_F(Logs, AutomaticSavesNeverReplaceAnEarlierLog)
     EXPECT_EQ(readFile(dir / "Backup/CARD1/CARD1.txt"), job->interface()->logText());
 }
 
-TEST_F(Logs, AutomaticSaveThatCannotWriteFallsBackToTheStateFolderAndSaysWhere)
+TEST_F(Logs, AnUnwritableLogGoesToTheStateFolderElseStaysUnsavedAndManualSaveReports)
 {
     make();
     writeFile(dir / "plain", "x");
@@ -51,32 +51,25 @@ TEST_F(Logs, AutomaticSaveThatCannotWriteFallsBackToTheStateFolderAndSaysWhere)
         EXPECT_NE(view->alerts().back().message.find("saved as \"" + expected + "\""), std::string::npos);
     }
     EXPECT_EQ(statOf(dir / "state/ferrydeck/logs").st_mode & 0777, 0700u);
-}
 
-TEST_F(Logs, FailedWritesLeaveTheJobUnsavedAndManualSaveReports)
-{
-    make();
-    // Neither the asked folder nor the state folder can take the log.
-    writeFile(dir / "plain", "x");
-    const EnvironmentGuard state("XDG_STATE_HOME", (dir / "plain").c_str());
-    logToFolder(dir / "no/such/folder", false);
+    // Neither the asked folder nor the state folder can take it: unsaved, and no alert.
+    const EnvironmentGuard broken("XDG_STATE_HOME", (dir / "plain").c_str());
     auto job = OffloadInstance::create(dir / "CARD1", dir / "Backup");
     EXPECT_FALSE(controller->autoSaveLogForInstance(job));
     EXPECT_FALSE(job->logWasSaved());
     loop->processEvents();
-    EXPECT_TRUE(view->alerts().empty());
+    ASSERT_EQ(view->alerts().size(), 2u);
 
     controller->setViewedInstance(job);
     view->acceptSave = false;
     controller->saveLog();
-    expectAlerts({"Log File Not Saved"}, "The log file was not saved.");
-
+    expectAlerts({"Log Saved Elsewhere", "Log Saved Elsewhere", "Log File Not Saved"}, "The log file was not saved.");
     logToFolder(dir / "logs");
     view->acceptSave = true;
     controller->saveLog();
     EXPECT_TRUE(exists(dir / "logs/Backup.txt"));
     EXPECT_TRUE(job->logWasSaved());
-    EXPECT_EQ(view->alerts().size(), 1u);
+    EXPECT_EQ(view->alerts().size(), 3u);
 }
 
 TEST_F(Logs, ControlCharactersInNamesCannotForgeLogLines)
@@ -205,8 +198,7 @@ TEST_F(Lifecycle, ShuttingDownCancelsRunningJobsAndWaitsForTheirThreads)
     make("backup");
     for (int i = 0; i < 40; ++i)
         writeSizedFile(dir / ("card/" + std::to_string(i) + ".MOV"), 200000, i);
-    controller->addDirectoriesToOffloadList({dir / "card"});
-    settle();
+    queue({dir / "card"});
     controller->processAllItemsInTheQueue();
     const auto job = controller->listOffloadInstances().at(0);
     controller.reset();
@@ -219,8 +211,7 @@ TEST_F(Lifecycle, ShuttingDownCancelsRunningJobsAndWaitsForTheirThreads)
 TEST_F(Lifecycle, RefreshesLeftOnAStoppedLoopDoNotKeepJobsAlive)
 {
     make("backup");
-    controller->addDirectoriesToOffloadList({makeCard("A001", 5)});
-    settle();
+    queue({makeCard("A001", 5)});
     controller->processAllItemsInTheQueue();
     std::weak_ptr<OffloadInstance> job = controller->listOffloadInstances().at(0);
     ASSERT_TRUE(job.lock()->waitUntilOver(std::chrono::seconds(30)));
@@ -235,24 +226,23 @@ TEST(StdMainLoop, TasksRunInOrderOnTheLoopThreadAndTimersInDeadlineOrderUnlessCa
 {
     StdMainLoop loop;
     std::vector<int> order;
+    std::thread::id ranOn;
+    std::atomic<bool> returned{false};
     std::thread worker([&] {
         loop.post([&] { order.push_back(1); });
         loop.post([&] { order.push_back(2); });
-    });
-    worker.join();
-    EXPECT_TRUE(loop.runUntil([&] { return order.size() == 2; }, 2s));
-    EXPECT_EQ(order, (std::vector<int>{1, 2}));
-
-    // Waited-for work runs on the loop too, and inline when the loop asks itself.
-    std::thread::id ranOn;
-    std::atomic<bool> returned{false};
-    std::thread waiter([&] {
-        loop.invokeAndWait([&] { ranOn = std::this_thread::get_id(); });
+        // Waited-for work runs on the loop too, after what was posted before it.
+        loop.invokeAndWait([&] {
+            ranOn = std::this_thread::get_id();
+            order.push_back(3);
+        });
         returned = true;
     });
     EXPECT_TRUE(loop.runUntil([&] { return returned.load(); }, 2s));
-    waiter.join();
+    worker.join();
+    EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
     EXPECT_EQ(ranOn, std::this_thread::get_id());
+    // Inline when the loop asks itself.
     bool inlineRan = false;
     loop.invokeAndWait([&] { inlineRan = true; });
     EXPECT_TRUE(inlineRan);

@@ -7,16 +7,6 @@
 namespace ferrydeck::test {
 namespace {
 
-TEST(OffloadNamingScheme, TitlesAndIdsRoundTripAndUnknownsAreMarked)
-{
-    for (int32_t id = 1; id <= 7; ++id) {
-        EXPECT_EQ(OffloadNamingScheme::schemeForTitle(OffloadNamingScheme::titleForScheme(id)), id);
-    }
-    EXPECT_EQ(OffloadNamingScheme::titleForScheme(7), "Today's Date");
-    EXPECT_EQ(OffloadNamingScheme::titleForScheme(0), "N/A");
-    EXPECT_EQ(OffloadNamingScheme::schemeForTitle("card name"), -1);
-}
-
 std::string today()
 {
     const std::time_t now = std::time(nullptr);

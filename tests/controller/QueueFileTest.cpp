@@ -81,6 +81,10 @@ TEST_F(QueueFileTest, FinishedJobsComeBackAsTheyEndedAndTheOthersWaiting)
             EXPECT_EQ(again[i], saved[i]);
         }
     }
+    // A waiting job whose source is gone stays listed, waiting.
+    EXPECT_FALSE(controller->requeueRestoredJob(jobs[3], true));
+    EXPECT_EQ(view->titles(), std::vector<std::string>{AlertTexts::restoredSourceMissing("").title});
+    EXPECT_EQ(controller->listOffloadInstances(), jobs);
 }
 
 TEST_F(QueueFileTest, DamagedOrForeignFileIsMovedAsideAndTheQueueStartsEmpty)
@@ -137,8 +141,7 @@ TEST_F(QueueFileTest, RestartKeepsAFinishedOffloadAndStartsAWaitingOneAgain)
     make();
     const std::string backup = addDestination("backup");
     offload({makeCard("A001")});
-    controller->addDirectoriesToOffloadList({makeCard("A002", 2)});
-    settle();
+    queue({makeCard("A002", 2)});
     const AppController::Job done = controller->listOffloadInstances().front();
     ASSERT_EQ(done->offloadStatus(), OffloadInstance::kCompleted);
     // Changes are saved on the main loop without being asked.
@@ -165,16 +168,6 @@ TEST_F(QueueFileTest, RestartKeepsAFinishedOffloadAndStartsAWaitingOneAgain)
     EXPECT_EQ(again()->offloadStatus(), OffloadInstance::kCompleted);
     EXPECT_EQ(listFolder(again()->fullOffloadPath() + "/CLIP").size(), 2u);
     EXPECT_EQ(controller->listOffloadInstances()[0]->offloadStatus(), OffloadInstance::kCompleted);
-}
-
-TEST_F(QueueFileTest, RestoredJobWhoseSourceIsGoneStaysWaiting)
-{
-    ASSERT_TRUE(QueueStore(file).save({savedJob(dir / "gone", OffloadInstance::kProcessing, 4)}));
-    make().restoreQueue();
-    const AppController::Job job = controller->listOffloadInstances().front();
-    EXPECT_FALSE(controller->requeueRestoredJob(job, true));
-    EXPECT_EQ(view->titles(), std::vector<std::string>{AlertTexts::restoredSourceMissing("").title});
-    EXPECT_EQ(controller->listOffloadInstances(), std::vector<AppController::Job>{job});
 }
 
 } // namespace

@@ -1,9 +1,6 @@
 #include "ControllerFixture.h"
 
 #include "engine/OffloadJournal.h"
-#include "fsutil/AttachedVolume.h"
-#include "fsutil/FileUtilities.h"
-#include "support/FixedVolumes.h"
 #include "support/Gate.h"
 
 #include <sys/mount.h>
@@ -16,29 +13,43 @@ namespace {
 
 using Queue = ControllerTest;
 
-TEST_F(Queue, SourceThatIsADestinationRefusesTheWholeDrop)
+// Each refusal drops the whole request, the folders accepted before it too.
+TEST_F(Queue, RefusedSourcesQueueNothingAndSayWhy)
 {
-    make();
-    const std::string backup = addDestination("backup");
-    const std::string card = makeCard("card");
-    // The refused folder comes last: the folders accepted before it are dropped too.
-    controller->addDirectoriesToOffloadList({card, backup});
-    settle();
-    EXPECT_TRUE(controller->listOffloadInstances().empty());
-    expectAlerts({"Error"}, "Directory could not be added for the following reason:\nDirectory " + backup +
-                                " is listed as a offload destination.  A directory cannot be both a "
-                                "source and a destination.\nPlease correct the above error & try again");
-    EXPECT_EQ(view->alerts()[0].buttons, std::vector<std::string>{"OK"});
-}
-
-TEST_F(Queue, NoTickedDestinationQueuesNothing)
-{
-    make("backup");
-    controller->listOffloadDestinations()[0]->setInUse(false);
-    controller->addDirectoriesToOffloadList({makeCard("card")});
-    EXPECT_TRUE(controller->listOffloadInstances().empty());
-    expectAlerts({"Error"}, "No offload destinations have been selected.\nPlease open Ferrydeck settings "
-                            "and add at least one active offload destination.");
+    const std::string card = makeCard("card"), backup = dir / "backup";
+    struct Case {
+        const char *name;
+        std::vector<std::string> sources;
+        bool ticked;
+        uint64_t freeSpace;
+        std::string title, message;
+    };
+    const std::string sourceIsDestination =
+        "Directory could not be added for the following reason:\nDirectory " + backup +
+        " is listed as a offload destination.  A directory cannot be both a source and a destination.\nPlease "
+        "correct the above error & try again";
+    const std::string noneTicked = "No offload destinations have been selected.\nPlease open Ferrydeck settings and "
+                                   "add at least one active offload destination.";
+    const std::string noSpace =
+        "The following directories could not be copied due to insufficient space at the destination:\n" + card +
+        " could not be copied to " + backup + "\n";
+    const uint64_t plenty = uint64_t{1} << 40;
+    const Case cases[] = {
+        {"a source is a destination", {card, backup}, true, plenty, "Error", sourceIsDestination},
+        {"no ticked destination", {card}, false, plenty, "Error", noneTicked},
+        {"one byte short of space", {card}, true, 8999, "Insufficient Space", noSpace},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        view = std::make_shared<ScriptedView>();
+        options.freeSpace = [free = c.freeSpace](const std::string &) { return free; };
+        make("backup");
+        controller->listOffloadDestinations()[0]->setInUse(c.ticked);
+        queue(c.sources);
+        EXPECT_TRUE(controller->listOffloadInstances().empty());
+        expectAlerts({c.title}, c.message);
+        EXPECT_EQ(view->alerts()[0].buttons, std::vector<std::string>{"OK"});
+    }
 }
 
 TEST_F(Queue, MissingPathsAndFilesAreSkippedAndOnlyTickedDestinationsGetJobs)
@@ -48,8 +59,7 @@ TEST_F(Queue, MissingPathsAndFilesAreSkippedAndOnlyTickedDestinationsGetJobs)
     addDestination("c");
     controller->listOffloadDestinations()[1]->setInUse(false);
     writeFile(dir / "loose.txt", "x");
-    controller->addDirectoriesToOffloadList({dir / "nowhere", dir / "loose.txt", makeCard("card")});
-    settle();
+    queue({dir / "nowhere", dir / "loose.txt", makeCard("card")});
     const auto jobs = controller->listOffloadInstances();
     ASSERT_EQ(jobs.size(), 2u);
     EXPECT_EQ(jobs[0]->offloadDirectory(), dir / "a");
@@ -86,29 +96,13 @@ TEST_F(Queue, ThreeDestinationsShareOneConsecutiveNumberPerSource)
     EXPECT_TRUE(view->alerts().empty());
 }
 
-TEST_F(Queue, SecondOffloadOfTheSameCardGetsAUniqueFolder)
-{
-    make();
-    view->naming = {"Card Name", "", "", ""};
-    const std::string backup = addDestination("backup");
-    const std::string card = makeCard("CARD1");
-    offload({card});
-    offload({card});
-    const auto jobs = controller->listOffloadInstances();
-    ASSERT_EQ(jobs.size(), 2u);
-    EXPECT_EQ(jobs[0]->fullOffloadPath(), backup + "/CARD1/CARD1");
-    EXPECT_EQ(jobs[1]->fullOffloadPath(), backup + "/CARD1/CARD1-2");
-    EXPECT_EQ(jobs[1]->offloadStatus(), OffloadInstance::kCompleted);
-}
-
 TEST_F(Queue, UnwritableDestinationEndsInErrorAndStillCompletes)
 {
     make();
     controller->ferrydeckSettings().setAutoSaveLogs(true);
     logToFolder(dir / "logs");
     const std::string backup = addDestination("backup");
-    controller->addDirectoriesToOffloadList({makeCard("card")});
-    settle();
+    queue({makeCard("card")});
     // Read-only even for root: a read-only file system over the destination.
     if (::mount("tmpfs", backup.c_str(), "tmpfs", MS_RDONLY, "size=64k") != 0) GTEST_SKIP() << "cannot mount";
     controller->processAllItemsInTheQueue();
@@ -122,8 +116,7 @@ TEST_F(Queue, UnwritableDestinationEndsInErrorAndStillCompletes)
     EXPECT_TRUE(exists(dir / "logs/card.txt"));
     EXPECT_NE(readFile(dir / "logs/card.txt").find("Offload Errored"), std::string::npos);
     EXPECT_FALSE(job->postOffloadComplete());
-    std::lock_guard lock(controller->offloadPool().poolLock());
-    EXPECT_TRUE(controller->offloadPool().pool().empty());
+    EXPECT_EQ(threadsIn(controller->offloadPool()), 0u);
 }
 
 TEST_F(Queue, CancellingHalfWayEndsCanceledWithItsLogSaved)
@@ -132,8 +125,7 @@ TEST_F(Queue, CancellingHalfWayEndsCanceledWithItsLogSaved)
     controller->ferrydeckSettings().setAutoSaveLogs(true);
     controller->ferrydeckSettings().setLogOptionIndex(1);
     addDestination("backup");
-    controller->addDirectoriesToOffloadList({makeCard("card", 20)});
-    settle();
+    queue({makeCard("card", 20)});
     const auto job = controller->listOffloadInstances().at(0);
     // Every copy thread stops after its first file until the job is cancelled.
     Gate cancelled;
@@ -152,57 +144,41 @@ TEST_F(Queue, CancellingHalfWayEndsCanceledWithItsLogSaved)
     EXPECT_EQ(controller->listOffloadInstances().size(), 1u); // a begun job stays listed
 }
 
-TEST_F(Queue, InsufficientSpaceDropsTheJobWithTheGatheredMessage)
-{
-    options.freeSpace = [](const std::string &) { return uint64_t{8999}; };
-    make();
-    const std::string backup = addDestination("backup");
-    const std::string card = makeCard("card");
-    controller->addDirectoriesToOffloadList({card});
-    settle();
-    EXPECT_TRUE(controller->listOffloadInstances().empty());
-    expectAlerts({"Insufficient Space"},
-                 "The following directories could not be copied due to insufficient space at the destination:\n" +
-                     card + " could not be copied to " + backup + "\n");
-}
-
 // Pool of 8 (2 processors) and 3 waiting jobs: idle counts 8..1 pick jobs 8%3, 7%3, ... 1%3.
 TEST_F(Queue, SharedThreadsAreHandedOutByIdleCountModuloJobs)
 {
     make();
     ASSERT_EQ(controller->offloadPool().poolSize(), 8);
-    std::vector<AppController::Job> jobs;
-    for (int i = 0; i < 3; ++i)
-        jobs.push_back(job("s"));
+    std::vector<AppController::Job> jobs{job("s"), job("s"), job("s")};
     controller->handOutSharedThreads(jobs);
-    const std::vector<int> expected{2, 3, 3}; // job 0 gets idle 6 and 3; job 1: 7, 4, 1; job 2: 8, 5, 2
-    for (size_t i = 0; i < jobs.size(); ++i) {
-        std::lock_guard lock(jobs[i]->pool().poolLock());
-        EXPECT_EQ(static_cast<int>(jobs[i]->pool().pool().size()), expected[i]) << i;
-    }
-    {
-        std::lock_guard lock(controller->offloadPool().poolLock());
-        EXPECT_EQ(controller->offloadPool().pool().size(), 8u);
-    }
+    // Job 0 gets idle 6 and 3; job 1: 7, 4, 1; job 2: 8, 5, 2.
+    for (size_t i = 0; i < jobs.size(); ++i)
+        EXPECT_EQ(threadsIn(jobs[i]->pool()), i == 0 ? 2u : 3u) << i;
+    EXPECT_EQ(threadsIn(controller->offloadPool()), 8u);
     EXPECT_TRUE(controller->overflowPool().empty());
     // A full shared pool: the next threads go to the overflow list (none idle: every pick is job 0).
     controller->handOutSharedThreads(jobs);
     EXPECT_EQ(controller->overflowPool().size(), 8u);
-    std::lock_guard lock(jobs[0]->pool().poolLock());
-    EXPECT_EQ(jobs[0]->pool().pool().size(), 10u);
+    EXPECT_EQ(threadsIn(jobs[0]->pool()), 10u);
 }
 
-TEST_F(Queue, FreedThreadsGoToRunningJobs)
+TEST_F(Queue, FreedThreadsGoOnlyToRunningJobs)
 {
     make();
     auto finished = job("s"), running = job("s2", OffloadInstance::kIndexing, "d2");
+    // With no job running, the freed threads are only let go.
+    controller->handOutSharedThreads({finished});
+    finished->setOffloadStatus(OffloadInstance::kError);
+    controller->setListOffloadInstances({finished});
+    controller->redistributeThreadsFromInstance(finished);
+    EXPECT_EQ(threadsIn(controller->offloadPool()), 0u);
+
     controller->handOutSharedThreads({finished});
     {
         // Room for the extra pass whatever the state of the threads already handed out.
         std::lock_guard lock(controller->offloadPool().poolLock());
         controller->offloadPool().setPoolSize(16);
     }
-    finished->setOffloadStatus(OffloadInstance::kCompleted);
     // The running job has no files left, so the threads it receives end at once.
     running->setOffloadStatus(OffloadInstance::kProcessing);
     controller->setListOffloadInstances({finished, running});
@@ -222,20 +198,7 @@ TEST_F(Queue, FreedThreadsGoToRunningJobs)
         EXPECT_EQ(running->pool().poolSize(), 10);
     }
     EXPECT_DOUBLE_EQ(running->threadRatio(), 10.0 / 16.0);
-    std::lock_guard lock(finished->pool().poolLock());
-    EXPECT_TRUE(finished->pool().pool().empty());
-}
-
-TEST_F(Queue, RedistributionWithoutRunningJobsOnlyFreesThreads)
-{
-    make();
-    auto finished = job("s");
-    controller->handOutSharedThreads({finished});
-    finished->setOffloadStatus(OffloadInstance::kError);
-    controller->setListOffloadInstances({finished});
-    controller->redistributeThreadsFromInstance(finished);
-    std::lock_guard lock(controller->offloadPool().poolLock());
-    EXPECT_TRUE(controller->offloadPool().pool().empty());
+    EXPECT_EQ(threadsIn(finished->pool()), 0u);
 }
 
 // Resume on a canceled job continues its folder: what it verified stays
@@ -247,8 +210,7 @@ TEST_F(Queue, ResumeContinuesACanceledJobInItsFolder)
     view->verification.verification = Verification::Checksum;
     view->verification.checksum = HashMethod::Xxh64;
     controller->setCopyThreadCount(1);
-    controller->addDirectoriesToOffloadList({makeCard("A001", 6)});
-    settle();
+    queue({makeCard("A001", 6)});
     const AppController::Job job = controller->listOffloadInstances().front();
     std::atomic<int> copied{0};
     job->setCopyObserver([&](const FileCopyDetails &) {
@@ -277,34 +239,8 @@ TEST_F(Queue, ResumeContinuesACanceledJobInItsFolder)
     EXPECT_FALSE(controller->resumeJob(fresh())) << "a Completed job was resumed";
 }
 
-class Fidelity : public ControllerTest {
-protected:
-    void TearDown() override { VolumeService::setCurrent(nullptr); }
-};
-
-TEST_F(Fidelity, AddAllMediaQueuesEachRemovableVolumeOnceAndNoLocalDisk)
-{
-    const std::string cardA = makeCard("media/CARD_A"), cardB = makeCard("media/CARD_B");
-    const std::string disk = makeCard("disk");
-    VolumeService::setCurrent(std::make_shared<FixedVolumes>(std::vector<std::string>{"/", disk, cardA, cardB},
-                                                             std::vector<std::string>{cardB, cardA}));
-    make("backup");
-    controller->addDirectoriesToOffloadList({cardA});
-    settle();
-    controller->addAllMountedMediaToQueue();
-    settle();
-    EXPECT_EQ(queuedSources(), (std::vector<std::string>{cardA, cardB}));
-    EXPECT_TRUE(view->alerts().empty());
-
-    std::vector<std::pair<std::string, std::string>> images;
-    for (const auto &volume : controller->listMountedMedia())
-        images.emplace_back(volume->volumePath(), volume->volumeImage());
-    EXPECT_EQ(images, (std::vector<std::pair<std::string, std::string>>{
-                          {cardA, "removable.tif"}, {cardB, "removable.tif"}, {disk, "harddrive.tif"}}));
-}
-
 // Listing threads finish in any order; the later job of one folder is the one refused.
-TEST_F(Fidelity, SpaceCheckDropsTheLaterJobOfAFolderEveryTime)
+TEST_F(Queue, SpaceCheckDropsTheLaterJobOfAFolderEveryTime)
 {
     options.freeSpace = [](const std::string &) { return uint64_t{10000}; };
     for (int i = 0; i < 40; ++i)
@@ -314,8 +250,7 @@ TEST_F(Fidelity, SpaceCheckDropsTheLaterJobOfAFolderEveryTime)
     for (int run = 0; run < 20; ++run) {
         make();
         const std::string backup = addDestination("backup");
-        controller->addDirectoriesToOffloadList({first, second});
-        settle();
+        queue({first, second});
         ASSERT_EQ(queuedSources(), std::vector<std::string>{first}) << "run " << run;
         const auto alerts = view->alerts();
         ASSERT_EQ(alerts.size(), size_t(run + 1));
@@ -323,7 +258,7 @@ TEST_F(Fidelity, SpaceCheckDropsTheLaterJobOfAFolderEveryTime)
     }
 }
 
-TEST_F(Fidelity, BlockCopierFailureShowsTheCopyErrorAlert)
+TEST_F(Queue, BlockCopierFailureShowsTheCopyErrorAlert)
 {
     make();
     const std::string backup = addDestination("backup");

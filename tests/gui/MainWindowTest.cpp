@@ -20,10 +20,8 @@
 #include <QApplication>
 #include <QIcon>
 #include <QFileSystemModel>
-#include <QDockWidget>
 #include <QColumnView>
 #include <QAction>
-#include <QCheckBox>
 #include <QComboBox>
 #include <QEventLoop>
 #include <QFile>
@@ -34,7 +32,6 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSlider>
-#include <QSpinBox>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTextEdit>
@@ -260,13 +257,12 @@ private slots:
         auto job = OffloadInstance::create(folder("src").toStdString(), folder("dst").toStdString());
         job->setOffloadStatus(code);
         m_window->controller().setListOffloadInstances({job});
-        QCOMPARE(status(m_window->queueModel, 0), QString::fromLatin1(OffloadInstance::statusText(code)));
-        QCOMPARE(m_window->queueModel->data(m_window->queueModel->index(0, QueueTableModel::Status), Qt::BackgroundRole)
-                     .value<QColor>(),
-                 colour);
-        m_window->tableProcessingQueue->selectRow(0);
-        emit m_window->tableProcessingQueue->doubleClicked(m_window->queueModel->index(0, 0));
         OffloadProgressPanel *panel = m_window->panelProgress;
+        m_window->showOffloadDetails(); // nothing selected: nothing shown
+        QVERIFY(!panel->isVisible() && !panel->shownInstance());
+        QCOMPARE(status(m_window->queueModel, 0), QString::fromLatin1(OffloadInstance::statusText(code)));
+        QCOMPARE(QColor(status(m_window->queueModel, 0, Qt::BackgroundRole)), colour);
+        doubleClick(m_window->tableProcessingQueue, 0);
         QCOMPARE(panel->labelFileBeingOffloaded->palette().color(QPalette::Window), colour);
         QCOMPARE(panel->buttonSaveLog->isEnabled(), over);
         QCOMPARE(panel->buttonViewLog->isEnabled(), over);
@@ -274,17 +270,9 @@ private slots:
         if (!over) job->setOffloadStatus(OffloadInstance::kCanceled);
     }
 
-    void doubleClickWithoutSelectionShowsNothing()
-    {
-        m_window->controller().setListOffloadInstances({OffloadInstance::create("/a", "/b")});
-        m_window->showOffloadDetails();
-        QVERIFY(!m_window->panelProgress->isVisible());
-        QVERIFY(!m_window->panelProgress->shownInstance());
-    }
-
     // Choosing a scheme in the popup shows its fields; the wording of the
     // preview itself is the controller's.
-    void namingPopupShowsEachSchemesFields()
+    void namingPopupShowsEachSchemesFieldsAndFieldsActWhenEditingEnds()
     {
         SettingsDrawer *drawer = m_window->drawer;
         drawer->textCustomNameScheme->setText("Trip");
@@ -299,30 +287,24 @@ private slots:
             QCOMPARE(drawer->textFullNameScheme->text().contains("Trip"),
                      scheme == OffloadNamingScheme::kCustomVolumeName);
         }
+        // A field acts when its editing ends, not at each key.
+        FerrydeckSettings &settings = m_window->controller().ferrydeckSettings();
+        const std::string before = settings.textPrefix();
+        QTest::keyClicks(drawer->textPrefix, "Day/1");
+        QCOMPARE(settings.textPrefix(), before);
+        QTest::keyClick(drawer->textPrefix, Qt::Key_Return);
+        QVERIFY(!drawer->textPrefix->text().contains('/'));
+        QCOMPARE(QString::fromStdString(settings.textPrefix()), drawer->textPrefix->text());
     }
 
-    void draggedRemovableVolumesQueueInRowOrderAndFilesAreRefused()
+    void draggedRemovableVolumesQueueInRowOrder()
     {
-        const QString cardB = m_media + "/CARD_B", cardA = m_media + "/CARD_A";
-        writeFiles(folder("media/CARD_B"), 1);
-        writeFiles(folder("media/CARD_A"), 1);
-        m_window->controller().addDirectoriesToDestinationList({folder("backup").toStdString()});
-        m_window->controller().refreshDriveLists();
+        onFixedVolumes();
         DriveTableModel *drives = m_window->removableModel;
-        QCOMPARE(drives->rowCount(), 2);
         std::unique_ptr<QMimeData> dragged(drives->mimeData({drives->index(1, 0), drives->index(0, 0)}));
-        QVERIFY(dragged->hasUrls());
         QVERIFY(m_window->queueModel->dropMimeData(dragged.get(), Qt::CopyAction, -1, -1, QModelIndex()));
-        QTRY_COMPARE(m_window->queueModel->rowCount(), 2);
-        QCOMPARE(m_window->queueModel->jobAt(0)->sourceDirectory(), cardA.toStdString());
-        QCOMPARE(m_window->queueModel->jobAt(1)->sourceDirectory(), cardB.toStdString());
-
-        drop(m_window->queueModel, {cardA + "/clip1.mov"});
-        QTest::qWait(50);
-        QCOMPARE(m_window->queueModel->rowCount(), 2);
-        QVERIFY(m_alerts.empty());
-        QDir(cardA).removeRecursively();
-        QDir(cardB).removeRecursively();
+        QTRY_COMPARE(queued(), (std::vector<std::string>{fixed("CARD_A"), fixed("CARD_B")}));
+        QTRY_VERIFY(!m_window->controller().hasActiveWorkers());
     }
 
     void untickedDestinationsRefuseSourcesAndRemoveTakesTheSelectedRow()
@@ -474,20 +456,17 @@ private slots:
             });
             QCOMPARE(labels, c.labels);
         }
-    }
-
-    void queueRowShowsTheLabelAndTheWholePathInItsTooltip()
-    {
+        // The queue shows the label; its tooltip the whole path.
         QueueTableModel model;
         model.setJobs({OffloadInstance::create("/media/CARD", "/srv/a/Backup"),
                        OffloadInstance::create("/media/CARD", "/srv/b/Backup")});
-        const QModelIndex first = model.index(0, QueueTableModel::Destination);
         const QModelIndex second = model.index(1, QueueTableModel::Destination);
-        QVERIFY(model.data(first, Qt::DisplayRole) != model.data(second, Qt::DisplayRole));
+        QVERIFY(model.data(model.index(0, QueueTableModel::Destination), Qt::DisplayRole) !=
+                model.data(second, Qt::DisplayRole));
         QCOMPARE(model.data(second, Qt::ToolTipRole).toString(), QStringLiteral("/srv/b/Backup"));
     }
 
-    void detailsAreSortedByPathWithHumanSizes()
+    void detailsAreSortedByPathWithHumanSizesThatRoundUp()
     {
         std::vector<std::shared_ptr<FileCopyDetails>> details;
         for (const auto &[path, size] : std::vector<std::pair<std::string, uint64_t>>{
@@ -512,10 +491,7 @@ private slots:
         QCOMPARE(sizes, QStringList({"950 B", "1.00 GB", "2.50 MB"}));
         QCOMPARE(model.data(model.index(2, FileDetailsModel::Size), Qt::ToolTipRole).toString(),
                  QStringLiteral("2500000 bytes"));
-    }
-
-    void humanSizesRoundIntoTheNextUnit()
-    {
+        // Sizes round into the next unit rather than show four digits.
         const std::pair<uint64_t, const char *> cases[] = {
             {0, "0 B"},          {999, "999 B"},       {1000, "1.00 kB"},       {99'949, "99.9 kB"},
             {999'499, "999 kB"}, {999'999, "1.00 MB"}, {23'456'789, "23.5 MB"}, {512'000'000'000, "512 GB"},
@@ -526,25 +502,18 @@ private slots:
 
     void windowRestoresTheSavedQueue()
     {
-        QTemporaryDir root;
-        const std::string preferences = (root.path() + "/preferences.json").toStdString();
+        const std::string preferences = (m_root.path() + "/restored.json").toStdString();
         SavedJob done, running;
-        for (SavedJob *job : {&done, &running}) {
-            job->source = "/media/" + std::string(job == &done ? "A001" : "A002");
-            job->destination = "/srv/Backup";
-        }
+        done.source = "/media/A001";
+        running.source = "/media/A002";
+        done.destination = running.destination = "/srv/Backup";
         done.status = OffloadInstance::kCompleted;
         running.status = OffloadInstance::kProcessing;
         QVERIFY(QueueStore(QueueStore::besidePreferences(preferences)).save({done, running}));
-        FerrydeckMainWindow::Options options;
-        options.preferencesPath = preferences;
-        FerrydeckMainWindow window(options);
-        QCOMPARE(window.queueModel->rowCount(), 2);
-        const auto status = [&](int row) {
-            return window.queueModel->data(window.queueModel->index(row, QueueTableModel::Status), Qt::DisplayRole);
-        };
-        QCOMPARE(status(0).toString(), QStringLiteral("Completed"));
-        QCOMPARE(status(1).toString(), QStringLiteral("In Queue"));
+        m_window = makeWindow(QString::fromStdString(preferences));
+        QCOMPARE(m_window->queueModel->rowCount(), 2);
+        QCOMPARE(status(m_window->queueModel, 0), QStringLiteral("Completed"));
+        QCOMPARE(status(m_window->queueModel, 1), QStringLiteral("In Queue"));
     }
 
     void eachTableShowsItsIconAndOnlyRemovableQueuesOnDoubleClick()
@@ -570,6 +539,7 @@ private slots:
         // Add All Media takes the card not yet queued, and never the local disk.
         m_window->itemAddAllMedia->trigger();
         QCOMPARE(queued(), (std::vector<std::string>{fixed("CARD_B"), fixed("CARD_A")}));
+        QVERIFY(m_alerts.empty());
         QTRY_VERIFY(!m_window->controller().hasActiveWorkers());
     }
 
@@ -588,18 +558,6 @@ private slots:
         QCOMPARE(volumes->model->filePath(volumes->browser->rootIndex()).toStdString(), fixed("CARD_B"));
         m_window->itemSettings->trigger();
         QVERIFY(volumes->isHidden());
-    }
-
-    void namingFieldsActWhenEditingEnds()
-    {
-        QLineEdit *prefix = m_window->drawer->textPrefix;
-        FerrydeckSettings &settings = m_window->controller().ferrydeckSettings();
-        const std::string before = settings.textPrefix();
-        QTest::keyClicks(prefix, "Day/1");
-        QCOMPARE(settings.textPrefix(), before);
-        QTest::keyClick(prefix, Qt::Key_Return);
-        QVERIFY(!prefix->text().contains('/'));
-        QCOMPARE(QString::fromStdString(settings.textPrefix()), prefix->text());
     }
 };
 
