@@ -21,12 +21,6 @@ const PanasonicP2Utilities &p2()
     return *PanasonicP2Utilities::utility();
 }
 
-std::string replaced(std::string text, const std::string &from, const std::string &to)
-{
-    text.replace(text.find(from), from.size(), to);
-    return text;
-}
-
 } // namespace
 
 TEST(PanasonicP2Metadata, ReadsTheClipIndexFile)
@@ -47,7 +41,8 @@ TEST(PanasonicP2Metadata, ReadsTheClipIndexFile)
     fast.editUnit = "1001/60000";
     fast.frameRate = "59.94i";
     fast.userClipName = "Interview";
-    writeFile(xml, replaced(p2ClipXml(fast), "<FrameRate>", "<FrameRate DropFrame=\"true\">"));
+    std::string dropFrame = p2ClipXml(fast);
+    writeFile(xml, dropFrame.replace(dropFrame.find("<FrameRate>"), 11, "<FrameRate DropFrame=\"true\">"));
     EXPECT_EQ(p2().framerateForVideoFile(clip, VolumeUtilities::kFramerateFromEditUnit), "59.94");
     EXPECT_EQ(p2().framerateForVideoFile(clip, 7), "29.97");
     EXPECT_TRUE(p2().videoFileIsDropFrame(clip));

@@ -1,11 +1,11 @@
-#include "VolumeFixture.h"
-
 #include "fsutil/DirectoryUtilities.h"
 #include "fsutil/MediaRootVolumeService.h"
-#include "fsutil/SystemVolumeService.h"
+#include "support/FixedVolumes.h"
+#include "support/TestFiles.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 using namespace ferrydeck;
@@ -23,17 +23,16 @@ protected:
         makeDirectory(m_root / ".Trash-0");
         writeFile(m_root / "notes.txt", "not a card");
         makeDirectory(m_root / ".ejected/OLD");
-        m_fixture.writeMountinfo("27 1 8:2 / / rw - ext4 /dev/sda2 rw\n");
     }
 
-    MediaRootVolumeService service(const std::string &root) const
+    // The system's removable volumes never count: the folder replaces them.
+    static MediaRootVolumeService service(const std::string &root)
     {
         return MediaRootVolumeService(
-            root, std::make_shared<SystemVolumeService>(m_fixture.mountinfoPath(), m_fixture.sysfsRoot()));
+            root, std::make_shared<FixedVolumes>(std::vector<std::string>{"/"}, std::vector<std::string>{"/mnt/usb"}));
     }
 
     TempDir m_root;
-    VolumeFixture m_fixture;
 };
 
 } // namespace
