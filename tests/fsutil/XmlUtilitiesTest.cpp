@@ -189,21 +189,6 @@ TEST(XmlNodes, ChildLookupIsDirectChildrenOnlyAndNodesOutliveTheFile)
     EXPECT_EQ(XmlUtilities::childNodeWithName("ClipName", *id), std::nullopt);
 }
 
-TEST(XmlNodes, CreatedElementsTakeAttributesOnlyFromListsOfEqualLength)
-{
-    using Names = std::vector<std::string>;
-    auto element = XmlUtilities::createElementWithName("Clip", Names{"a", "", "b"}, Names{"1", "skip", "2"},
-                                                       std::string("x < y & z"));
-    ASSERT_TRUE(element);
-    EXPECT_EQ(element->xmlString(), R"(<Clip a="1" b="2">x &lt; y &amp; z</Clip>)");
-    EXPECT_EQ(element->stringValue(), "x < y & z");
-
-    auto uneven = XmlUtilities::createElementWithName("Clip", Names{"a", "b"}, Names{"1"}, std::nullopt);
-    ASSERT_TRUE(uneven);
-    EXPECT_EQ(uneven->xmlString(), "<Clip/>");
-    EXPECT_EQ(XmlUtilities::createElementWithName("", std::nullopt, std::nullopt, std::nullopt), std::nullopt);
-}
-
 // A listening socket on the loopback that no one should ever connect to.
 class Listener {
 public:

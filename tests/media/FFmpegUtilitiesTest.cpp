@@ -58,15 +58,8 @@ using Args = std::vector<std::string>;
 
 } // namespace
 
-TEST(FFmpegTables, EncodersExtensionsAndStreamFactsOfADescription)
+TEST(FFmpegDescription, StreamFactsOrNoneWhereMissing)
 {
-    // The ends of the table and what lies past them.
-    for (const auto &[id, encoder] : {std::pair{0, "mpeg4"}, {10, "wmv2"}, {11, "mpeg4"}, {-1, "mpeg4"}})
-        EXPECT_EQ(FFmpegUtilities::findFFmpegCodecForCodec(id), encoder) << id;
-    EXPECT_EQ(FFmpegUtilities::findFileExtensionsForCodec(11), std::nullopt);
-    EXPECT_EQ(FFmpegUtilities::findFileExtensionsForCodec(2), (Args{"mp4", "m4v", "mov"}));
-
-    // Stream facts of a description, or none where missing.
     using Text = std::optional<std::string>;
     const struct {
         const char *description;
@@ -87,18 +80,6 @@ TEST(FFmpegTables, EncodersExtensionsAndStreamFactsOfADescription)
         EXPECT_EQ(FFmpegUtilities::findFFmpegVideoDimensions(c.description), c.dimensions);
         EXPECT_EQ(FFmpegUtilities::findFFmpegAudioRate(c.description), c.rate);
     }
-}
-
-// The command lines as written are checked in ConversionChoosesTheCommandForm.
-TEST_F(FakeFFmpeg, CreateMovieRunsTheCommandAsArgumentsAndAFailureAnswersFalse)
-{
-    EXPECT_TRUE(FFmpegUtilities::createMovie("/o.mp4", "/i.mov", 2));
-    EXPECT_EQ(arguments(), (Args{"-i", "/i.mov", "-ab", "96k", "-vcodec", "libx264", "-vpre", "hq", "-crf", "22",
-                                 "-threads", "0", "-copyts", "-y", "/o.mp4"}));
-    writeFile(m_dir / "status", "1");
-    EXPECT_FALSE(FFmpegUtilities::createMovie("/o.mp4", "/i.mov", 4));
-    ::setenv("FERRYDECK_FFMPEG", (m_dir / "missing/ffmpeg").c_str(), 1);
-    EXPECT_FALSE(FFmpegUtilities::createMovie("/o.mp4", "/i.mov", 4));
 }
 
 TEST_F(FakeFFmpeg, HostileNamesReachTheProgramWholeAndRunNothing)

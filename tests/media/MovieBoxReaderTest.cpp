@@ -197,17 +197,3 @@ TEST(TimecodeTrack, DamagedOrMissingTracksGiveNoTimecodeAndNothingIsWritten)
     EXPECT_FALSE(QuickTimeUtilities::insertTimeCodeTrackIntoMovie(dir / "none.mov", 102, "01:00:00:00", true, 12));
     EXPECT_EQ(readFile(dir / "none.mov"), movWithMoovLast(0));
 }
-
-// Several texts and names share an id; from an id the first row answers.
-TEST(TimecodeTrack, RateTextsAndNamesShareIds)
-{
-    // Interlaced names have ids of their own; their texts read as the progressive rate.
-    const std::tuple<const char *, const char *, int32_t, int32_t> rows[] = {
-        {"2398", "FILM", 103, 103}, {"2500", "50i", 109, 102}, {"x", "pal", 107, 107}};
-    for (const auto &[text, name, byName, byText] : rows) {
-        EXPECT_EQ(QuickTimeUtilities::rateDefinitionFromName(name), byName) << name;
-        EXPECT_EQ(QuickTimeUtilities::rateDefinitionFromRateText(text, true), byText) << text;
-    }
-    EXPECT_EQ(QuickTimeUtilities::rateTextForRateDefinition(103), "2400");
-    EXPECT_EQ(QuickTimeUtilities::rateTextForRateDefinition(107), std::nullopt);
-}
