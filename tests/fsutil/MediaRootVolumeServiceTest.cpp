@@ -97,14 +97,13 @@ TEST_F(MediaRoot, EjectMovesTheCardAsideAndKeepsEarlierEjects)
     EXPECT_TRUE(exists(m_root / ".ejected/OLD"));
 }
 
+// Ejecting through the variable's back end is WatchCommand.ANewCardIsOffloaded...'s.
 TEST_F(MediaRoot, EnvironmentSelectsTheBackEndForTheUtilities)
 {
     ASSERT_EQ(::setenv(VolumeService::kMediaRootVariable, m_root.path().c_str(), 1), 0);
     EXPECT_EQ(DirectoryUtilities::removableDrives(), (std::vector<std::string>{m_root / "A CARD", m_root / "CARD_B"}));
-    EXPECT_TRUE(DirectoryUtilities::driveIsRemovable(m_root / "A CARD"));
     EXPECT_EQ(DirectoryUtilities::renameDrive("CARD_C", "CARD_B"), std::optional<std::string>("CARD_C"));
-    EXPECT_TRUE(DirectoryUtilities::ejectDrive("CARD_C"));
-    EXPECT_TRUE(exists(m_root / ".ejected/CARD_C/DCIM/A001.MOV"));
+    EXPECT_TRUE(DirectoryUtilities::driveIsRemovable(m_root / "CARD_C"));
     // Deliberately true even when there was nothing to eject.
     EXPECT_TRUE(DirectoryUtilities::ejectDrive("NOSUCH"));
     ::unsetenv(VolumeService::kMediaRootVariable);
