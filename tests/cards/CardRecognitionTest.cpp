@@ -9,7 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <filesystem>
 
 using namespace ferrydeck;
@@ -17,7 +16,7 @@ using namespace ferrydeck::test;
 using Tree = std::vector<std::string>;
 
 // Ids are stored in preferences; titles are what the operator picks from.
-TEST(HDUtilities, RegistryRoundTripsTitlesAndIdsUnknownsAreTheUndefinedTypeAndCapabilitiesPerType)
+TEST(HDUtilities, RegistryRoundTripsTitlesAndIdsAndUnknownsAreTheUndefinedType)
 {
     const auto all = HDUtilities::allUtilities();
     ASSERT_EQ(all.size(), 19u);
@@ -36,38 +35,27 @@ TEST(HDUtilities, RegistryRoundTripsTitlesAndIdsUnknownsAreTheUndefinedTypeAndCa
     // The family classes are not registered and answer the undefined id.
     EXPECT_EQ(AVCHDUtilities::utility()->volumeType(), 11);
     EXPECT_EQ(SonyXDCAMUtilities::utility()->volumeType(), 11);
-
-    // What each type can do: span clips, need ffmpeg to convert.
-    const std::vector<int32_t> spanning = {1, 4, 6, 7};
-    const std::vector<int32_t> converting = {2, 4, 5, 6, 9, 13};
-    for (int32_t type = 0; type <= 14; ++type) {
-        const bool spans = std::find(spanning.begin(), spanning.end(), type) != spanning.end();
-        const bool converts = std::find(converting.begin(), converting.end(), type) != converting.end();
-        EXPECT_EQ(HDUtilities::doesVolumeTypeDoSpannedClips(type), spans) << type;
-        EXPECT_EQ(HDUtilities::utilityForType(type)->requiresFFmpegToConvert(), converts) << type;
-    }
 }
 
 TEST(HDUtilities, EveryKindOfDriveAndClipIsRecognisedOnlyOnARemovableVolume)
 {
     const struct {
         CardKind kind;
-        int32_t driveType;      // on a removable volume
-        int32_t fileType;       // of its first clip
-        std::string cardFolder; // parentFolderPathForVideoFile of that clip; "*" for the card's own name
-    } cases[] = {{CardKind::P2, 1, 1, "*"},
-                 {CardKind::XdcamEx, 4, 4, "*"},
-                 {CardKind::XdcamHd, 11, 5, "Clip"},
-                 {CardKind::JvcMp4, 6, 6, "JVC"},
-                 {CardKind::JvcQuickTime, 7, 7, "JVC"},
-                 {CardKind::CanonEos, 8, 8, "100CANON"},
-                 {CardKind::Red, 3, 3, "A001_C001_0101AB.RDC"},
-                 {CardKind::PanasonicAvchd, 11, 2, "*"},
-                 {CardKind::CanonAvchd, 11, 9, "*"},
-                 {CardKind::SonyAvchd, 11, 13, "*"},
+        int32_t driveType; // on a removable volume
+        int32_t fileType;  // of its first clip
+    } cases[] = {{CardKind::P2, 1, 1},
+                 {CardKind::XdcamEx, 4, 4},
+                 {CardKind::XdcamHd, 11, 5},
+                 {CardKind::JvcMp4, 6, 6},
+                 {CardKind::JvcQuickTime, 7, 7},
+                 {CardKind::CanonEos, 8, 8},
+                 {CardKind::Red, 3, 3},
+                 {CardKind::PanasonicAvchd, 11, 2},
+                 {CardKind::CanonAvchd, 11, 9},
+                 {CardKind::SonyAvchd, 11, 13},
                  // DCIM and MISC are all the Canon EOS drive rule asks for.
-                 {CardKind::GoPro, 8, 12, "*"},
-                 {CardKind::QuickTime, 11, 10, "Movies"}};
+                 {CardKind::GoPro, 8, 12},
+                 {CardKind::QuickTime, 11, 10}};
     for (const auto &c : cases) {
         SCOPED_TRACE(cardKindName(c.kind));
         TempDir media, fixed;
@@ -79,12 +67,7 @@ TEST(HDUtilities, EveryKindOfDriveAndClipIsRecognisedOnlyOnARemovableVolume)
         EXPECT_EQ(HDUtilities::volumeTypeFromDrivePath(card.root + "/"), 11);
         EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(card.clips.front()), c.fileType);
         EXPECT_TRUE(HDUtilities::filePathMatchesVolumeType(copy.clips.front(), c.fileType));
-        EXPECT_EQ(HDUtilities::parentFolderPathForVideoFile(card.clips.front()),
-                  c.cardFolder == "*" ? "CARD_A" : c.cardFolder);
     }
-    // Off a card the clip's own folder names it.
-    EXPECT_EQ(HDUtilities::parentFolderPathForVideoFile("/Volumes/X/CARD_A/CONTENTS/VIDEO/0001AB.MXF"), "CARD_A");
-    EXPECT_EQ(HDUtilities::parentFolderPathForVideoFile("/Volumes/X/Footage/notes.txt"), "Footage");
 }
 
 TEST(HDUtilities, AvchdMakersByFolderAndNameCaseAndQuickTimeMoviesByTheCameraThatWroteThem)
