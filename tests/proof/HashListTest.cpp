@@ -11,7 +11,6 @@
 #include <fnmatch.h>
 
 #include <algorithm>
-#include <map>
 #include <vector>
 
 using namespace ferrydeck;
