@@ -18,9 +18,17 @@ namespace fs = std::filesystem;
 
 namespace {
 
+std::string madeFolder(const std::string &path)
+{
+    makeDirectory(path);
+    return path;
+}
+
 // A captured mount table, a fake sysfs tree, udev database and device folder.
 // Disks hang where the kernel would put them: a USB stick below usb2, an SD
-// card below an mmc host, an internal SATA disk, an optical drive flagged removable.
+// card below an mmc host, an internal SATA disk, an optical drive flagged
+// removable. All of it lies below a folder named like a USB bus, so that every
+// test checks that only the part below the sysfs root decides.
 class VolumeFixture {
 public:
     VolumeFixture()
@@ -57,7 +65,8 @@ public:
     }
 
 private:
-    TempDir m_dir;
+    TempDir m_outer;
+    TempDir m_dir{madeFolder(m_outer / "usb3")};
 };
 
 // A desktop with an internal disk, a USB stick with a space in its name, an
@@ -126,21 +135,6 @@ TEST(SystemVolumeService, StartUpVolumeIsAlwaysLocalAndNeverRemovable)
         EXPECT_TRUE(service.removableVolumePaths().empty()) << table;
     }
     EXPECT_TRUE(SystemVolumeService(fixture.dir() / "missing", fixture.sysfsRoot()).localVolumePaths().empty());
-}
-
-TEST(SystemVolumeService, SysfsRootNameDoesNotMakeDisksRemovable)
-{
-    // The fixture lives below a folder named like a USB bus; only the part
-    // below the sysfs root may decide.
-    TempDir outer;
-    VolumeFixture fixture;
-    const std::string sysfs = outer / "usb3" + "/sys";
-    makeDirectory(outer / "usb3");
-    ASSERT_EQ(Process::run({"cp", "-a", fixture.sysfsRoot(), sysfs}).exitCode, 0);
-    fixture.writeMountinfo("30 27 8:1 / /boot/efi rw - vfat /dev/sda1 rw\n");
-    SystemVolumeService service(fixture.mountinfoPath(), sysfs);
-    EXPECT_EQ(service.localVolumePaths(), std::vector<std::string>{"/boot/efi"});
-    EXPECT_TRUE(service.removableVolumePaths().empty());
 }
 
 // The device decides, never the mount point: every kind of mount below
