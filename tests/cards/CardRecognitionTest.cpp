@@ -9,7 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <filesystem>
 
 using namespace ferrydeck;
@@ -17,7 +16,7 @@ using namespace ferrydeck::test;
 using Tree = std::vector<std::string>;
 
 // Ids are stored in preferences; titles are what the operator picks from.
-TEST(HDUtilities, RegistryRoundTripsTitlesAndIdsUnknownsAreTheUndefinedTypeAndCapabilitiesPerType)
+TEST(HDUtilities, RegistryRoundTripsTitlesAndIdsAndUnknownsAreTheUndefinedType)
 {
     const auto all = HDUtilities::allUtilities();
     ASSERT_EQ(all.size(), 19u);
@@ -36,38 +35,27 @@ TEST(HDUtilities, RegistryRoundTripsTitlesAndIdsUnknownsAreTheUndefinedTypeAndCa
     // The family classes are not registered and answer the undefined id.
     EXPECT_EQ(AVCHDUtilities::utility()->volumeType(), 11);
     EXPECT_EQ(SonyXDCAMUtilities::utility()->volumeType(), 11);
-
-    // What each type can do: span clips, need ffmpeg to convert.
-    const std::vector<int32_t> spanning = {1, 4, 6, 7};
-    const std::vector<int32_t> converting = {2, 4, 5, 6, 9, 13};
-    for (int32_t type = 0; type <= 14; ++type) {
-        const bool spans = std::find(spanning.begin(), spanning.end(), type) != spanning.end();
-        const bool converts = std::find(converting.begin(), converting.end(), type) != converting.end();
-        EXPECT_EQ(HDUtilities::doesVolumeTypeDoSpannedClips(type), spans) << type;
-        EXPECT_EQ(HDUtilities::utilityForType(type)->requiresFFmpegToConvert(), converts) << type;
-    }
 }
 
 TEST(HDUtilities, EveryKindOfDriveAndClipIsRecognisedOnlyOnARemovableVolume)
 {
     const struct {
         CardKind kind;
-        int32_t driveType;      // on a removable volume
-        int32_t fileType;       // of its first clip
-        std::string cardFolder; // parentFolderPathForVideoFile of that clip; "*" for the card's own name
-    } cases[] = {{CardKind::P2, 1, 1, "*"},
-                 {CardKind::XdcamEx, 4, 4, "*"},
-                 {CardKind::XdcamHd, 11, 5, "Clip"},
-                 {CardKind::JvcMp4, 6, 6, "JVC"},
-                 {CardKind::JvcQuickTime, 7, 7, "JVC"},
-                 {CardKind::CanonEos, 8, 8, "100CANON"},
-                 {CardKind::Red, 3, 3, "A001_C001_0101AB.RDC"},
-                 {CardKind::PanasonicAvchd, 11, 2, "*"},
-                 {CardKind::CanonAvchd, 11, 9, "*"},
-                 {CardKind::SonyAvchd, 11, 13, "*"},
+        int32_t driveType; // on a removable volume
+        int32_t fileType;  // of its first clip
+    } cases[] = {{CardKind::P2, 1, 1},
+                 {CardKind::XdcamEx, 4, 4},
+                 {CardKind::XdcamHd, 11, 5},
+                 {CardKind::JvcMp4, 6, 6},
+                 {CardKind::JvcQuickTime, 7, 7},
+                 {CardKind::CanonEos, 8, 8},
+                 {CardKind::Red, 3, 3},
+                 {CardKind::PanasonicAvchd, 11, 2},
+                 {CardKind::CanonAvchd, 11, 9},
+                 {CardKind::SonyAvchd, 11, 13},
                  // DCIM and MISC are all the Canon EOS drive rule asks for.
-                 {CardKind::GoPro, 8, 12, "*"},
-                 {CardKind::QuickTime, 11, 10, "Movies"}};
+                 {CardKind::GoPro, 8, 12},
+                 {CardKind::QuickTime, 11, 10}};
     for (const auto &c : cases) {
         SCOPED_TRACE(cardKindName(c.kind));
         TempDir media, fixed;
@@ -79,50 +67,42 @@ TEST(HDUtilities, EveryKindOfDriveAndClipIsRecognisedOnlyOnARemovableVolume)
         EXPECT_EQ(HDUtilities::volumeTypeFromDrivePath(card.root + "/"), 11);
         EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(card.clips.front()), c.fileType);
         EXPECT_TRUE(HDUtilities::filePathMatchesVolumeType(copy.clips.front(), c.fileType));
-        EXPECT_EQ(HDUtilities::parentFolderPathForVideoFile(card.clips.front()),
-                  c.cardFolder == "*" ? "CARD_A" : c.cardFolder);
     }
-    // Off a card the clip's own folder names it.
-    EXPECT_EQ(HDUtilities::parentFolderPathForVideoFile("/Volumes/X/CARD_A/CONTENTS/VIDEO/0001AB.MXF"), "CARD_A");
-    EXPECT_EQ(HDUtilities::parentFolderPathForVideoFile("/Volumes/X/Footage/notes.txt"), "Footage");
 }
 
 TEST(HDUtilities, AvchdMakersByFolderAndNameCaseAndQuickTimeMoviesByTheCameraThatWroteThem)
 {
     TempDir dir;
-    const std::string sony = dir / "X/AVCHD/BDMV/STREAM/00000.MTS";
-    const std::string underPrivate = dir / "Y/PRIVATE/AVCHD/BDMV/STREAM/00000.MTS";
-    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(sony), 13);
-    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(underPrivate), 2);
-    makeDirectory(dir / "Y/PRIVATE/AVCHD/CANON");
-    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(underPrivate), 9);
-    // The name is matched in its own case inside the upper-cased path.
-    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(dir / "X/AVCHD/BDMV/STREAM/00000.mts"), 11);
-    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(dir / "X/AVCHD/BDMV/STREAM/clip0.MTS"), 11);
-    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(dir / "Y/private/avchd/BDMV/STREAM/00000.MTS"), 13);
-
-    // QuickTime movies are refined to the camera that wrote them.
-    const std::string red = dir / "X/A001.RDM/A001_C001.RDC";
-    writeFile(red + "/clip.mov", "not even a movie");
-    writeFile(red + "/clip.R3D", "raw");
-    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(red + "/clip.mov"), 3);
-    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(red + "/clip.R3D"), 11);
-
-    const std::string gopro = dir / "X/DCIM/100GOPRO";
-    writeFile(gopro + "/GOPR0001.MP4", movieBytes(1000, 100));
-    writeFile(gopro + "/GOPR0002.MP4", movieBytes(1000, 99));
-    writeFile(gopro + "/GOPR0003.MP4", movieBytes(1000, 5000, false));
-    writeFile(gopro + "/gopr0004.MP4", movieBytes(1000, 5000));
+    makeDirectory(dir / "Z/PRIVATE/AVCHD/CANON");
+    writeFile(dir / "R/A001.RDM/A001_C001.RDC/clip.mov", "not even a movie");
+    writeFile(dir / "R/A001.RDM/A001_C001.RDC/clip.R3D", "raw");
+    writeFile(dir / "X/DCIM/100GOPRO/GOPR0001.MP4", movieBytes(1000, 100));
+    writeFile(dir / "X/DCIM/100GOPRO/GOPR0002.MP4", movieBytes(1000, 99));
+    writeFile(dir / "X/DCIM/100GOPRO/GOPR0003.MP4", movieBytes(1000, 5000, false));
+    writeFile(dir / "X/DCIM/100GOPRO/gopr0004.MP4", movieBytes(1000, 5000));
     writeFile(dir / "X/DCIM/GOPR0005.MP4", movieBytes(1000, 5000));
-    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(gopro + "/GOPR0001.MP4"), 12);
-    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(gopro + "/GOPR0002.MP4"), 11) << "too short to be a movie";
-    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(gopro + "/GOPR0003.MP4"), 11) << "no video track";
-    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(gopro + "/gopr0004.MP4"), 10);
-    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(dir / "X/DCIM/GOPR0005.MP4"), 10);
-
-    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(dir / "X/DCIM/100CANON/MVI_0001.mov"), 8);
-    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(dir / "X/PRIVATE/JVC/CQAV/CLIP/CLIP0001.MOV"), 7);
-    EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(dir / "X/Movies/CLIP0001.MOV"), 10);
+    const std::pair<const char *, int32_t> cases[] = {
+        {"X/AVCHD/BDMV/STREAM/00000.MTS", 13},
+        {"Y/PRIVATE/AVCHD/BDMV/STREAM/00000.MTS", 2},
+        {"Z/PRIVATE/AVCHD/BDMV/STREAM/00000.MTS", 9},
+        // The name is matched in its own case inside the upper-cased path.
+        {"X/AVCHD/BDMV/STREAM/00000.mts", 11},
+        {"X/AVCHD/BDMV/STREAM/clip0.MTS", 11},
+        {"Y/private/avchd/BDMV/STREAM/00000.MTS", 13},
+        // QuickTime movies are refined to the camera that wrote them.
+        {"R/A001.RDM/A001_C001.RDC/clip.mov", 3},
+        {"R/A001.RDM/A001_C001.RDC/clip.R3D", 11},
+        {"X/DCIM/100GOPRO/GOPR0001.MP4", 12},
+        {"X/DCIM/100GOPRO/GOPR0002.MP4", 11}, // too short to be a movie
+        {"X/DCIM/100GOPRO/GOPR0003.MP4", 11}, // no video track
+        {"X/DCIM/100GOPRO/gopr0004.MP4", 10},
+        {"X/DCIM/GOPR0005.MP4", 10},
+        {"X/DCIM/100CANON/MVI_0001.mov", 8},
+        {"X/PRIVATE/JVC/CQAV/CLIP/CLIP0001.MOV", 7},
+        {"X/Movies/CLIP0001.MOV", 10},
+    };
+    for (const auto &[path, type] : cases)
+        EXPECT_EQ(HDUtilities::volumeTypeFromFilePath(dir / path), type) << path;
 }
 
 TEST(HDUtilities, RedDriveNeedsItsReelOneFolderBelowTheTop)
@@ -148,11 +128,6 @@ struct Layout {
     int32_t driveType;
     int32_t clipType;
 };
-
-void PrintTo(const Layout &layout, std::ostream *out)
-{
-    *out << layout.name;
-}
 
 std::string build(const Layout &layout, const std::string &card)
 {
@@ -230,86 +205,77 @@ protected:
     Tree tree() const { return listTree(media / "CARD_A"); }
 };
 
-std::string sizeOf(const std::string &text)
-{
-    return std::to_string(text.size());
-}
-
 } // namespace
 
-TEST_F(CardReformat, P2KeepsContentsAndAFreshClipCounter)
+// Each type leaves the skeleton its camera expects; index files are rewritten
+// (" *": any size) without their clip entries, and strays go or stay by type.
+TEST_F(CardReformat, EachTypeLeavesTheSkeletonItsCameraExpects)
 {
-    card(CardKind::P2);
-    writeFile(media / "CARD_A/EXTRA/notes.txt", "x");
-    ASSERT_TRUE(HDUtilities::reformatDrive(media / "CARD_A"));
+    const std::string bpav = "PRIVATE/JVC/BPAV/", cqav = "PRIVATE/JVC/CQAV/";
+    const struct {
+        CardKind kind;
+        const char *stray; // written before the reformat
+        Tree after;
+        std::vector<std::tuple<std::string, const char *, bool>> texts; // file, text, still there
+        int32_t typeAfter; // the camera must take it again, or it is no longer a card
+    } cases[] = {
+        {CardKind::P2,
+         "EXTRA/notes.txt",
+         {"CONTENTS/", "CONTENTS/AUDIO/", "CONTENTS/CLIP/", "CONTENTS/ICON/", "CONTENTS/PROXY/", "CONTENTS/VIDEO/",
+          "CONTENTS/VOICE/", "LASTCLIP.TXT *"},
+         {},
+         1}, // with a fresh clip counter
+        {CardKind::XdcamEx,
+         "GENERAL/notes.txt",
+         {"BPAV/", "BPAV/CLPR/", "BPAV/CUEUP.XML *", "BPAV/MEDIAPRO.XML *", "BPAV/TAKR/", "GENERAL/",
+          "GENERAL/notes.txt 1"},
+         {{"BPAV/CUEUP.XML", "<history", true},
+          {"BPAV/CUEUP.XML", "<entry", false},
+          {"BPAV/MEDIAPRO.XML", "Contents", false},
+          {"BPAV/MEDIAPRO.XML", "Material", false}},
+         4},
+        {CardKind::JvcMp4,
+         "DCIM/100JVC/x.JPG",
+         {"PRIVATE/", "PRIVATE/JVC/", bpav, bpav + "CLPR/", bpav + "CUEUP.XML *", bpav + "MEDIAPRO.XML *",
+          bpav + "TAKR/"},
+         {{bpav + "CUEUP.XML", "<entry", false}, {bpav + "MEDIAPRO.XML", "Contents", false}},
+         6},
+        {CardKind::JvcQuickTime,
+         nullptr,
+         {"PRIVATE/", "PRIVATE/JVC/", cqav, cqav + "CLIP/", cqav + "INFO/", cqav + "MEDIAINF.XML *"},
+         {{cqav + "MEDIAINF.XML", "CLIP0001", false}},
+         11},
+        {CardKind::CanonEos, nullptr, {"DCIM/", "DCIM/100CANON/", "MISC/", "MISC/CANONMSC.DAT 8"}, {}, 8},
+        // Red has no top folder of its own to keep: the card is emptied and still succeeds.
+        {CardKind::Red, nullptr, {}, {}, 11},
+    };
     const auto lastClip = resourcePath("LASTCLIP.TXT");
     ASSERT_TRUE(lastClip);
-    const std::string counter = readFile(*lastClip);
-    EXPECT_EQ(tree(), (Tree{"CONTENTS/", "CONTENTS/AUDIO/", "CONTENTS/CLIP/", "CONTENTS/ICON/", "CONTENTS/PROXY/",
-                            "CONTENTS/VIDEO/", "CONTENTS/VOICE/", "LASTCLIP.TXT " + sizeOf(counter)}));
-    EXPECT_EQ(readFile(media / "CARD_A/LASTCLIP.TXT"), counter);
-    EXPECT_EQ(HDUtilities::volumeTypeFromDrivePath(media / "CARD_A"), 1) << "the camera must take it again";
-}
-
-TEST_F(CardReformat, XdcamExEmptiesBpavAndLeavesTheRestAlone)
-{
-    card(CardKind::XdcamEx);
-    writeFile(media / "CARD_A/GENERAL/notes.txt", "x");
-    ASSERT_TRUE(HDUtilities::reformatDrive(media / "CARD_A"));
-    const std::string cueup = readFile(media / "CARD_A/BPAV/CUEUP.XML");
-    const std::string mediaPro = readFile(media / "CARD_A/BPAV/MEDIAPRO.XML");
-    EXPECT_EQ(tree(), (Tree{"BPAV/", "BPAV/CLPR/", "BPAV/CUEUP.XML " + sizeOf(cueup),
-                            "BPAV/MEDIAPRO.XML " + sizeOf(mediaPro), "BPAV/TAKR/", "GENERAL/", "GENERAL/notes.txt 1"}));
-    EXPECT_NE(cueup.find("<history"), std::string::npos);
-    EXPECT_EQ(cueup.find("<entry"), std::string::npos);
-    EXPECT_EQ(mediaPro.find("Contents"), std::string::npos);
-    EXPECT_EQ(mediaPro.find("Material"), std::string::npos);
-
-    // A card whose backup index is already gone reformats the same way.
+    for (const auto &c : cases) {
+        SCOPED_TRACE(cardKindName(c.kind));
+        std::filesystem::remove_all(media / "CARD_A");
+        card(c.kind);
+        if (c.stray) writeFile(media / "CARD_A/" + c.stray, "x");
+        ASSERT_TRUE(HDUtilities::reformatDrive(media / "CARD_A"));
+        EXPECT_TRUE(exists(media / "CARD_A"));
+        Tree after = tree();
+        for (size_t i = 0; i < after.size() && i < c.after.size(); ++i) {
+            if (c.after[i].ends_with(" *")) after[i] = after[i].substr(0, after[i].rfind(' ')) + " *";
+        }
+        EXPECT_EQ(after, c.after);
+        for (const auto &[file, text, kept] : c.texts)
+            EXPECT_EQ(readFile(media / "CARD_A/" + file).find(text) != std::string::npos, kept) << file << " " << text;
+        EXPECT_EQ(HDUtilities::volumeTypeFromDrivePath(media / "CARD_A"), c.typeAfter);
+        if (c.kind == CardKind::P2) {
+            EXPECT_EQ(readFile(media / "CARD_A/LASTCLIP.TXT"), readFile(*lastClip));
+        }
+    }
+    // An XDCAM EX card whose backup index is already gone reformats the same way.
+    std::filesystem::remove_all(media / "CARD_A");
     card(CardKind::XdcamEx);
     std::filesystem::remove(media / "CARD_A/BPAV/MEDIAPRO.BAK");
     EXPECT_TRUE(HDUtilities::reformatDrive(media / "CARD_A"));
     EXPECT_FALSE(exists(media / "CARD_A/BPAV/CLPR/436_0001_01"));
-}
-
-TEST_F(CardReformat, JvcMp4LosesAStrayTopFolderAndKeepsItsIndexFilesEmptied)
-{
-    card(CardKind::JvcMp4);
-    writeFile(media / "CARD_A/DCIM/100JVC/x.JPG", "x");
-    ASSERT_TRUE(HDUtilities::reformatDrive(media / "CARD_A"));
-    const std::string bpav = "PRIVATE/JVC/BPAV/";
-    const std::string cueup = readFile(media / "CARD_A" + "/" + bpav + "CUEUP.XML");
-    const std::string mediaPro = readFile(media / "CARD_A" + "/" + bpav + "MEDIAPRO.XML");
-    EXPECT_EQ(tree(), (Tree{"PRIVATE/", "PRIVATE/JVC/", bpav, bpav + "CLPR/", bpav + "CUEUP.XML " + sizeOf(cueup),
-                            bpav + "MEDIAPRO.XML " + sizeOf(mediaPro), bpav + "TAKR/"}));
-    EXPECT_EQ(cueup.find("<entry"), std::string::npos);
-    EXPECT_EQ(mediaPro.find("Contents"), std::string::npos);
-}
-
-TEST_F(CardReformat, JvcQuickTimeRemovesItsBackupIndexAndIsNoLongerRecognised)
-{
-    card(CardKind::JvcQuickTime);
-    ASSERT_TRUE(HDUtilities::reformatDrive(media / "CARD_A"));
-    const std::string cqav = "PRIVATE/JVC/CQAV/";
-    const std::string index = readFile(media / "CARD_A" + "/" + cqav + "MEDIAINF.XML");
-    EXPECT_EQ(tree(), (Tree{"PRIVATE/", "PRIVATE/JVC/", cqav, cqav + "CLIP/", cqav + "INFO/",
-                            cqav + "MEDIAINF.XML " + sizeOf(index)}));
-    EXPECT_EQ(index.find("CLIP0001"), std::string::npos);
-    EXPECT_EQ(HDUtilities::volumeTypeFromDrivePath(media / "CARD_A"), 11);
-}
-
-// Red has no top folder of its own to keep: the card is emptied and its reformat still succeeds.
-TEST_F(CardReformat, CanonEosKeepsMiscAndEmptyDcimFoldersAndRedIsEmptied)
-{
-    for (const auto &[kind, after] :
-         {std::pair{CardKind::CanonEos, Tree{"DCIM/", "DCIM/100CANON/", "MISC/", "MISC/CANONMSC.DAT 8"}},
-          std::pair{CardKind::Red, Tree{}}}) {
-        std::filesystem::remove_all(media / "CARD_A");
-        card(kind);
-        EXPECT_TRUE(HDUtilities::reformatDrive(media / "CARD_A")) << cardKindName(kind);
-        EXPECT_TRUE(exists(media / "CARD_A"));
-        EXPECT_EQ(tree(), after) << cardKindName(kind);
-    }
 }
 
 TEST_F(CardReformat, UnknownStructuresAreNeverTouched)

@@ -31,19 +31,15 @@ TEST(AtomicFile, ReplacesWithTheCallersModeOrRefusesATakenName)
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
-        test::TempDir dir;
+        const test::TempDir dir;
         const std::string target = dir / "file.txt";
         if (c.existing) test::writeFile(target, "old");
         errno = 0;
         EXPECT_EQ(fsutil::replaceFileAtomically(target, "new", {.mode = c.mode, .replaceExisting = c.replace}),
                   c.result);
-        if (c.result == ReplaceResult::Failed) {
-            EXPECT_EQ(errno, EEXIST);
-        }
+        if (c.result == ReplaceResult::Failed) EXPECT_EQ(errno, EEXIST);
+        else EXPECT_EQ(test::statOf(target).st_mode & 07777, c.mode);
         EXPECT_EQ(test::readFile(target), c.contents);
-        if (c.result == ReplaceResult::Replaced) {
-            EXPECT_EQ(test::statOf(target).st_mode & 07777, c.mode);
-        }
         EXPECT_EQ(test::listFolder(dir.path()), std::vector<std::string>{"file.txt"}) << "a temporary was left behind";
     }
 }

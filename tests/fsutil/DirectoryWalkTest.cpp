@@ -39,9 +39,6 @@ TEST(SourceWalk, SkipsDotFilesAndEverythingUnderTopLevelDotFolders)
     EXPECT_EQ(files, (std::vector<std::string>{card / "DCIM/.hidden/y.jpg", card / "a.mov"}));
     EXPECT_EQ(count, 2u);
     EXPECT_EQ(bytes, 1005u);
-    EXPECT_EQ(DirectoryUtilities::numberOfBytesAtDirectory(card.path()), 1005u);
-    // The plain count has no dot filter at all.
-    EXPECT_EQ(DirectoryUtilities::numberOfFilesAtDirectory(card.path()), 6);
 }
 
 TEST(SourceWalk, ListsFoldersWhenAskedWithoutCountingThemEachBeforeItsContents)
@@ -84,7 +81,6 @@ TEST(SourceWalk, SymbolicLinksCountWithTheirOwnSizeAndAreNotFollowed)
     EXPECT_EQ(count, 4u);
     // 5 bytes of the clip plus the lengths of the three link targets.
     EXPECT_EQ(bytes, 5u + (root / "outside").size() + 8u + 7u);
-    EXPECT_EQ(DirectoryUtilities::fastFolderSizeAtFSRef(root / "card"), bytes);
 }
 
 TEST(SourceWalk, MissingOrEmptyFolderGivesNothing)
@@ -95,8 +91,6 @@ TEST(SourceWalk, MissingOrEmptyFolderGivesNothing)
         EXPECT_TRUE(DirectoryUtilities::sourceFilesAtDirectory(folder, count, bytes).empty()) << folder;
         EXPECT_EQ(count + bytes, 0u) << folder;
     }
-    EXPECT_EQ(DirectoryUtilities::numberOfFilesAtDirectory(dir / "missing"), 0);
-    EXPECT_EQ(DirectoryUtilities::fastFolderSizeAtFSRef(dir / "missing"), 0u);
 }
 
 TEST(SourceWalk, UnreadableSubfolderIsReportedAndTheRestListed)
@@ -115,13 +109,9 @@ TEST(SourceWalk, UnreadableSubfolderIsReportedAndTheRestListed)
     EXPECT_EQ(unreadable[0].error, EACCES);
 }
 
-TEST(Permissions, WriteTestModeBitsAndUnlockThroughTheTree)
+TEST(Permissions, WriteTestAndUnlockThroughTheTree)
 {
     TempDir dir;
-    writeFile(dir / "f", "x");
-    ASSERT_EQ(::chmod((dir / "f").c_str(), 0640), 0);
-    EXPECT_EQ(DirectoryUtilities::directoryPermissionsForPath(dir / "f"), 0640u);
-    EXPECT_EQ(DirectoryUtilities::directoryPermissionsForPath(dir / "missing"), 0u);
     EXPECT_TRUE(DirectoryUtilities::doesPathHaveWritePermissions(dir.path()));
     EXPECT_FALSE(DirectoryUtilities::doesPathHaveWritePermissions(dir / "missing"));
 
@@ -130,7 +120,7 @@ TEST(Permissions, WriteTestModeBitsAndUnlockThroughTheTree)
     ASSERT_EQ(::chmod((dir / "card/CLIP/a.mov").c_str(), 0444), 0);
     ASSERT_EQ(::chmod((dir / "card/CLIP").c_str(), 0555), 0);
     EXPECT_TRUE(DirectoryUtilities::unlockDirectory(dir / "card"));
-    EXPECT_EQ(DirectoryUtilities::directoryPermissionsForPath(dir / "card/CLIP") & 0200, 0200u);
-    EXPECT_EQ(DirectoryUtilities::directoryPermissionsForPath(dir / "card/CLIP/a.mov"), 0644u);
+    EXPECT_EQ(statOf(dir / "card/CLIP").st_mode & 0200, 0200u);
+    EXPECT_EQ(statOf(dir / "card/CLIP/a.mov").st_mode & 07777, 0644u);
     EXPECT_FALSE(DirectoryUtilities::unlockDirectory(dir / "missing"));
 }

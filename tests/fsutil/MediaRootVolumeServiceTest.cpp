@@ -1,11 +1,11 @@
-#include "VolumeFixture.h"
-
 #include "fsutil/DirectoryUtilities.h"
 #include "fsutil/MediaRootVolumeService.h"
-#include "fsutil/SystemVolumeService.h"
+#include "support/FixedVolumes.h"
+#include "support/TestFiles.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 using namespace ferrydeck;
@@ -23,17 +23,16 @@ protected:
         makeDirectory(m_root / ".Trash-0");
         writeFile(m_root / "notes.txt", "not a card");
         makeDirectory(m_root / ".ejected/OLD");
-        m_fixture.writeMountinfo("27 1 8:2 / / rw - ext4 /dev/sda2 rw\n");
     }
 
-    MediaRootVolumeService service(const std::string &root) const
+    // The system's removable volumes never count: the folder replaces them.
+    static MediaRootVolumeService service(const std::string &root)
     {
         return MediaRootVolumeService(
-            root, std::make_shared<SystemVolumeService>(m_fixture.mountinfoPath(), m_fixture.sysfsRoot()));
+            root, std::make_shared<FixedVolumes>(std::vector<std::string>{"/"}, std::vector<std::string>{"/mnt/usb"}));
     }
 
     TempDir m_root;
-    VolumeFixture m_fixture;
 };
 
 } // namespace
@@ -98,14 +97,13 @@ TEST_F(MediaRoot, EjectMovesTheCardAsideAndKeepsEarlierEjects)
     EXPECT_TRUE(exists(m_root / ".ejected/OLD"));
 }
 
+// Ejecting through the variable's back end is WatchCommand.ANewCardIsOffloaded...'s.
 TEST_F(MediaRoot, EnvironmentSelectsTheBackEndForTheUtilities)
 {
     ASSERT_EQ(::setenv(VolumeService::kMediaRootVariable, m_root.path().c_str(), 1), 0);
     EXPECT_EQ(DirectoryUtilities::removableDrives(), (std::vector<std::string>{m_root / "A CARD", m_root / "CARD_B"}));
-    EXPECT_TRUE(DirectoryUtilities::driveIsRemovable(m_root / "A CARD"));
     EXPECT_EQ(DirectoryUtilities::renameDrive("CARD_C", "CARD_B"), std::optional<std::string>("CARD_C"));
-    EXPECT_TRUE(DirectoryUtilities::ejectDrive("CARD_C"));
-    EXPECT_TRUE(exists(m_root / ".ejected/CARD_C/DCIM/A001.MOV"));
+    EXPECT_TRUE(DirectoryUtilities::driveIsRemovable(m_root / "CARD_C"));
     // Deliberately true even when there was nothing to eject.
     EXPECT_TRUE(DirectoryUtilities::ejectDrive("NOSUCH"));
     ::unsetenv(VolumeService::kMediaRootVariable);

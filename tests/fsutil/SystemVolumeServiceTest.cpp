@@ -1,9 +1,8 @@
-#include "VolumeFixture.h"
-
 #include "fsutil/DirectoryUtilities.h"
 #include "fsutil/MountTable.h"
 #include "fsutil/Process.h"
 #include "fsutil/SystemVolumeService.h"
+#include "support/TestFiles.h"
 
 #include <gtest/gtest.h>
 
@@ -14,9 +13,61 @@
 #include <vector>
 
 using namespace ferrydeck;
-using ferrydeck::test::VolumeFixture;
+using namespace ferrydeck::test;
+namespace fs = std::filesystem;
 
 namespace {
+
+std::string madeFolder(const std::string &path)
+{
+    makeDirectory(path);
+    return path;
+}
+
+// A captured mount table, a fake sysfs tree, udev database and device folder.
+// Disks hang where the kernel would put them: a USB stick below usb2, an SD
+// card below an mmc host, an internal SATA disk, an optical drive flagged
+// removable. All of it lies below a folder named like a USB bus, so that every
+// test checks that only the part below the sysfs root decides.
+class VolumeFixture {
+public:
+    VolumeFixture()
+    {
+        makeDirectory(sysfsRoot() + "/class/block");
+        makeDirectory(sysfsRoot() + "/dev/block");
+        const std::string sata = "devices/pci0000:00/0000:00:17.0/ata1/host0/target0:0:0/0:0:0:0/block";
+        addBlockDevice("devices/pci0000:00/0000:00:14.0/usb2/2-1/2-1:1.0/host6/target6:0:0/6:0:0:0/block", "sdb",
+                       "sdb1", "8:17", false);
+        addBlockDevice("devices/platform/soc/mmc_host/mmc0/mmc0:0001/block", "mmcblk0", "mmcblk0p1", "179:1", false);
+        addBlockDevice(sata, "sda", "sda1", "8:1", false);
+        addBlockDevice(sata, "sda", "sda2", "8:2", false);
+        addBlockDevice("devices/pci0000:00/0000:00:17.0/ata2/host1/target1:0:0/1:0:0:0/block", "sr0", "", "11:0", true);
+    }
+    std::string mountinfoPath() const { return m_dir / "mountinfo"; }
+    std::string sysfsRoot() const { return m_dir / "sys"; }
+    std::string udevRoot() const { return m_dir / "udev"; }
+    std::string devRoot() const { return m_dir / "dev"; }
+    const TempDir &dir() const { return m_dir; }
+    void writeMountinfo(const std::string &text) const { writeFile(mountinfoPath(), text); }
+    // The disk (and its partition, when named) below `deviceFolder`, linked
+    // relatively from dev/block/<majorMinor> and class/block/<name> as in the real tree.
+    void addBlockDevice(const std::string &deviceFolder, const std::string &disk, const std::string &partition,
+                        const std::string &majorMinor, bool removableFlag) const
+    {
+        const std::string target = deviceFolder + "/" + disk + (partition.empty() ? "" : "/" + partition);
+        writeFile(sysfsRoot() + "/" + deviceFolder + "/" + disk + "/removable", removableFlag ? "1\n" : "0\n");
+        if (!partition.empty()) writeFile(sysfsRoot() + "/" + target + "/partition", "1\n");
+        writeFile(sysfsRoot() + "/" + target + "/dev", majorMinor + "\n");
+        std::error_code error;
+        fs::create_symlink("../../" + target, sysfsRoot() + "/dev/block/" + majorMinor, error);
+        fs::create_symlink("../../" + target, sysfsRoot() + "/class/block/" + (partition.empty() ? disk : partition),
+                           error);
+    }
+
+private:
+    TempDir m_outer;
+    TempDir m_dir{madeFolder(m_outer / "usb3")};
+};
 
 // A desktop with an internal disk, a USB stick with a space in its name, an
 // SD card, a DVD, and the mounts that must not count: a network share
@@ -72,37 +123,18 @@ TEST(SystemVolumeService, SortsRemovableAndLocalListsFromTheMountTableAndOnlyThe
         EXPECT_EQ(DirectoryUtilities::driveIsRemovable(path), removable) << path;
 }
 
+// Booted from the USB stick, or a container's overlay root that is no block
+// device: "/" is still the one local volume. No table: nothing.
 TEST(SystemVolumeService, StartUpVolumeIsAlwaysLocalAndNeverRemovable)
 {
     VolumeFixture fixture;
-    // Booted from the USB stick: "/" lives on a removable disk.
-    fixture.writeMountinfo("27 1 8:17 / / rw - ext4 /dev/sdb1 rw\n");
-    SystemVolumeService onStick(fixture.mountinfoPath(), fixture.sysfsRoot());
-    EXPECT_EQ(onStick.localVolumePaths(), std::vector<std::string>{"/"});
-    EXPECT_TRUE(onStick.removableVolumePaths().empty());
-
-    // A container's overlay root is no block device and still listed.
-    fixture.writeMountinfo("500 400 0:99 / / rw - overlay overlay rw,lowerdir=/a\n");
-    SystemVolumeService overlay(fixture.mountinfoPath(), fixture.sysfsRoot());
-    EXPECT_EQ(overlay.localVolumePaths(), std::vector<std::string>{"/"});
-
-    SystemVolumeService noTable(fixture.dir() / "missing", fixture.sysfsRoot());
-    EXPECT_TRUE(noTable.localVolumePaths().empty());
-}
-
-TEST(SystemVolumeService, SysfsRootNameDoesNotMakeDisksRemovable)
-{
-    // The fixture lives below a folder named like a USB bus; only the part
-    // below the sysfs root may decide.
-    ferrydeck::test::TempDir outer;
-    VolumeFixture fixture;
-    const std::string sysfs = outer / "usb3" + "/sys";
-    ferrydeck::test::makeDirectory(outer / "usb3");
-    ASSERT_EQ(Process::run({"cp", "-a", fixture.sysfsRoot(), sysfs}).exitCode, 0);
-    fixture.writeMountinfo("30 27 8:1 / /boot/efi rw - vfat /dev/sda1 rw\n");
-    SystemVolumeService service(fixture.mountinfoPath(), sysfs);
-    EXPECT_EQ(service.localVolumePaths(), std::vector<std::string>{"/boot/efi"});
-    EXPECT_TRUE(service.removableVolumePaths().empty());
+    for (const char *table : {"27 1 8:17 / / rw - ext4 /dev/sdb1 rw\n", "500 400 0:99 / / rw - overlay overlay rw\n"}) {
+        fixture.writeMountinfo(table);
+        SystemVolumeService service(fixture.mountinfoPath(), fixture.sysfsRoot());
+        EXPECT_EQ(service.localVolumePaths(), std::vector<std::string>{"/"}) << table;
+        EXPECT_TRUE(service.removableVolumePaths().empty()) << table;
+    }
+    EXPECT_TRUE(SystemVolumeService(fixture.dir() / "missing", fixture.sysfsRoot()).localVolumePaths().empty());
 }
 
 // The device decides, never the mount point: every kind of mount below
@@ -125,14 +157,14 @@ TEST(SystemVolumeService, TheDeviceDecidesWhatIsRemovableWhatHoldsACardAndItsIde
     fixture.addBlockDevice("devices/pci0000:00/0000:00:1d.0/0000:3d:00.0/nvme/nvme0", "nvme0n1", "nvme0n1p1", "259:1",
                            false); // internal NVMe
     fixture.addBlockDevice(pciPort + "/0000:06:00.0/nvme/nvme1", "nvme1n1", "nvme1n1p1", "259:5", false);
-    ferrydeck::test::writeFile(fixture.sysfsRoot() + "/" + pciPort + "/removable", "removable\n"); // Thunderbolt
+    writeFile(fixture.sysfsRoot() + "/" + pciPort + "/removable", "removable\n"); // Thunderbolt
     fixture.addBlockDevice(emmc, "mmcblk2", "mmcblk2p1", "179:17", false);
-    ferrydeck::test::writeFile(fixture.sysfsRoot() + "/" + emmc + "/mmcblk2/device/type", "MMC\n");
+    writeFile(fixture.sysfsRoot() + "/" + emmc + "/mmcblk2/device/type", "MMC\n");
     fixture.addBlockDevice("devices/virtual/block", "loop0", "", "7:0", false);
-    ferrydeck::test::writeFile(fixture.udevRoot() + "/data/b8:33", "E:ID_FS_LABEL=NO_NAME\nE:ID_FS_UUID_ENC=x\n"
-                                                                   "E:ID_FS_UUID=1A2B-3C4D\n");
-    ferrydeck::test::writeFile(fixture.udevRoot() + "/data/b179:1", "E:ID_FS_LABEL=NO_NAME\n");
-    ferrydeck::test::makeDirectory(fixture.devRoot() + "/disk/by-uuid");
+    writeFile(fixture.udevRoot() + "/data/b8:33", "E:ID_FS_LABEL=NO_NAME\nE:ID_FS_UUID_ENC=x\n"
+                                                  "E:ID_FS_UUID=1A2B-3C4D\n");
+    writeFile(fixture.udevRoot() + "/data/b179:1", "E:ID_FS_LABEL=NO_NAME\n");
+    makeDirectory(fixture.devRoot() + "/disk/by-uuid");
     std::filesystem::create_symlink("../../sdf1", fixture.devRoot() + "/disk/by-uuid/5E6F-7A8B");
     fixture.writeMountinfo("27 1 8:2 / / rw - ext4 /dev/sda2 rw\n"
                            "28 27 8:65 / /home rw - ext4 /dev/sde1 rw\n"

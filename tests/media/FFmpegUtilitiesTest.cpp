@@ -58,19 +58,8 @@ using Args = std::vector<std::string>;
 
 } // namespace
 
-TEST(FFmpegTables, EncodersExtensionsAndStreamFactsOfADescription)
+TEST(FFmpegDescription, StreamFactsOrNoneWhereMissing)
 {
-    // The ends of the table and what lies past them.
-    const std::pair<int, const char *> encoders[] = {{0, "mpeg4"}, {2, "libx264"}, {6, "ffvhuff"},
-                                                     {10, "wmv2"}, {11, "mpeg4"},  {-1, "mpeg4"}};
-    for (const auto &[id, encoder] : encoders)
-        EXPECT_EQ(FFmpegUtilities::findFFmpegCodecForCodec(id), encoder) << id;
-    EXPECT_EQ(FFmpegUtilities::findFileExtensionsForCodec(0), std::nullopt);
-    EXPECT_EQ(FFmpegUtilities::findFileExtensionsForCodec(11), std::nullopt);
-    EXPECT_EQ(FFmpegUtilities::findFileExtensionsForCodec(2), (Args{"mp4", "m4v", "mov"}));
-    EXPECT_EQ(FFmpegUtilities::findFileExtensionsForCodec(10), (Args{"wmv"}));
-
-    // Stream facts of a description, or none where missing.
     using Text = std::optional<std::string>;
     const struct {
         const char *description;
@@ -91,25 +80,6 @@ TEST(FFmpegTables, EncodersExtensionsAndStreamFactsOfADescription)
         EXPECT_EQ(FFmpegUtilities::findFFmpegVideoDimensions(c.description), c.dimensions);
         EXPECT_EQ(FFmpegUtilities::findFFmpegAudioRate(c.description), c.rate);
     }
-}
-
-TEST_F(FakeFFmpeg, CreateMovieRunsTheCommandAsArguments)
-{
-    const auto command = FFmpegUtilities::createMovieCommand("/out/b.mov", "/in/a.mov", 1);
-    EXPECT_EQ(command.commandLine, m_program + " -i \"/in/a.mov\" -vcodec mpeg4  -sameq -copyts -y \"/out/b.mov\"");
-    EXPECT_TRUE(FFmpegUtilities::createMovie("/out/b.mov", "/in/a.mov", 1));
-    EXPECT_EQ(arguments(), (Args{"-i", "/in/a.mov", "-vcodec", "mpeg4", "-sameq", "-copyts", "-y", "/out/b.mov"}));
-
-    EXPECT_EQ(FFmpegUtilities::createMovieCommand("/o.mp4", "/i.mov", 2).commandLine,
-              m_program + " -i \"/i.mov\" -ab 96k -vcodec libx264 -vpre hq -crf 22 -threads 0 -copyts -y \"/o.mp4\"");
-    EXPECT_TRUE(FFmpegUtilities::createMovie("/o.mp4", "/i.mov", 2));
-    EXPECT_EQ(arguments(), (Args{"-i", "/i.mov", "-ab", "96k", "-vcodec", "libx264", "-vpre", "hq", "-crf", "22",
-                                 "-threads", "0", "-copyts", "-y", "/o.mp4"}));
-
-    writeFile(m_dir / "status", "1");
-    EXPECT_FALSE(FFmpegUtilities::createMovie("/o.mp4", "/i.mov", 4));
-    ::setenv("FERRYDECK_FFMPEG", (m_dir / "missing/ffmpeg").c_str(), 1);
-    EXPECT_FALSE(FFmpegUtilities::createMovie("/o.mp4", "/i.mov", 4));
 }
 
 TEST_F(FakeFFmpeg, HostileNamesReachTheProgramWholeAndRunNothing)

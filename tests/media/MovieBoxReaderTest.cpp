@@ -144,16 +144,6 @@ TEST(QuickTimeUtilities, MillisecondsOfLongDurationsDoNotOverflow)
     EXPECT_EQ(QuickTimeUtilities::durationOfMovieInMiliSeconds(dir / "b.mov"), (1000ull << 40) + 500);
 }
 
-TEST(QuickTimeUtilities, TimecodeTracksAnswerTheDefaults)
-{
-    TempDir dir;
-    writeFile(dir / "a.mov", movWithMoovLast(0));
-    EXPECT_FALSE(QuickTimeUtilities::insertTimeCodeTrackIntoMovie(dir / "a.mov", 102, "01:00:00:00", true, 12));
-    EXPECT_EQ(readFile(dir / "a.mov"), movWithMoovLast(0));
-    EXPECT_EQ(QuickTimeUtilities::startTimecodeOfMovie(dir / "a.mov"), std::nullopt);
-    EXPECT_EQ(QuickTimeUtilities::rateDefinitionOfMovie(dir / "a.mov"), 107);
-}
-
 namespace {
 constexpr uint32_t kDrop = 0x1;
 constexpr uint32_t kCounter = 0x8;
@@ -188,39 +178,22 @@ TEST(TimecodeTrack, StartTimecodeAndRateComeFromTheTrack)
     }
 }
 
-TEST(TimecodeTrack, DamagedTracksGiveNoTimecode)
+TEST(TimecodeTrack, DamagedOrMissingTracksGiveNoTimecodeAndNothingIsWritten)
 {
     TempDir dir;
-    std::string bytes = timecodeMovieBytes({30000, 1001, 30, kDrop, 107892});
-    // A sample offset past the end of the file.
-    std::string cut = bytes;
+    std::string cut = timecodeMovieBytes({30000, 1001, 30, kDrop, 107892});
+    std::string other = cut;
+    // A sample offset past the end of the file; a sample description of another kind.
     cut.replace(cut.find("stco") + 12, 4, std::string("\x7f\0\0\0", 4));
-    writeFile(dir / "cut.mov", cut);
-    EXPECT_EQ(QuickTimeUtilities::startTimecodeOfMovie(dir / "cut.mov"), std::nullopt);
-    EXPECT_EQ(QuickTimeUtilities::rateDefinitionOfMovie(dir / "cut.mov"), 100);
-
-    std::string other = bytes;
     other.replace(other.find("tmcd", other.find("stsd")), 4, "avc1");
+    writeFile(dir / "cut.mov", cut);
     writeFile(dir / "other.mov", other);
-    EXPECT_EQ(QuickTimeUtilities::startTimecodeOfMovie(dir / "other.mov"), std::nullopt);
-    EXPECT_EQ(QuickTimeUtilities::rateDefinitionOfMovie(dir / "other.mov"), 107);
-    EXPECT_EQ(QuickTimeUtilities::timecodeRateTextOfMovie(dir / "missing.mov"), std::nullopt);
-}
-
-// Several texts and names share an id; from an id the first row answers.
-TEST(TimecodeTrack, RateTextsAndNamesShareIds)
-{
-    // Interlaced names have ids of their own; their texts read as the progressive rate.
-    const std::tuple<const char *, const char *, int32_t, int32_t> rows[] = {{"2398", "FILM", 103, 103},
-                                                                             {"2400", "24P", 103, 103},
-                                                                             {"2500", "50i", 109, 102},
-                                                                             {"5994", "5994i", 108, 104},
-                                                                             {"x", "pal", 107, 107}};
-    for (const auto &[text, name, byName, byText] : rows) {
-        EXPECT_EQ(QuickTimeUtilities::rateDefinitionFromName(name), byName) << name;
-        EXPECT_EQ(QuickTimeUtilities::rateDefinitionFromRateText(text, true), byText) << text;
+    writeFile(dir / "none.mov", movWithMoovLast(0));
+    for (const auto &[name, rate] : {std::pair{"cut.mov", 100}, {"other.mov", 107}, {"none.mov", 107}}) {
+        EXPECT_EQ(QuickTimeUtilities::startTimecodeOfMovie(dir / name), std::nullopt) << name;
+        EXPECT_EQ(QuickTimeUtilities::rateDefinitionOfMovie(dir / name), rate) << name;
     }
-    EXPECT_EQ(QuickTimeUtilities::rateTextForRateDefinition(103), "2400");
-    EXPECT_EQ(QuickTimeUtilities::nameOfRateDefinition(100), "NTSC drop");
-    EXPECT_EQ(QuickTimeUtilities::rateTextForRateDefinition(107), std::nullopt);
+    EXPECT_EQ(QuickTimeUtilities::timecodeRateTextOfMovie(dir / "missing.mov"), std::nullopt);
+    EXPECT_FALSE(QuickTimeUtilities::insertTimeCodeTrackIntoMovie(dir / "none.mov", 102, "01:00:00:00", true, 12));
+    EXPECT_EQ(readFile(dir / "none.mov"), movWithMoovLast(0));
 }

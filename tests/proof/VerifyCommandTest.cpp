@@ -67,15 +67,10 @@ TEST_F(VerifyFolder, ReportsExactlyTheChangedMissingAndNewFiles)
     EXPECT_EQ(clean.exitCode, 0) << clean.out;
     EXPECT_TRUE(reported(clean.out).empty()) << clean.out;
 
+    // A flipped bit, a deleted and two added files; one name tries to forge a report line.
     std::string clip = readFile(root + "/Clips/c2.mov");
     clip[123456] ^= 0x01;
     writeFile(root + "/Clips/c2.mov", clip);
-    const CliRun::Result flipped = verify({root});
-    EXPECT_EQ(flipped.exitCode, 1);
-    const std::set<std::string> lines = reported(flipped.out);
-    ASSERT_EQ(lines.size(), 1u) << flipped.out;
-    EXPECT_TRUE(lines.begin()->starts_with("changed: Clips/c2.mov (xxh64 recorded ")) << *lines.begin();
-
     ASSERT_EQ(::unlink((root + "/a.mov").c_str()), 0);
     writeFile(root + "/Clips/new.mov", "added later");
     writeFile(root + "/Clips/x\nchanged: forged.mov", "a name that tries to forge a line");
@@ -90,7 +85,9 @@ TEST_F(VerifyFolder, ReportsExactlyTheChangedMissingAndNewFiles)
                                                          {"Clips/new.mov", "new"},
                                                          {"Clips/x\nchanged: forged.mov", "new"}};
     EXPECT_EQ(statuses, expected) << json.out;
-    EXPECT_EQ(reported(verify({root}).out).count("new: Clips/x\\x0achanged: forged.mov"), 1u);
+    const std::set<std::string> lines = reported(verify({root}).out);
+    EXPECT_EQ(lines.size(), 4u);
+    EXPECT_EQ(lines.count("new: Clips/x\\x0achanged: forged.mov"), 1u);
 }
 
 TEST_F(VerifyFolder, SealAppendsGenerationsToAValidChain)
