@@ -308,9 +308,9 @@ table=$(
   echo "| Figure | Ferrydeck | Peer | Peer time | Ratio | Target | |"
   echo "|---|---|---|---|---|---|---|"
   for card in video stills mixed; do
-    target=1.0
-    [[ $card == stills ]] && target=1.5
-    row "size, $card card" "$(s "size-$card/ferrydeck-size")" "2 × cp -a + sync" "$(s "size-$card/cp-sync")" "$target"
+    # Every card, stills included: an offload that checks its copies should cost
+    # no more than the copies people make without checking.
+    row "size, $card card" "$(s "size-$card/ferrydeck-size")" "2 × cp -a + sync" "$(s "size-$card/cp-sync")" "1.0"
     row "size, $card card" "$(s "size-$card/ferrydeck-size")" "2 × rsync -a --fsync" "$(s "size-$card/rsync")" "<1"
   done
   for card in video mixed; do
