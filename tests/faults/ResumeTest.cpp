@@ -59,8 +59,9 @@ struct InterruptedCard {
             for (const auto &entry : std::filesystem::recursive_directory_iterator(dir / (destination + "/card"))) {
                 const std::string name = entry.path().filename();
                 const std::string relative = entry.path().string().substr((dir / destination).size() + 1);
-                if (entry.is_regular_file() && !FileCopy::isTemporaryName(name) && relative.starts_with("card/DCIM"))
+                if (entry.is_regular_file() && !FileCopy::isTemporaryName(name) && relative.starts_with("card/DCIM")) {
                     EXPECT_EQ(readFile(entry.path()), readFile(dir / relative)) << relative;
+                }
             }
             EXPECT_FALSE(exists(dir / (destination + "/card/card.txt")));
         }
