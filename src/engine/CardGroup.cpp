@@ -47,7 +47,7 @@ std::vector<bool> CardGroup::owingFor(const File &file, int member, uint64_t off
 }
 
 ssize_t CardGroup::readAlone(std::unique_lock<std::mutex> &lock, const std::string &key, int member, int fd,
-                             char *buffer, size_t size, uint64_t offset)
+                             char *buffer, size_t size, uint64_t offset, std::optional<HashMethod> method)
 {
     lock.unlock();
     const ssize_t got = preadFully(fd, buffer, size, offset);
@@ -56,14 +56,46 @@ ssize_t CardGroup::readAlone(std::unique_lock<std::mutex> &lock, const std::stri
     if (got > 0) {
         m_bytesRead += static_cast<uint64_t>(got);
         const auto found = m_files.find(key);
-        if (found != m_files.end())
+        if (found != m_files.end()) {
             found->second.progress[static_cast<size_t>(member)] = offset + static_cast<uint64_t>(got);
+            hash(found->second, method, buffer, got, offset);
+        }
     }
     errno = error;
     return got;
 }
 
-ssize_t CardGroup::read(int member, const std::string &key, int fd, char *buffer, size_t size, uint64_t offset)
+// Only the next bytes of the unbroken pass count; what was hashed already
+// (a member catching up on its own) is not hashed again. A gap can only
+// leave the pass short, never wrong: the file then has no checksum.
+void CardGroup::hash(File &file, std::optional<HashMethod> method, const char *data, ssize_t got, uint64_t offset)
+{
+    if (!method || got <= 0 || offset != file.hashedTo || file.checksum) return;
+    if (!file.hasher) file.hasher.emplace(*method);
+    if (file.hasher->method() != *method || !file.hasher->update(data, static_cast<size_t>(got))) {
+        file.hashFailed = true;
+        return;
+    }
+    file.hashedTo += static_cast<uint64_t>(got);
+    m_bytesHashed += static_cast<uint64_t>(got);
+}
+
+std::optional<std::string> CardGroup::checksum(int member, const std::string &key)
+{
+    if (member < 0 || member >= m_members) return std::nullopt;
+    std::lock_guard lock(m_mutex);
+    const auto found = m_files.find(key);
+    if (found == m_files.end()) return std::nullopt;
+    File &file = found->second;
+    if (!file.identity || file.progress[static_cast<size_t>(member)] != file.identity->size) return std::nullopt;
+    if (file.checksum) return file.checksum;
+    if (!file.hasher || file.hashFailed || file.hashedTo != file.identity->size) return std::nullopt;
+    file.checksum = file.hasher->finish();
+    return file.checksum;
+}
+
+ssize_t CardGroup::read(int member, const std::string &key, int fd, char *buffer, size_t size, uint64_t offset,
+                        std::optional<HashMethod> method)
 {
     struct stat info {};
     if (::fstat(fd, &info) != 0) return -1;
@@ -77,7 +109,7 @@ ssize_t CardGroup::read(int member, const std::string &key, int fd, char *buffer
     const auto waitingSince = std::chrono::steady_clock::now();
     std::unique_lock lock(m_mutex);
     for (;;) {
-        if (m_gone[index]) return readAlone(lock, key, member, fd, buffer, size, offset);
+        if (m_gone[index]) return readAlone(lock, key, member, fd, buffer, size, offset, std::nullopt);
         File &file = fileFor(key);
         if (!file.identity) file.identity = identity;
         if (*file.identity != identity) {
@@ -88,7 +120,7 @@ ssize_t CardGroup::read(int member, const std::string &key, int fd, char *buffer
         if (found != file.pieces.end()) {
             Piece &piece = found->second;
             if (!piece.owing[index] || piece.identity != identity || piece.requested != size)
-                return readAlone(lock, key, member, fd, buffer, size, offset);
+                return readAlone(lock, key, member, fd, buffer, size, offset, method);
             if (!piece.ready) {
                 m_changed.wait(lock);
                 continue;
@@ -110,12 +142,12 @@ ssize_t CardGroup::read(int member, const std::string &key, int fd, char *buffer
             }
             if (got >= 0) return got;
             // The reader's failure is its own; this member tries for itself.
-            return readAlone(lock, key, member, fd, buffer, size, offset);
+            return readAlone(lock, key, member, fd, buffer, size, offset, method);
         }
 
         int count = 0;
         std::vector<bool> owing = owingFor(file, member, offset, count);
-        if (count == 0) return readAlone(lock, key, member, fd, buffer, size, offset);
+        if (count == 0) return readAlone(lock, key, member, fd, buffer, size, offset, method);
         const size_t capacity =
             static_cast<size_t>(std::min<uint64_t>(size, identity.size > offset ? identity.size - offset + 1 : 1));
         if (m_held + capacity > m_limit) {
@@ -127,7 +159,7 @@ ssize_t CardGroup::read(int member, const std::string &key, int fd, char *buffer
             if (m_changed.wait_until(lock, since + m_stallLimit) == std::cv_status::timeout &&
                 std::chrono::steady_clock::now() >= std::max(m_lastTaken, waitingSince) + m_stallLimit) {
                 markLagging();
-                return readAlone(lock, key, member, fd, buffer, size, offset);
+                return readAlone(lock, key, member, fd, buffer, size, offset, method);
             }
             continue;
         }
@@ -151,6 +183,7 @@ ssize_t CardGroup::read(int member, const std::string &key, int fd, char *buffer
             std::memcpy(buffer, piece.data.get(), static_cast<size_t>(got));
             m_bytesRead += static_cast<uint64_t>(got);
             file.progress[index] = offset + static_cast<uint64_t>(got);
+            hash(file, method, piece.data.get(), got, offset);
         }
         // Everyone it was kept for may have gone meanwhile.
         if (piece.owingCount == 0) {
@@ -240,6 +273,12 @@ uint64_t CardGroup::bytesShared() const
 {
     std::lock_guard lock(m_mutex);
     return m_bytesShared;
+}
+
+uint64_t CardGroup::bytesHashed() const
+{
+    std::lock_guard lock(m_mutex);
+    return m_bytesHashed;
 }
 
 size_t CardGroup::bytesHeld() const

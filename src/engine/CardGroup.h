@@ -1,5 +1,7 @@
 #pragma once
 
+#include "proof/Hasher.h"
+
 #include <sys/types.h>
 
 #include <chrono>
@@ -32,6 +34,12 @@ namespace ferrydeck {
 // reads alone until it finishes a file,
 // so a stuck destination costs a second read, never a hang. A member that
 // ends (Completed, Error, Canceled) leaves, and nobody waits for it again.
+//
+// With a checksum method the group also hashes each shared file once, as
+// its bytes first come off the card, in order; every member's copy is then
+// read back and checked against that one value. A member whose own bytes
+// differed (a card that reads differently twice) fails its check; it is
+// never called verified.
 class CardGroup {
 public:
     static constexpr size_t kDefaultLimit = size_t{64} << 20;
@@ -51,7 +59,13 @@ public:
     int members() const { return m_members; }
     // `key` names the file and the pass (a copy and a later comparison read
     // the same file twice, and are shared separately).
-    ssize_t read(int member, const std::string &key, int fd, char *buffer, size_t size, uint64_t offset);
+    // `method`: the checksum the reader's job takes of the source.
+    ssize_t read(int member, const std::string &key, int fd, char *buffer, size_t size, uint64_t offset,
+                 std::optional<HashMethod> method = std::nullopt);
+    // The checksum of the whole file as the group read it, once `member` has
+    // read all of it; none when the group could not take it in one unbroken
+    // pass (the job then cannot verify the file, and says so).
+    std::optional<std::string> checksum(int member, const std::string &key);
     // The member will read no more of `key` (copied, failed, carried over,
     // skipped): what is kept for it is let go.
     void doneWith(int member, const std::string &key);
@@ -61,6 +75,7 @@ public:
     uint64_t bytesRead() const;
     uint64_t bytesShared() const;
     size_t bytesHeld() const;
+    uint64_t bytesHashed() const;
 
 private:
     struct Identity {
@@ -86,6 +101,11 @@ private:
         std::vector<bool> done;
         std::map<uint64_t, Piece> pieces;
         std::optional<Identity> identity; // as the first member to read it saw it
+        // The checksum, fed the bytes below `hashedTo` in order as they came off the card.
+        std::optional<Hasher> hasher;
+        uint64_t hashedTo = 0;
+        bool hashFailed = false;
+        std::optional<std::string> checksum;
     };
 
     File &fileFor(const std::string &key);
@@ -93,8 +113,10 @@ private:
     void release(File &file, int member);
     void markLagging();
     void forgetIfFinished(const std::string &key);
+    // `method` none: what is read is not hashed (a member that left).
     ssize_t readAlone(std::unique_lock<std::mutex> &lock, const std::string &key, int member, int fd, char *buffer,
-                      size_t size, uint64_t offset);
+                      size_t size, uint64_t offset, std::optional<HashMethod> method);
+    void hash(File &file, std::optional<HashMethod> method, const char *data, ssize_t got, uint64_t offset);
 
     const int m_members;
     const size_t m_limit;
@@ -108,6 +130,7 @@ private:
     size_t m_held = 0;
     uint64_t m_bytesRead = 0;
     uint64_t m_bytesShared = 0;
+    uint64_t m_bytesHashed = 0;
 };
 
 } // namespace ferrydeck

@@ -61,10 +61,11 @@ void OffloadInstance::offloadSourceFiles()
     const std::shared_ptr<CardGroup> group = m_properties.get<&Properties::cardGroup>();
     const int member = m_properties.get<&Properties::cardGroupMember>();
     // The group's reads of one file: its copy and its comparison are shared apart.
-    const auto groupReader = [&](const std::string &key, uint64_t fileSize) -> SourceReader {
+    const auto groupReader = [&](const std::string &key, uint64_t fileSize,
+                                 std::optional<HashMethod> hashing = std::nullopt) -> SourceReader {
         if (!group || !CardGroup::shares(fileSize)) return {};
-        return [&group, member, key](int fd, char *buffer, size_t size, uint64_t offset) {
-            return group->read(member, key, fd, buffer, size, offset);
+        return [&group, member, key, hashing](int fd, char *buffer, size_t size, uint64_t offset) {
+            return group->read(member, key, fd, buffer, size, offset, hashing);
         };
     };
     const auto doneWith = [&](const std::string &key, uint64_t fileSize) {
@@ -212,13 +213,18 @@ void OffloadInstance::offloadSourceFiles()
             FileCopy::Options options;
             options.leaveUnnamed = batched;
             options.flush = !batched;
-            if (method) {
+            // A file the card's group reads is hashed once there, for all its destinations.
+            const bool groupHashes = method && group && CardGroup::shares(record->rawFileSize());
+            if (method && !groupHashes) {
                 sourceHash.emplace(*method);
                 options.onSourceData = [&sourceHash](const char *data, size_t size) { sourceHash->update(data, size); };
             }
-            options.readSource = groupReader("copy:" + sourceFile, record->rawFileSize());
+            options.readSource = groupReader("copy:" + sourceFile, record->rawFileSize(), method);
             copy = FileCopy::copyFileAt(sourceFile, parent.get(), name, options);
-            if (sourceHash && copy.ok() && !copy.symbolicLink) file.sourceValue = sourceHash->finish().value_or("");
+            if (copy.ok() && !copy.symbolicLink) {
+                if (sourceHash) file.sourceValue = sourceHash->finish().value_or("");
+                else if (groupHashes) file.sourceValue = group->checksum(member, "copy:" + sourceFile).value_or("");
+            }
             if (copy.sourceSize != 0 || copy.sourceModificationTime != 0)
                 record->setRawModificationTime(copy.sourceModificationTime);
             if (!copy.ok()) {

@@ -21,18 +21,19 @@ constexpr size_t kPiece = 64 << 10;
 // Reads `path` whole through `group` as `member`, pausing `pause` per piece;
 // checks on the way that the group never keeps more than its limit.
 std::string readThrough(CardGroup &group, int member, const std::string &key, const std::string &path,
-                        std::chrono::milliseconds pause, size_t limit)
+                        std::chrono::milliseconds pause, size_t limit, std::optional<std::string> *checksum = nullptr)
 {
     const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     std::string bytes;
     std::vector<char> buffer(kPiece);
     for (;;) {
-        const ssize_t got = group.read(member, key, fd, buffer.data(), kPiece, bytes.size());
+        const ssize_t got = group.read(member, key, fd, buffer.data(), kPiece, bytes.size(), HashMethod::Md5);
         EXPECT_LE(group.bytesHeld(), limit);
         if (got <= 0) break;
         bytes.append(buffer.data(), static_cast<size_t>(got));
         std::this_thread::sleep_for(pause);
     }
+    if (checksum) *checksum = group.checksum(member, key);
     group.doneWith(member, key);
     ::close(fd);
     return bytes;
@@ -41,8 +42,9 @@ std::string readThrough(CardGroup &group, int member, const std::string &key, co
 } // namespace
 
 // Members at different speeds each get exactly their file, the card is read
-// once, and what is kept stays within the limit. A file that is no longer
-// the one the group read (changed, or another card) fails, never mixes.
+// and hashed once, and what is kept stays within the limit. A file that is
+// no longer the one the group read (changed, or another card) fails, never
+// mixes, and has no checksum.
 TEST(CardGroup, EachMemberGetsItsOwnBytesAndTheCardIsReadOnce)
 {
     TempDir dir;
@@ -52,21 +54,27 @@ TEST(CardGroup, EachMemberGetsItsOwnBytesAndTheCardIsReadOnce)
     const size_t limit = 4 * kPiece;
     CardGroup group(3, limit);
     std::string got[3];
+    std::optional<std::string> checksums[3];
     std::vector<std::thread> members;
     for (int m = 0; m < 3; ++m)
-        members.emplace_back(
-            [&, m] { got[m] = readThrough(group, m, "k", dir / "clip", std::chrono::milliseconds(m), limit); });
+        members.emplace_back([&, m] {
+            got[m] = readThrough(group, m, "k", dir / "clip", std::chrono::milliseconds(m), limit, &checksums[m]);
+        });
     for (std::thread &member : members)
         member.join();
-    for (const std::string &bytes : got)
-        EXPECT_TRUE(bytes == clip);
+    for (int m = 0; m < 3; ++m) {
+        EXPECT_TRUE(got[m] == clip);
+        EXPECT_EQ(checksums[m], Hasher::hashBytes(HashMethod::Md5, clip));
+    }
     EXPECT_EQ(group.bytesRead(), clip.size());
+    EXPECT_EQ(group.bytesHashed(), clip.size());
     EXPECT_EQ(group.bytesHeld(), 0u);
 
     CardGroup mixed(2);
     std::thread first([&] { got[0] = readThrough(mixed, 0, "k", dir / "clip", {}, CardGroup::kDefaultLimit); });
     first.join();
-    EXPECT_EQ(readThrough(mixed, 1, "k", dir / "other", {}, CardGroup::kDefaultLimit), "");
+    EXPECT_EQ(readThrough(mixed, 1, "k", dir / "other", {}, CardGroup::kDefaultLimit, &checksums[1]), "");
+    EXPECT_EQ(checksums[1], std::nullopt);
     EXPECT_EQ(mixed.bytesHeld(), 0u);
 }
 
