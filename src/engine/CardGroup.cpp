@@ -109,7 +109,13 @@ ssize_t CardGroup::read(int member, const std::string &key, int fd, char *buffer
     const auto waitingSince = std::chrono::steady_clock::now();
     std::unique_lock lock(m_mutex);
     for (;;) {
-        if (m_gone[index]) return readAlone(lock, key, member, fd, buffer, size, offset, std::nullopt);
+        if (m_gone[index]) {
+            // A job that ended finishes the file it was copying on its own;
+            // its bytes still count towards the file's one checksum.
+            const auto found = m_files.find(key);
+            const bool same = found != m_files.end() && found->second.identity == identity;
+            return readAlone(lock, key, member, fd, buffer, size, offset, same ? method : std::nullopt);
+        }
         File &file = fileFor(key);
         if (!file.identity) file.identity = identity;
         if (*file.identity != identity) {
@@ -229,8 +235,9 @@ void CardGroup::forgetIfFinished(const std::string &key)
 {
     const auto found = m_files.find(key);
     if (found == m_files.end() || !found->second.pieces.empty()) return;
-    for (int i = 0; i < m_members; ++i)
-        if (!found->second.done[static_cast<size_t>(i)] && !m_gone[static_cast<size_t>(i)]) return;
+    // A member that left mid-file still finishes it and asks for its checksum.
+    for (size_t i = 0; i < static_cast<size_t>(m_members); ++i)
+        if (!found->second.done[i] && (!m_gone[i] || found->second.progress[i] != 0)) return;
     m_files.erase(found);
 }
 

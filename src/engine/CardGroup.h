@@ -63,8 +63,9 @@ public:
     ssize_t read(int member, const std::string &key, int fd, char *buffer, size_t size, uint64_t offset,
                  std::optional<HashMethod> method = std::nullopt);
     // The checksum of the whole file as the group read it, once `member` has
-    // read all of it; none when the group could not take it in one unbroken
-    // pass (the job then cannot verify the file, and says so).
+    // read all of it (also after leaving mid-file); none when the group could
+    // not take it in one unbroken pass (the job then cannot verify the file,
+    // and says so).
     std::optional<std::string> checksum(int member, const std::string &key);
     // The member will read no more of `key` (copied, failed, carried over,
     // skipped): what is kept for it is let go.
@@ -113,7 +114,7 @@ private:
     void release(File &file, int member);
     void markLagging();
     void forgetIfFinished(const std::string &key);
-    // `method` none: what is read is not hashed (a member that left).
+    // `method` none: what is read is not hashed.
     ssize_t readAlone(std::unique_lock<std::mutex> &lock, const std::string &key, int member, int fd, char *buffer,
                       size_t size, uint64_t offset, std::optional<HashMethod> method);
     void hash(File &file, std::optional<HashMethod> method, const char *data, ssize_t got, uint64_t offset);

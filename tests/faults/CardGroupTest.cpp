@@ -94,6 +94,33 @@ TEST(CardGroup, AStuckMemberCostsASecondReadNeverAHang)
     EXPECT_EQ(group.bytesHeld(), 0u);
 }
 
+// A job that ends mid-file (canceled, or another file failed) finishes the
+// file alone; it and the member still in the group get the one checksum.
+TEST(CardGroup, AMemberThatLeavesMidFileStillGetsTheChecksum)
+{
+    TempDir dir;
+    writeSizedFile(dir / "clip", 10 * kPiece + 5, 4);
+    const std::string clip = readFile(dir / "clip");
+    CardGroup group(2);
+    const int fd = ::open((dir / "clip").c_str(), O_RDONLY | O_CLOEXEC);
+    std::vector<char> buffer(kPiece);
+    const auto readUpTo = [&](uint64_t from, uint64_t to) {
+        for (uint64_t at = from; at < to; at += kPiece)
+            EXPECT_GT(group.read(0, "k", fd, buffer.data(), kPiece, at, HashMethod::Md5), 0);
+    };
+    readUpTo(0, 4 * kPiece);
+    group.leave(0);
+    std::optional<std::string> stayed;
+    EXPECT_TRUE(readThrough(group, 1, "k", dir / "clip", {}, CardGroup::kDefaultLimit, &stayed) == clip);
+    readUpTo(4 * kPiece, clip.size());
+    EXPECT_EQ(group.checksum(0, "k"), Hasher::hashBytes(HashMethod::Md5, clip));
+    EXPECT_EQ(stayed, Hasher::hashBytes(HashMethod::Md5, clip));
+    EXPECT_EQ(group.bytesHashed(), clip.size());
+    group.doneWith(0, "k");
+    ::close(fd);
+    EXPECT_EQ(group.bytesHeld(), 0u);
+}
+
 namespace {
 
 // The card on a file system of its own, as in a reader: only there do its destinations share reads.
