@@ -213,13 +213,13 @@ void OffloadInstance::offloadSourceFiles()
             FileCopy::Options options;
             options.leaveUnnamed = batched;
             options.flush = !batched;
+            options.readSource = groupReader("copy:" + sourceFile, record->rawFileSize(), method);
             // A file the card's group reads is hashed once there, for all its destinations.
-            const bool groupHashes = method && group && CardGroup::shares(record->rawFileSize());
+            const bool groupHashes = method && options.readSource;
             if (method && !groupHashes) {
                 sourceHash.emplace(*method);
                 options.onSourceData = [&sourceHash](const char *data, size_t size) { sourceHash->update(data, size); };
             }
-            options.readSource = groupReader("copy:" + sourceFile, record->rawFileSize(), method);
             copy = FileCopy::copyFileAt(sourceFile, parent.get(), name, options);
             if (copy.ok() && !copy.symbolicLink) {
                 if (sourceHash) file.sourceValue = sourceHash->finish().value_or("");
