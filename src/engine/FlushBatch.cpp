@@ -68,10 +68,13 @@ bool FlushBatch::takes(uint64_t size) const
     return m_enabled && size < kLargeFile && !due() && m_bytes + size <= kMaxBytes;
 }
 
-bool FlushBatch::begin(int parentFd)
+bool FlushBatch::begin(const std::shared_ptr<const UniqueFd> &parent)
 {
-    struct stat parent {};
-    if (!m_enabled || ::fstat(parentFd, &parent) != 0 || static_cast<uint64_t>(parent.st_dev) != m_device) return false;
+    if (!m_enabled || !parent) return false;
+    // A folder the batch already holds was checked when it joined.
+    struct stat info {};
+    if (!holds(parent) && (::fstat(parent->get(), &info) != 0 || static_cast<uint64_t>(info.st_dev) != m_device))
+        return false;
     if (m_fileSystem) return true;
     // A descriptor of its own, opened before the batch's first byte is
     // written: syncfs reports the write-back errors recorded since a
@@ -84,7 +87,12 @@ bool FlushBatch::begin(int parentFd)
 void FlushBatch::add(Copy copy)
 {
     if (m_copies.empty()) m_firstCopied = std::chrono::steady_clock::now();
+    m_bytes += copy.copy.bytesCopied;
     // Copies of one folder share its descriptor, so a batch holds few open.
+    if (holds(copy.parent)) {
+        m_copies.push_back(std::move(copy));
+        return;
+    }
     struct stat parent {};
     ::fstat(copy.parent->get(), &parent);
     const auto device = static_cast<uint64_t>(parent.st_dev);
@@ -94,8 +102,12 @@ void FlushBatch::add(Copy copy)
     });
     if (known != m_folders.end()) copy.parent = known->fd;
     else m_folders.push_back({copy.parent, device, inode});
-    m_bytes += copy.copy.bytesCopied;
     m_copies.push_back(std::move(copy));
+}
+
+bool FlushBatch::holds(const std::shared_ptr<const UniqueFd> &folder) const
+{
+    return std::any_of(m_folders.begin(), m_folders.end(), [&](const Folder &held) { return held.fd == folder; });
 }
 
 std::vector<FlushBatch::Copy> FlushBatch::flush()

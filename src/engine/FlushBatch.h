@@ -54,9 +54,9 @@ public:
     // Whether a file of `size` bytes may still join; false as well when the
     // batch is due, so that it is flushed first.
     bool takes(uint64_t size) const;
-    // Before a copy that is to join, in `parentFd`: the flush reports the
+    // Before a copy that is to join, in `parent`: the flush reports the
     // write-back errors from its first copy on. False when it cannot join.
-    bool begin(int parentFd);
+    bool begin(const std::shared_ptr<const UniqueFd> &parent);
     void add(Copy copy);
     bool due() const;
     // Flushes the data, names every copy, flushes the folders; answers the
@@ -64,6 +64,8 @@ public:
     std::vector<Copy> flush();
 
 private:
+    bool holds(const std::shared_ptr<const UniqueFd> &folder) const;
+
     bool m_enabled = false;
     uint64_t m_device = 0;
     int m_copyFolderFd = -1;

@@ -71,6 +71,30 @@ void OffloadInstance::offloadSourceFiles()
     const auto doneWith = [&](const std::string &key, uint64_t fileSize) {
         if (group && CardGroup::shares(fileSize)) group->doneWith(member, key);
     };
+    // The folder of the last copy. A card's files come folder by folder, and
+    // checking the copy folder and walking down to each file's folder afresh
+    // cost more system calls than its copy on cards of small files. The
+    // folder is taken again while its path still leads to it: then it is in
+    // place, and so is every copy named below it.
+    struct {
+        std::string relative;
+        std::shared_ptr<const UniqueFd> fd;
+        dev_t device = 0;
+        ino_t inode = 0;
+    } lastFolder;
+    const auto lastFolderStill = [&](const std::string &relativeFolder) {
+        if (!lastFolder.fd || lastFolder.relative != relativeFolder) return false;
+        const std::string path = relativeFolder.empty() ? destinationRoot : destinationRoot + "/" + relativeFolder;
+        struct stat info {};
+        return ::stat(path.c_str(), &info) == 0 && info.st_dev == lastFolder.device && info.st_ino == lastFolder.inode;
+    };
+    const auto openFolder = [&](const std::string &relativeFolder) -> std::shared_ptr<const UniqueFd> {
+        UniqueFd opened = FileCopy::openFolderBeneath(folder->get(), relativeFolder, true);
+        struct stat info {};
+        if (!opened || ::fstat(opened.get(), &info) != 0) return nullptr;
+        lastFolder = {relativeFolder, std::make_shared<const UniqueFd>(std::move(opened)), info.st_dev, info.st_ino};
+        return lastFolder.fd;
+    };
 
     // Everything after the copy and its flush: the check, the record, the count.
     const auto finish = [&](FlushBatch::Copy &file) {
@@ -95,18 +119,16 @@ void OffloadInstance::offloadSourceFiles()
                 reason = byteComparison() ? "contents differ" : "sizes differ";
             }
             // The check read the copy by its path; it counts only when that
-            // path still leads to the very file that was written.
-            struct stat info {};
+            // path still leads to the very file that was written. A copy
+            // folder moved, replaced or unmounted since fails here too.
             struct stat byPath {};
-            const bool found = ::fstatat(parent, name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0;
-            if (!failed && (!found || info.st_dev != copy.copyDevice || info.st_ino != copy.copyInode ||
-                            ::lstat(destination.c_str(), &byPath) != 0 || byPath.st_dev != info.st_dev ||
-                            byPath.st_ino != info.st_ino || !folderInPlace(folder->get(), destinationRoot))) {
+            const bool found = ::lstat(destination.c_str(), &byPath) == 0;
+            if (!failed && (!found || byPath.st_dev != copy.copyDevice || byPath.st_ino != copy.copyInode)) {
                 failed = true;
                 reason = "the copy was moved or replaced before its check";
             }
             if (found) {
-                record->setRawBytesCopied(static_cast<uint64_t>(info.st_size));
+                record->setRawBytesCopied(static_cast<uint64_t>(byPath.st_size));
             } else {
                 record->setBytesCopiedText(record->fileSize());
             }
@@ -179,7 +201,7 @@ void OffloadInstance::offloadSourceFiles()
         record->setOutputPath(file.destination);
 
         std::string &reason = file.reason;
-        UniqueFd parent;
+        std::shared_ptr<const UniqueFd> parent;
         {
             std::lock_guard lock(m_lockProcessing);
             m_interface->setCurrentOffloadFile(name);
@@ -187,17 +209,21 @@ void OffloadInstance::offloadSourceFiles()
                 reason = "the copy folder could not be made";
             } else if (!relative) {
                 reason = "it does not lie inside the source";
-            } else if (!folderInPlace(folder->get(), destinationRoot)) {
-                reason = "the copy folder was moved, replaced or unmounted";
             } else {
                 const size_t slash = relative->find_last_of('/');
-                parent = FileCopy::openFolderBeneath(
-                    folder->get(), slash == std::string::npos ? std::string() : relative->substr(0, slash), true);
-                if (!parent) reason = std::string("its folder could not be made: ") + std::strerror(errno);
+                const std::string relativeFolder =
+                    slash == std::string::npos ? std::string() : relative->substr(0, slash);
+                if (lastFolderStill(relativeFolder)) {
+                    parent = lastFolder.fd;
+                } else if (!folderInPlace(folder->get(), destinationRoot)) {
+                    reason = "the copy folder was moved, replaced or unmounted";
+                } else if (!(parent = openFolder(relativeFolder))) {
+                    reason = std::string("its folder could not be made: ") + std::strerror(errno);
+                }
             }
         }
 
-        if (reason.empty() && carryOver(record, *relative, parent.get(), name)) {
+        if (reason.empty() && carryOver(record, *relative, parent->get(), name)) {
             doneWith("copy:" + sourceFile, record->rawFileSize());
             doneWith("compare:" + sourceFile, record->rawFileSize());
             recordResult(record, false, details);
@@ -207,7 +233,7 @@ void OffloadInstance::offloadSourceFiles()
 
         const auto start = std::chrono::steady_clock::now();
         FileCopy::Result &copy = file.copy;
-        const bool batched = reason.empty() && batch.takes(record->rawFileSize()) && batch.begin(parent.get());
+        const bool batched = reason.empty() && batch.takes(record->rawFileSize()) && batch.begin(parent);
         if (reason.empty()) {
             std::optional<Hasher> sourceHash;
             FileCopy::Options options;
@@ -220,7 +246,7 @@ void OffloadInstance::offloadSourceFiles()
                 sourceHash.emplace(*method);
                 options.onSourceData = [&sourceHash](const char *data, size_t size) { sourceHash->update(data, size); };
             }
-            copy = FileCopy::copyFileAt(sourceFile, parent.get(), name, options);
+            copy = FileCopy::copyFileAt(sourceFile, parent->get(), name, options);
             if (copy.ok() && !copy.symbolicLink) {
                 if (sourceHash) file.sourceValue = sourceHash->finish().value_or("");
                 else if (groupHashes) file.sourceValue = group->checksum(member, "copy:" + sourceFile).value_or("");
@@ -234,13 +260,13 @@ void OffloadInstance::offloadSourceFiles()
                 reason = stringWithFormat("%llu bytes copied, %llu listed",
                                           static_cast<unsigned long long>(copy.bytesCopied),
                                           static_cast<unsigned long long>(record->rawFileSize()));
-                if (batched) FileCopy::discardCopyAt(parent.get(), name);
+                if (batched) FileCopy::discardCopyAt(parent->get(), name);
             }
         }
         doneWith("copy:" + sourceFile, record->rawFileSize());
         const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
         record->setDuration(stringWithFormat("%.3f", took.count()));
-        file.parent = std::make_shared<const UniqueFd>(std::move(parent));
+        file.parent = std::move(parent);
 
         if (batched && reason.empty()) {
             batch.add(std::move(file));

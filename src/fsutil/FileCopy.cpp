@@ -36,6 +36,8 @@ Result failed(Result result, const char *step, int error = errno)
     return result;
 }
 
+constexpr off_t kSequentialHintSize = 1 << 20;
+
 int64_t nanoseconds(const struct timespec &time)
 {
     return static_cast<int64_t>(time.tv_sec) * 1000000000 + time.tv_nsec;
@@ -258,7 +260,8 @@ Result FileCopy::copyFileAt(const std::string &source, int folderFd, const std::
     Result result;
     result.sourceSize = static_cast<uint64_t>(info.st_size);
     result.sourceModificationTime = nanoseconds(info.st_mtim);
-    ::posix_fadvise(in.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
+    // Read-ahead's first window already covers a small file: the hint would only cost a call.
+    if (info.st_size > kSequentialHintSize) ::posix_fadvise(in.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
 
     // Checked first so that a taken name costs no copy; the rename checks again.
     if (nameExists(folderFd, name)) return failed(result, "create destination", EEXIST);

@@ -144,6 +144,27 @@ TEST(CopyLoop, OneThreadTakesFilesInListOrderAndVerboseLoggingUsesTheContentsSen
     EXPECT_NE(log.find("Total Files at source:12\n"), std::string::npos);
 }
 
+// Files of one folder share its descriptor. A folder replaced between two of
+// them (here with the first copy linked into the new one) gets the next copy
+// where its path leads, not the folder that was moved away.
+TEST(CopyLoop, AFolderReplacedBetweenTwoOfItsFilesGetsTheNextCopyAtItsPath)
+{
+    TempDir dir;
+    // Too large to wait for a flush together: each is checked before the next is copied.
+    for (const char *name : {"A.MOV", "B.MOV"})
+        writeSizedFile(dir / (std::string("card/CLIP/") + name), FlushBatch::kLargeFile, 1);
+    auto job = preparedJob(dir / "card", dir / "dest", JobOptions{.threads = 1});
+    job->setCopyObserver([&](const FileCopyDetails &record) {
+        if (record.fileName() != "A.MOV") return;
+        ASSERT_EQ(::rename((dir / "dest/copy/CLIP").c_str(), (dir / "dest/moved").c_str()), 0);
+        makeDirectory(dir / "dest/copy/CLIP");
+        ASSERT_EQ(::link((dir / "dest/moved/A.MOV").c_str(), (dir / "dest/copy/CLIP/A.MOV").c_str()), 0);
+    });
+    EXPECT_EQ(driveJob(job), OffloadInstance::kCompleted);
+    EXPECT_TRUE(readFile(dir / "dest/copy/CLIP/B.MOV") == readFile(dir / "card/CLIP/B.MOV"));
+    EXPECT_FALSE(exists(dir / "dest/moved/B.MOV"));
+}
+
 TEST(CopyLoop, CancelStopsBeforeTheNextFileAndLeavesCounters)
 {
     TempDir dir;
