@@ -112,20 +112,27 @@ void OffloadInstance::offloadSourceFiles()
             if (method) {
                 reason = verifyChecksum(*method, sourceFile, parent, name, copy, file.sourceValue);
                 failed = !reason.empty();
-            } else if (!noFileVerification() &&
-                       !compareFiles(sourceFile, destination, byteComparison(),
+            } else if (!noFileVerification() && byteComparison() &&
+                       !compareFiles(sourceFile, destination, true,
                                      groupReader("compare:" + sourceFile, record->rawFileSize()))) {
                 failed = true;
-                reason = byteComparison() ? "contents differ" : "sizes differ";
+                reason = "contents differ";
             }
             // The check read the copy by its path; it counts only when that
             // path still leads to the very file that was written. A copy
-            // folder moved, replaced or unmounted since fails here too.
+            // folder moved, replaced or unmounted since fails here too. The
+            // size check reads the size of that same entry.
             struct stat byPath {};
             const bool found = ::lstat(destination.c_str(), &byPath) == 0;
             if (!failed && (!found || byPath.st_dev != copy.copyDevice || byPath.st_ino != copy.copyInode)) {
                 failed = true;
                 reason = "the copy was moved or replaced before its check";
+            }
+            struct stat sourceNow {};
+            if (!failed && !method && !noFileVerification() && !byteComparison() &&
+                (::lstat(sourceFile.c_str(), &sourceNow) != 0 || sourceNow.st_size != byPath.st_size)) {
+                failed = true;
+                reason = "sizes differ";
             }
             if (found) {
                 record->setRawBytesCopied(static_cast<uint64_t>(byPath.st_size));
