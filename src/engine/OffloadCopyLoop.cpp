@@ -85,8 +85,9 @@ void OffloadInstance::offloadSourceFiles()
     const auto lastFolderStill = [&](const std::string &relativeFolder) {
         if (!lastFolder.fd || lastFolder.relative != relativeFolder) return false;
         const std::string path = relativeFolder.empty() ? destinationRoot : destinationRoot + "/" + relativeFolder;
+        // Not through a link put in the folder's place: the walk would refuse it.
         struct stat info {};
-        return ::stat(path.c_str(), &info) == 0 && info.st_dev == lastFolder.device && info.st_ino == lastFolder.inode;
+        return ::lstat(path.c_str(), &info) == 0 && info.st_dev == lastFolder.device && info.st_ino == lastFolder.inode;
     };
     const auto openFolder = [&](const std::string &relativeFolder) -> std::shared_ptr<const UniqueFd> {
         UniqueFd opened = FileCopy::openFolderBeneath(folder->get(), relativeFolder, true);
