@@ -89,19 +89,17 @@ void FlushBatch::add(Copy copy)
     if (m_copies.empty()) m_firstCopied = std::chrono::steady_clock::now();
     m_bytes += copy.copy.bytesCopied;
     // Copies of one folder share its descriptor, so a batch holds few open.
-    if (holds(copy.parent)) {
-        m_copies.push_back(std::move(copy));
-        return;
+    if (!holds(copy.parent)) {
+        struct stat parent {};
+        ::fstat(copy.parent->get(), &parent);
+        const auto device = static_cast<uint64_t>(parent.st_dev);
+        const auto inode = static_cast<uint64_t>(parent.st_ino);
+        const auto known = std::find_if(m_folders.begin(), m_folders.end(), [&](const Folder &folder) {
+            return folder.device == device && folder.inode == inode && inode != 0;
+        });
+        if (known != m_folders.end()) copy.parent = known->fd;
+        else m_folders.push_back({copy.parent, device, inode});
     }
-    struct stat parent {};
-    ::fstat(copy.parent->get(), &parent);
-    const auto device = static_cast<uint64_t>(parent.st_dev);
-    const auto inode = static_cast<uint64_t>(parent.st_ino);
-    const auto known = std::find_if(m_folders.begin(), m_folders.end(), [&](const Folder &folder) {
-        return folder.device == device && folder.inode == inode && inode != 0;
-    });
-    if (known != m_folders.end()) copy.parent = known->fd;
-    else m_folders.push_back({copy.parent, device, inode});
     m_copies.push_back(std::move(copy));
 }
 

@@ -55,6 +55,7 @@ void OffloadInstance::offloadSourceFiles()
     const std::shared_ptr<const UniqueFd> folder = offloadFolder();
     const CopyObserver observer = m_properties.get<&Properties::copyObserver>();
     const std::optional<HashMethod> method = hashMethod();
+    const bool bySize = !method && !noFileVerification() && !byteComparison();
     // The records of what the listing could not read come last and are never taken.
     const auto recordCount = static_cast<int32_t>(details.size() - std::min(details.size(), unreadableEntries()));
     FlushBatch batch(folder ? folder->get() : -1);
@@ -129,9 +130,8 @@ void OffloadInstance::offloadSourceFiles()
                 failed = true;
                 reason = "the copy was moved or replaced before its check";
             }
-            struct stat sourceNow {};
-            if (!failed && !method && !noFileVerification() && !byteComparison() &&
-                (::lstat(sourceFile.c_str(), &sourceNow) != 0 || sourceNow.st_size != byPath.st_size)) {
+            if (!failed && bySize &&
+                !FileUtilities::compareFileSize(sourceFile, static_cast<uint64_t>(byPath.st_size))) {
                 failed = true;
                 reason = "sizes differ";
             }

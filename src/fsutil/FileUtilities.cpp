@@ -20,10 +20,14 @@ namespace ferrydeck {
 
 bool FileUtilities::compareFileSize(const std::string &source, const std::string &destination)
 {
-    struct stat a {};
-    struct stat b {};
-    if (::lstat(source.c_str(), &a) != 0 || ::lstat(destination.c_str(), &b) != 0) return false;
-    return a.st_size == b.st_size;
+    struct stat copy {};
+    return ::lstat(destination.c_str(), &copy) == 0 && compareFileSize(source, static_cast<uint64_t>(copy.st_size));
+}
+
+bool FileUtilities::compareFileSize(const std::string &source, uint64_t destinationSize)
+{
+    struct stat info {};
+    return ::lstat(source.c_str(), &info) == 0 && static_cast<uint64_t>(info.st_size) == destinationSize;
 }
 
 std::string FileUtilities::compareCommandLine(const std::string &source, const std::string &destination)

@@ -19,6 +19,8 @@ public:
     static constexpr const char *kShellSetB = " !#$%&*()=[]|;'\"<>?";
 
     static bool compareFileSize(const std::string &source, const std::string &destination);
+    // The source's size against a copy's already looked up.
+    static bool compareFileSize(const std::string &source, uint64_t destinationSize);
     // Byte-for-byte comparison with cmp's outcome and report (FileComparison),
     // the destination read from the medium rather than from the page cache.
     // `readSource`, when set, reads the source in the comparison's place.
