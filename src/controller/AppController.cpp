@@ -32,10 +32,14 @@ public:
     }
     void updateDetailsWindowFromThread(const std::shared_ptr<OffloadInstance> &job) override
     {
+        if (!job->queueRefresh()) return;
         // Weak: the job holds the loop, so a refresh still queued when the loop
         // stops for good would otherwise keep both alive forever.
         m_loop->post([view = m_view, weak = std::weak_ptr(job)] {
-            if (const auto held = weak.lock()) view->refreshDetails(held);
+            if (const auto held = weak.lock()) {
+                held->refreshTaken();
+                view->refreshDetails(held);
+            }
         });
     }
     void showAlert(const std::string &title, const std::string &message) override

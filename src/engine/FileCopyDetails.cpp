@@ -40,14 +40,20 @@ const char *FileCopyDetails::statusText(Status status)
 
 std::shared_ptr<FileCopyDetails> FileCopyDetails::detailsFromFile(const std::string &path)
 {
-    auto details = std::make_shared<FileCopyDetails>();
     struct stat info {};
     // The attributes of the entry itself: a link is a file of its own size.
-    if (::lstat(path.c_str(), &info) != 0) return details;
+    if (::lstat(path.c_str(), &info) != 0) return std::make_shared<FileCopyDetails>();
+    return detailsFromFile(path, info);
+}
+
+std::shared_ptr<FileCopyDetails> FileCopyDetails::detailsFromFile(const std::string &path, const struct stat &info)
+{
+    auto details = std::make_shared<FileCopyDetails>();
     details->setFilePath(path);
     details->setRawStatus(kInQueue);
     details->setRawFileSize(static_cast<uint64_t>(info.st_size));
     details->setRawModificationTime(static_cast<int64_t>(info.st_mtim.tv_sec) * 1000000000 + info.st_mtim.tv_nsec);
+    details->m_fields.set<&Fields::listedAsFile>(S_ISREG(info.st_mode));
     return details;
 }
 

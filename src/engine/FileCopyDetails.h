@@ -2,6 +2,8 @@
 
 #include "fsutil/Guarded.h"
 
+#include <sys/stat.h>
+
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -30,6 +32,8 @@ public:
     // A record for the file at `path`; one that does not exist keeps the
     // initial values (status "").
     static std::shared_ptr<FileCopyDetails> detailsFromFile(const std::string &path);
+    // The same from what a listing already found at `path` (lstat).
+    static std::shared_ptr<FileCopyDetails> detailsFromFile(const std::string &path, const struct stat &info);
 
     std::string filePath() const { return m_fields.get<&Fields::filePath>(); }
     void setFilePath(const std::string &value);
@@ -62,6 +66,10 @@ public:
     // Verified by an interrupted run of the job and kept, not copied again.
     bool carriedOver() const { return m_fields.get<&Fields::carriedOver>(); }
     void setCarriedOver(bool value) { m_fields.set<&Fields::carriedOver>(value); }
+    // Listed as a regular file (not a link or a device): its copy may open
+    // it without looking first, as whatever stands there now is still
+    // refused unless it is a regular file.
+    bool listedAsFile() const { return m_fields.get<&Fields::listedAsFile>(); }
 
 private:
     // A text and the raw value it shows change together.
@@ -80,6 +88,7 @@ private:
         std::string hashValue;
         std::string failureReason;
         bool carriedOver = false;
+        bool listedAsFile = false;
     };
     Guarded<Fields> m_fields;
 };

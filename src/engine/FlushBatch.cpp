@@ -128,7 +128,9 @@ std::vector<FlushBatch::Copy> FlushBatch::flush()
         return copies;
     }
     for (Copy &copy : copies) {
-        copy.copy = FileCopy::nameCopyAt(copy.parent->get(), copy.name, copy.copy);
+        // Whoever takes the batch checks each copy by its whole path after the
+        // flush, which also finds a name that no longer holds it.
+        copy.copy = FileCopy::nameCopyAt(copy.parent->get(), copy.name, copy.copy, false);
         if (!copy.copy.ok()) copy.reason = copy.copy.describe();
     }
     for (const Folder &folder : folders) {

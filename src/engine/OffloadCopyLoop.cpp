@@ -122,16 +122,17 @@ void OffloadInstance::offloadSourceFiles()
             }
             // The check read the copy by its path; it counts only when that
             // path still leads to the very file that was written. A copy
-            // folder moved, replaced or unmounted since fails here too. The
-            // size check reads the size of that same entry.
+            // folder moved, replaced or unmounted since fails here too, and
+            // so does a batched copy whose name no longer holds it. The size
+            // check compares that same entry's size with the source's as its
+            // open descriptor showed it before and after the copy.
             struct stat byPath {};
             const bool found = ::lstat(destination.c_str(), &byPath) == 0;
             if (!failed && (!found || byPath.st_dev != copy.copyDevice || byPath.st_ino != copy.copyInode)) {
                 failed = true;
                 reason = "the copy was moved or replaced before its check";
             }
-            if (!failed && bySize &&
-                !FileUtilities::compareFileSize(sourceFile, static_cast<uint64_t>(byPath.st_size))) {
+            if (!failed && bySize && static_cast<uint64_t>(byPath.st_size) != copy.sourceSize) {
                 failed = true;
                 reason = "sizes differ";
             }
@@ -247,6 +248,7 @@ void OffloadInstance::offloadSourceFiles()
             FileCopy::Options options;
             options.leaveUnnamed = batched;
             options.flush = !batched;
+            options.sourceListedAsFile = record->listedAsFile();
             options.readSource = groupReader("copy:" + sourceFile, record->rawFileSize(), method);
             // A file the card's group reads is hashed once there, for all its destinations.
             const bool groupHashes = method && options.readSource;

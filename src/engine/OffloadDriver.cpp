@@ -20,12 +20,13 @@ void OffloadDriver::listSource(OffloadInstance &job)
     uint64_t count = 0, bytes = 0;
     const std::string source = job.sourceDirectory();
     std::vector<DirectoryUtilities::UnreadableEntry> unreadable;
-    const std::vector<std::string> files =
-        DirectoryUtilities::sourceFilesAtDirectory(source, false, count, bytes, unreadable);
     std::vector<OffloadInstance::Details> details;
-    details.reserve(files.size() + unreadable.size());
-    for (const std::string &file : files)
-        details.push_back(FileCopyDetails::detailsFromFile(file));
+    // From the listing's own look at each file: a second one per file cost
+    // as much as the listing on cards of many small files.
+    DirectoryUtilities::sourceFilesAtDirectory(source, false, count, bytes, unreadable,
+                                               [&](const std::string &file, const struct stat &info) {
+                                                   details.push_back(FileCopyDetails::detailsFromFile(file, info));
+                                               });
     // Last in the list and failed from the start: everything readable is
     // still copied and verified before the job ends as Error naming them.
     for (const DirectoryUtilities::UnreadableEntry &entry : unreadable) {

@@ -234,6 +234,13 @@ public:
     static double estimatedRemainingSecondsFromFiles(uint64_t files);
     void calculateThroughPutRate() {}
     void continuallyUpdateDelegateInterface(const std::atomic<bool> &keepGoing);
+    // For a delegate that hands refreshes to the main thread: true when none
+    // of this job's is queued there yet. Changes made meanwhile ride on the
+    // queued one, whose taking (refreshTaken, before it reads the job) lets
+    // the next change queue another; a card of many small files otherwise
+    // woke the main thread once per file.
+    bool queueRefresh() { return !m_refreshQueued.exchange(true); }
+    void refreshTaken() { m_refreshQueued.exchange(false); }
 
 private:
     OffloadInstance(const std::string &source, const std::string &destination, std::shared_ptr<MainLoop> mainLoop);
@@ -297,6 +304,7 @@ private:
     std::atomic<bool> m_verboseLogging{false};
     std::atomic<bool> m_endedPremature{false};
     std::atomic<bool> m_errorReported{false};
+    std::atomic<bool> m_refreshQueued{false};
     std::atomic<size_t> m_unreadableEntries{0};
     std::atomic<bool> m_logWasSaved{false};
     std::atomic<bool> m_postOffloadComplete{false};

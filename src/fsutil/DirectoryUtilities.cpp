@@ -44,7 +44,8 @@ std::vector<std::string> DirectoryUtilities::sourceFilesAtDirectory(const std::s
 
 std::vector<std::string> DirectoryUtilities::sourceFilesAtDirectory(const std::string &directory, bool countDirectories,
                                                                     uint64_t &numberOfFiles, uint64_t &sizeOfFiles,
-                                                                    std::vector<UnreadableEntry> &unreadable)
+                                                                    std::vector<UnreadableEntry> &unreadable,
+                                                                    const ListedFile &onFile)
 {
     numberOfFiles = 0;
     sizeOfFiles = 0;
@@ -67,6 +68,7 @@ std::vector<std::string> DirectoryUtilities::sourceFilesAtDirectory(const std::s
             return DirectoryWalk::Step::Skip;
         }
         files.push_back(prefix + entry.relativePath);
+        if (onFile) onFile(files.back(), info);
         sizeOfFiles += static_cast<uint64_t>(info.st_size);
         ++count;
         return DirectoryWalk::Step::Skip;

@@ -2,9 +2,11 @@
 
 #include "fsutil/UniqueFd.h"
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -39,10 +41,13 @@ public:
     // The same listing, also telling every folder or entry below `directory`
     // (or `directory` itself) that could not be opened, read to its end or
     // examined, so that a copy of what could be seen is never taken for a
-    // copy of the whole source.
+    // copy of the whole source. `onFile` sees each listed file with the
+    // listing's own look at it, so a caller needs no second one.
+    using ListedFile = std::function<void(const std::string &path, const struct stat &info)>;
     static std::vector<std::string> sourceFilesAtDirectory(const std::string &directory, bool countDirectories,
                                                            uint64_t &numberOfFiles, uint64_t &sizeOfFiles,
-                                                           std::vector<UnreadableEntry> &unreadable);
+                                                           std::vector<UnreadableEntry> &unreadable,
+                                                           const ListedFile &onFile = {});
     static uint64_t numberOfBytesAtDirectory(const std::string &directory);
     static int32_t numberOfFilesAtDirectory(const std::string &directory);
     static std::vector<std::string> subDirectoriesAtDirectory(const std::string &directory);

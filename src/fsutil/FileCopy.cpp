@@ -63,6 +63,9 @@ struct TemporaryGuard {
 
 // Copies until the source reports its end, so a file that grew or shrank
 // since it was listed is copied as it is now; the caller compares sizes.
+// In-kernel copies stop at the size the source had when opened instead: the
+// call that would report the end costs as much as a small file's copy, and a
+// file that grew meanwhile fails the caller's size comparison all the same.
 bool copyContents(int in, int out, const FileCopy::Options &options, Result &result)
 {
     bool tryRange = options.useCopyFileRange && !options.onSourceData && !options.readSource;
@@ -70,6 +73,7 @@ bool copyContents(int in, int out, const FileCopy::Options &options, Result &res
         const ssize_t n = ::copy_file_range(in, nullptr, out, nullptr, 1u << 30, 0);
         if (n > 0) {
             result.bytesCopied += static_cast<uint64_t>(n);
+            if (result.bytesCopied == result.sourceSize) return true;
             continue;
         }
         if (n == 0) return true;
@@ -196,12 +200,12 @@ std::string FileCopy::Result::describe() const
     return std::string(step) + ": " + std::strerror(error);
 }
 
-Result FileCopy::nameCopyAt(int folderFd, const std::string &name, Result copy)
+Result FileCopy::nameCopyAt(int folderFd, const std::string &name, Result copy, bool checkName)
 {
     TemporaryGuard guard{folderFd, temporaryNameFor(name)};
     if (const int error = giveName(folderFd, guard.name, name); error != 0) return failed(copy, "name the copy", error);
     guard.keep = true;
-    return checkNamed(folderFd, name, copy);
+    return checkName ? checkNamed(folderFd, name, copy) : copy;
 }
 
 void FileCopy::discardCopyAt(int folderFd, const std::string &name)
@@ -248,10 +252,12 @@ Result FileCopy::copyFileAt(const std::string &source, int folderFd, const std::
     if (name.empty() || name == "." || name == ".." || name.find('/') != std::string::npos)
         return failure("create destination", EINVAL);
     struct stat info {};
-    if (::lstat(source.c_str(), &info) != 0) return failure("read source");
-    if (S_ISLNK(info.st_mode)) return copySymbolicLink(source, folderFd, name, info, options);
-    // FIFOs, sockets and devices are refused before open, which could block on them.
-    if (!S_ISREG(info.st_mode)) return failure("read source", EINVAL);
+    if (!options.sourceListedAsFile) {
+        if (::lstat(source.c_str(), &info) != 0) return failure("read source");
+        if (S_ISLNK(info.st_mode)) return copySymbolicLink(source, folderFd, name, info, options);
+        // FIFOs, sockets and devices are refused before open, which could block on them.
+        if (!S_ISREG(info.st_mode)) return failure("read source", EINVAL);
+    }
 
     UniqueFd in(::open(source.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     if (!in) return failure("open source");

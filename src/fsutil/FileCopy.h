@@ -28,7 +28,11 @@ public:
         // flush together with others and then name with nameCopyAt.
         bool leaveUnnamed = false;
         bool useCopyFileRange = true; // false forces the read/write path
-        size_t bufferSize = 1 << 20;  // read/write chunk
+        // The caller's listing just found a regular file at the source: it
+        // is opened without a look first. Whatever stands there by then is
+        // still refused unless it is a regular file, and a link is not followed.
+        bool sourceListedAsFile = false;
+        size_t bufferSize = 1 << 20; // read/write chunk
         // Sees every chunk of the source as it is read, in order, before it
         // is written; setting it forces the read/write path, so a checksum of
         // the source costs no second read of the card.
@@ -70,7 +74,9 @@ public:
     // and checks that the name holds that very copy; the caller has flushed
     // its data and flushes the folder afterwards. A copy that cannot be named
     // is removed.
-    static Result nameCopyAt(int folderFd, const std::string &name, Result copy);
+    // `checkName` false leaves the check that the name holds the copy to a
+    // caller that checks the copy by its whole path afterwards anyway.
+    static Result nameCopyAt(int folderFd, const std::string &name, Result copy, bool checkName = true);
     // Removes a copy left unnamed that will not be named.
     static void discardCopyAt(int folderFd, const std::string &name);
 

@@ -130,14 +130,23 @@ TEST(FileCopy, SymbolicLinkIsCopiedAsALink)
 TEST(FileCopy, RefusesMissingSourcesSpecialFilesAndMissingFoldersWithoutBlocking)
 {
     TempDir dir;
-    EXPECT_EQ(FileCopy::copyFile(dir / "missing", dir / "a").error, ENOENT);
     ASSERT_EQ(::mkfifo((dir / "fifo").c_str(), 0644), 0);
-    const auto fifo = FileCopy::copyFile(dir / "fifo", dir / "b");
-    EXPECT_EQ(fifo.error, EINVAL);
-    EXPECT_FALSE(exists(dir / "b"));
-
     ASSERT_TRUE(makeSocket(dir / "sock"));
-    EXPECT_EQ(FileCopy::copyFile(dir / "sock", dir / "c").error, EINVAL);
+    writeFile(dir / "target", "data");
+    ASSERT_EQ(::symlink("target", (dir / "link").c_str()), 0);
+    // Listed as a regular file, then replaced: opened without a look first, and still refused.
+    for (const bool listed : {false, true}) {
+        FileCopy::Options options;
+        options.sourceListedAsFile = listed;
+        EXPECT_EQ(FileCopy::copyFile(dir / "missing", dir / "a", options).error, ENOENT);
+        EXPECT_EQ(FileCopy::copyFile(dir / "fifo", dir / "b", options).error, EINVAL);
+        EXPECT_FALSE(FileCopy::copyFile(dir / "sock", dir / "c", options).ok());
+        EXPECT_EQ(exists(dir / "b") || exists(dir / "c"), false) << listed;
+    }
+    FileCopy::Options listed;
+    listed.sourceListedAsFile = true;
+    EXPECT_EQ(FileCopy::copyFile(dir / "link", dir / "e", listed).error, ELOOP);
+    EXPECT_FALSE(exists(dir / "e"));
 
     makeDirectory(dir / "folder");
     EXPECT_FALSE(FileCopy::copyFile(dir / "folder", dir / "d").ok());

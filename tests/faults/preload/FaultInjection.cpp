@@ -3,7 +3,8 @@
 //
 // Configured by the environment of the process it is loaded into:
 //   FERRYDECK_FAULT          write-enospc | write-eio | read-eio | open-eacces |
-//                            truncate-source | touch-source | flip-byte | slow |
+//                            truncate-source | touch-source | grow-source |
+//                            flip-byte | slow |
 //                            count-reads (no fault: the bytes read from matching
 //                            sources are added up and written at exit to
 //                            FERRYDECK_FAULT_COUNT_FILE) | syncfs-eio |
@@ -30,7 +31,8 @@
 //                            faults never touch, so it sees what was written
 //
 // Source faults (read-eio, open-eacces, truncate-source, touch-source: the
-// source's time changes, its size does not) hit descriptors opened
+// source's time changes, its size does not; grow-source: its size grows, its
+// time is put back) hit descriptors opened
 // read-only on a matching path, destination faults (write-*, flip-byte, slow)
 // those opened for writing, so one pattern such as "*/card/B.MOV" names both
 // ends of one file's copy. A copy's temporary name (".B.MOV.ferrydeck-part")
@@ -67,15 +69,26 @@ enum class Fault {
     OpenDenied,
     TruncateSource,
     TouchSource,
+    GrowSource,
     FlipByte,
     Slow,
     CountReads,
     SyncfsIo,
     SyncfsNoSpace
 };
-const char *const kFaultNames[] = {
-    "",          "write-enospc", "write-eio",   "read-eio",   "open-eacces",  "truncate-source", "touch-source",
-    "flip-byte", "slow",         "count-reads", "syncfs-eio", "syncfs-enospc"};
+const char *const kFaultNames[] = {"",
+                                   "write-enospc",
+                                   "write-eio",
+                                   "read-eio",
+                                   "open-eacces",
+                                   "truncate-source",
+                                   "touch-source",
+                                   "grow-source",
+                                   "flip-byte",
+                                   "slow",
+                                   "count-reads",
+                                   "syncfs-eio",
+                                   "syncfs-enospc"};
 static_assert(std::size(kFaultNames) == static_cast<size_t>(Fault::SyncfsNoSpace) + 1);
 
 struct Config {
@@ -166,7 +179,7 @@ __attribute__((destructor)) void reportCount()
 bool isSourceFault(Fault fault)
 {
     return fault == Fault::ReadIo || fault == Fault::OpenDenied || fault == Fault::TruncateSource ||
-           fault == Fault::TouchSource || fault == Fault::CountReads;
+           fault == Fault::TouchSource || fault == Fault::GrowSource || fault == Fault::CountReads;
 }
 
 bool matches(const char *path)
@@ -263,6 +276,12 @@ void changeSource(Tracked &slot)
 {
     if (g_config.fault == Fault::TruncateSource) {
         truncate(slot.path, static_cast<off_t>(g_config.after));
+    } else if (g_config.fault == Fault::GrowSource) {
+        struct stat before {};
+        if (stat(slot.path, &before) == 0 && truncate(slot.path, before.st_size + 4096) == 0) {
+            const struct timespec times[2] = {{0, UTIME_OMIT}, before.st_mtim};
+            utimensat(AT_FDCWD, slot.path, times, 0);
+        }
     } else {
         const struct timespec times[2] = {{0, UTIME_OMIT}, {1234567890, 0}};
         utimensat(AT_FDCWD, slot.path, times, 0);
@@ -291,7 +310,8 @@ Passage passage(Tracked &slot, size_t &size)
         size = allowed;
         return Passage::Limited;
     }
-    if (g_config.fault == Fault::TruncateSource || g_config.fault == Fault::TouchSource) {
+    if (g_config.fault == Fault::TruncateSource || g_config.fault == Fault::TouchSource ||
+        g_config.fault == Fault::GrowSource) {
         changeSource(slot);
         return Passage::SourceChanged;
     }
@@ -339,7 +359,7 @@ template <typename Next> ssize_t faultedRead(int fd, size_t size, Next next)
     Tracked *slot = tracked(fd);
     if (!slot) return next(size);
     if (g_config.fault == Fault::ReadIo || g_config.fault == Fault::TruncateSource ||
-        g_config.fault == Fault::TouchSource) {
+        g_config.fault == Fault::TouchSource || g_config.fault == Fault::GrowSource) {
         const Passage passed = passage(*slot, size);
         if (passed == Passage::Failed) return -1;
         if (passed == Passage::SourceChanged) return next(size);
