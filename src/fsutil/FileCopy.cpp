@@ -7,6 +7,7 @@
 #include <limits.h>
 #include <stdio.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -63,17 +64,17 @@ struct TemporaryGuard {
 
 // Copies until the source reports its end, so a file that grew or shrank
 // since it was listed is copied as it is now; the caller compares sizes.
-// In-kernel copies stop at the size the source had when opened instead: the
-// call that would report the end costs as much as a small file's copy, and a
-// file that grew meanwhile fails the caller's size comparison all the same.
-bool copyContents(int in, int out, const FileCopy::Options &options, Result &result)
+// In-kernel copies stop at `stopAt` (0: never) instead: the call that would
+// report the end costs as much as a small file's copy, and a file that grew
+// meanwhile fails the caller's size comparison all the same.
+bool copyContents(int in, int out, const FileCopy::Options &options, Result &result, uint64_t stopAt)
 {
     bool tryRange = options.useCopyFileRange && !options.onSourceData && !options.readSource;
     while (tryRange) {
         const ssize_t n = ::copy_file_range(in, nullptr, out, nullptr, 1u << 30, 0);
         if (n > 0) {
             result.bytesCopied += static_cast<uint64_t>(n);
-            if (result.bytesCopied == result.sourceSize) return true;
+            if (result.bytesCopied == stopAt) return true;
             continue;
         }
         if (n == 0) return true;
@@ -278,7 +279,11 @@ Result FileCopy::copyFileAt(const std::string &source, int folderFd, const std::
         return failed(result, "create destination");
     }
 
-    if (!copyContents(in.get(), out.get(), options, result)) return result;
+    // Only a file system on a block device is trusted to know a file's size
+    // exactly; over a network or FUSE the size may lag the data, and a copy
+    // stopped there would pass for whole.
+    const uint64_t stopAt = ::major(info.st_dev) != 0 ? result.sourceSize : 0;
+    if (!copyContents(in.get(), out.get(), options, result, stopAt)) return result;
 
     struct stat after {};
     if (::fstat(in.get(), &after) != 0) return failed(result, "read source");
