@@ -67,8 +67,9 @@ std::vector<std::string> DirectoryUtilities::sourceFilesAtDirectory(const std::s
             if (errno != ENOENT) unreadable.push_back({prefix + entry.relativePath, errno});
             return DirectoryWalk::Step::Skip;
         }
-        files.push_back(prefix + entry.relativePath);
-        if (onFile) onFile(files.back(), info);
+        std::string path = prefix + entry.relativePath;
+        if (onFile) onFile(path, info);
+        else files.push_back(std::move(path));
         sizeOfFiles += static_cast<uint64_t>(info.st_size);
         ++count;
         return DirectoryWalk::Step::Skip;

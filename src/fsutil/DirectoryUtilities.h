@@ -41,8 +41,9 @@ public:
     // The same listing, also telling every folder or entry below `directory`
     // (or `directory` itself) that could not be opened, read to its end or
     // examined, so that a copy of what could be seen is never taken for a
-    // copy of the whole source. `onFile` sees each listed file with the
-    // listing's own look at it, so a caller needs no second one.
+    // copy of the whole source. `onFile`, when given, takes each listed file
+    // with the listing's own look at it (so a caller needs no second one) in
+    // place of the returned list, which then stays empty.
     using ListedFile = std::function<void(const std::string &path, const struct stat &info)>;
     static std::vector<std::string> sourceFilesAtDirectory(const std::string &directory, bool countDirectories,
                                                            uint64_t &numberOfFiles, uint64_t &sizeOfFiles,

@@ -62,6 +62,8 @@ struct TemporaryGuard {
     }
 };
 
+constexpr uint64_t kWriteBehind = 8 << 20; // write-back is started per this many bytes written
+
 // Copies until the source reports its end, so a file that grew or shrank
 // since it was listed is copied as it is now; the caller compares sizes.
 // In-kernel copies stop at `stopAt` (0: never) instead: the call that would
@@ -91,6 +93,11 @@ bool copyContents(int in, int out, const FileCopy::Options &options, Result &res
     }
 
     std::unique_ptr<char[]> buffer(new char[options.bufferSize]);
+    // A copy that is flushed on its own starts its write-back as it goes: the
+    // disk then writes while the card is read, the final flush waits only for
+    // the tail, and few dirty pages pile up for the kernel to throttle.
+    const bool writeBehind = options.flush;
+    uint64_t started = 0;
     for (;;) {
         const ssize_t n = options.readSource
                               ? options.readSource(in, buffer.get(), options.bufferSize, result.bytesCopied)
@@ -108,6 +115,11 @@ bool copyContents(int in, int out, const FileCopy::Options &options, Result &res
             return false;
         }
         result.bytesCopied += static_cast<uint64_t>(n);
+        if (writeBehind && result.bytesCopied - started >= kWriteBehind) {
+            ::sync_file_range(out, static_cast<off_t>(started), static_cast<off_t>(result.bytesCopied - started),
+                              SYNC_FILE_RANGE_WRITE);
+            started = result.bytesCopied;
+        }
     }
 }
 

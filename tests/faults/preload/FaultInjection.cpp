@@ -176,10 +176,14 @@ __attribute__((destructor)) void reportCount()
     }
 }
 
+bool changesSource(Fault fault)
+{
+    return fault == Fault::TruncateSource || fault == Fault::TouchSource || fault == Fault::GrowSource;
+}
+
 bool isSourceFault(Fault fault)
 {
-    return fault == Fault::ReadIo || fault == Fault::OpenDenied || fault == Fault::TruncateSource ||
-           fault == Fault::TouchSource || fault == Fault::GrowSource || fault == Fault::CountReads;
+    return fault == Fault::ReadIo || fault == Fault::OpenDenied || changesSource(fault) || fault == Fault::CountReads;
 }
 
 bool matches(const char *path)
@@ -271,7 +275,8 @@ void slowDown()
     nanosleep(&delay, nullptr);
 }
 
-// The source is rewritten in place under the reader: same size, new time.
+// The source changes under the reader: cut short, grown with its old time
+// put back, or given a new time at the same size.
 void changeSource(Tracked &slot)
 {
     if (g_config.fault == Fault::TruncateSource) {
@@ -310,8 +315,7 @@ Passage passage(Tracked &slot, size_t &size)
         size = allowed;
         return Passage::Limited;
     }
-    if (g_config.fault == Fault::TruncateSource || g_config.fault == Fault::TouchSource ||
-        g_config.fault == Fault::GrowSource) {
+    if (changesSource(g_config.fault)) {
         changeSource(slot);
         return Passage::SourceChanged;
     }
@@ -358,8 +362,7 @@ template <typename Next> ssize_t faultedRead(int fd, size_t size, Next next)
 {
     Tracked *slot = tracked(fd);
     if (!slot) return next(size);
-    if (g_config.fault == Fault::ReadIo || g_config.fault == Fault::TruncateSource ||
-        g_config.fault == Fault::TouchSource || g_config.fault == Fault::GrowSource) {
+    if (g_config.fault == Fault::ReadIo || changesSource(g_config.fault)) {
         const Passage passed = passage(*slot, size);
         if (passed == Passage::Failed) return -1;
         if (passed == Passage::SourceChanged) return next(size);
