@@ -97,7 +97,7 @@ bool copyContents(int in, int out, const FileCopy::Options &options, Result &res
     // disk then writes while the card is read, the final flush waits only for
     // the tail, and few dirty pages pile up for the kernel to throttle.
     const bool writeBehind = options.flush;
-    uint64_t started = 0;
+    uint64_t started = 0, dropped = 0;
     for (;;) {
         const ssize_t n = options.readSource
                               ? options.readSource(in, buffer.get(), options.bufferSize, result.bytesCopied)
@@ -118,6 +118,13 @@ bool copyContents(int in, int out, const FileCopy::Options &options, Result &res
         if (writeBehind && result.bytesCopied - started >= kWriteBehind) {
             ::sync_file_range(out, static_cast<off_t>(started), static_cast<off_t>(result.bytesCopied - started),
                               SYNC_FILE_RANGE_WRITE);
+            // The step before has had this step's time to reach the disk: its
+            // pages are let go (any still being written stay), so that a long
+            // clip does not fill the page cache the card's read-ahead needs.
+            if (started > dropped)
+                ::posix_fadvise(out, static_cast<off_t>(dropped), static_cast<off_t>(started - dropped),
+                                POSIX_FADV_DONTNEED);
+            dropped = started;
             started = result.bytesCopied;
         }
     }
