@@ -1,11 +1,14 @@
 #include "gui/QtMainLoop.h"
 
+#include <QCoreApplication>
+#include <QEvent>
 #include <QMetaObject>
 #include <QThread>
 #include <QTimer>
 
 #include <cmath>
 #include <condition_variable>
+#include <deque>
 #include <mutex>
 
 namespace ferrydeck {
@@ -29,14 +32,65 @@ private:
     std::atomic<bool> m_active{true};
 };
 
-void QtMainLoop::ReceiverDeleter::operator()(QObject *receiver) const
+// Posted tasks wait in the receiver's own queue, handed over under a
+// standard mutex, and each posted event runs the oldest one. Qt's event queue
+// locks with primitives the thread sanitizer cannot see: a task carried in
+// the event itself and run from a nested event loop (a modal alert) was
+// reported as a race between the worker that made it and the GUI thread.
+class QtMainLoop::Receiver : public QObject {
+public:
+    void post(Task task)
+    {
+        {
+            std::lock_guard lock(m_mutex);
+            m_tasks.push_back(std::move(task));
+        }
+        QCoreApplication::postEvent(this, new QEvent(runTaskEvent()));
+    }
+
+    // Tasks never run are dropped here, on the GUI thread, as Qt drops its
+    // own posted calls with their receiver.
+    ~Receiver() override
+    {
+        std::deque<Task> dropped;
+        std::lock_guard lock(m_mutex);
+        dropped.swap(m_tasks);
+    }
+
+protected:
+    bool event(QEvent *event) override
+    {
+        if (event->type() != runTaskEvent()) return QObject::event(event);
+        Task task;
+        {
+            std::lock_guard lock(m_mutex);
+            if (m_tasks.empty()) return true;
+            task = std::move(m_tasks.front());
+            m_tasks.pop_front();
+        }
+        task();
+        return true;
+    }
+
+private:
+    static QEvent::Type runTaskEvent()
+    {
+        static const auto type = static_cast<QEvent::Type>(QEvent::registerEventType());
+        return type;
+    }
+
+    std::mutex m_mutex;
+    std::deque<Task> m_tasks;
+};
+
+void QtMainLoop::ReceiverDeleter::operator()(Receiver *receiver) const
 {
     if (QThread::currentThread() == receiver->thread()) delete receiver;
     else receiver->deleteLater();
 }
 
 QtMainLoop::QtMainLoop()
-    : m_receiver(new QObject)
+    : m_receiver(new Receiver)
 {
 }
 
@@ -44,8 +98,7 @@ QtMainLoop::~QtMainLoop() = default;
 
 void QtMainLoop::post(Task task)
 {
-    QMetaObject::invokeMethod(
-        m_receiver.get(), [task = std::move(task)] { task(); }, Qt::QueuedConnection);
+    m_receiver->post(std::move(task));
 }
 
 void QtMainLoop::invokeAndWait(Task task)

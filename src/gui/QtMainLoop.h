@@ -32,11 +32,12 @@ public:
 
 private:
     class Timer;
+    class Receiver;
     struct ReceiverDeleter {
-        void operator()(QObject *receiver) const;
+        void operator()(Receiver *receiver) const;
     };
 
-    std::unique_ptr<QObject, ReceiverDeleter> m_receiver;
+    std::unique_ptr<Receiver, ReceiverDeleter> m_receiver;
     std::atomic<bool> m_shutDown{false};
 };
 
