@@ -194,14 +194,17 @@ card_files() { find "$work/cards/$1" -type f | wc -l; }
 card_mb() { du -sm --apparent-size "$work/cards/$1" | cut -f1; }
 
 # ---------------------------------------------------------------------------
-# hyperfine runs each command $runs times after a fresh `prepare`, and we keep
-# the median. Every group is one hyperfine call, so its tools alternate closely.
-median() { # json file, command name
-  python3 - "$1" "$2" <<'PY'
-import json, sys
-for r in json.load(open(sys.argv[1]))["results"]:
-    if r["command"] == sys.argv[2]:
-        print(f'{r["median"]:.3f}')
+# Each group runs its tools in turn, one run each after a fresh `prepare`,
+# $runs rounds over, and keeps each tool's median. Turn by turn rather than
+# all runs of one tool and then the next: this disk's speed drifts from minute
+# to minute by more than the tools differ, and a drift must hit every tool of
+# a group alike.
+median() { # command name, json files of the rounds
+  python3 - "$@" <<'PY'
+import json, statistics, sys
+times = [t for f in sys.argv[2:] for r in json.load(open(f))["results"]
+         if r["command"] == sys.argv[1] for t in r["times"]]
+print(f"{statistics.median(times):.3f}")
 PY
 }
 declare -A seconds
@@ -211,13 +214,16 @@ time_group() { # group name, card, steps...
   local group=$1 card=$2
   shift 2
   wanted "$group" || return 0
-  local args=()
+  local args=() rounds=()
   for step in "$@"; do args+=(-n "$step" "bash $self __step $step $card"); done
   echo "run-all: $group ($card)" >&2
-  hyperfine --style basic --runs "$runs" --shell bash \
-    --prepare "bash $self __step prepare $card" \
-    --export-json "$work/json/$group.json" "${args[@]}" >&2
-  for step in "$@"; do seconds[$group/$step]=$(median "$work/json/$group.json" "$step"); done
+  for ((round = 1; round <= runs; round++)); do
+    hyperfine --style basic --runs 1 --shell bash \
+      --prepare "bash $self __step prepare $card" \
+      --export-json "$work/json/$group-$round.json" "${args[@]}" >&2
+    rounds+=("$work/json/$group-$round.json")
+  done
+  for step in "$@"; do seconds[$group/$step]=$(median "$step" "${rounds[@]}"); done
 }
 
 # A failed offload must not pass for a fast one: check once that each kind ends
@@ -251,8 +257,8 @@ if wanted listing; then
   hyperfine --style basic --warmup 3 --runs $((runs < 10 ? 10 : runs * 5)) -N \
     -n walk "$walker $stills_dir" -n find "find $stills_dir -type f -printf '%s\n'" \
     --export-json "$work/json/listing.json" >&2
-  seconds[listing/walk]=$(median "$work/json/listing.json" walk)
-  seconds[listing/find]=$(median "$work/json/listing.json" find)
+  seconds[listing/walk]=$(median walk "$work/json/listing.json")
+  seconds[listing/find]=$(median find "$work/json/listing.json")
 fi
 
 middle() { sort -n | sed -n "$(((runs + 1) / 2))p"; }
@@ -332,7 +338,7 @@ cards=$(printf 'VIDEO %s files, %s MB; STILLS %s files, %s MB; MIXED %s files, %
 report=$(
   echo "# Benchmark results"
   echo
-  echo "Written by \`bench/run-all.sh\`$( ((quick)) && echo ' (BENCH_QUICK: smoke sizes, not figures)'). Every time is the median of $runs run(s);"
+  echo "Written by \`bench/run-all.sh\`$( ((quick)) && echo ' (BENCH_QUICK: smoke sizes, not figures)'). Every time is the median of $runs run(s), the tools of a group taking turns;"
   echo "ratios are Ferrydeck ÷ peer, measured in the same run. Two destinations on the same disk as the"
   echo "card; ferrydeck-cli offload with --threads $threads; the cards' pages are warm for every tool."
   echo
