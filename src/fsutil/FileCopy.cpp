@@ -72,11 +72,29 @@ constexpr uint64_t kWriteBehind = 8 << 20; // write-back is started per this man
 bool copyContents(int in, int out, const FileCopy::Options &options, Result &result, uint64_t stopAt)
 {
     bool tryRange = options.useCopyFileRange && !options.onSourceData && !options.readSource;
+    uint64_t started = 0, dropped = 0;
+    // A copy that is flushed on its own, in the kernel or not, starts its
+    // write-back as it goes: the disk then writes while the source is read,
+    // the final flush waits only for the tail, and few dirty pages pile up
+    // for the kernel to throttle.
+    const auto wroteUpTo = [&](uint64_t end) {
+        if (!options.flush || end - started < kWriteBehind) return;
+        ::sync_file_range(out, static_cast<off_t>(started), static_cast<off_t>(end - started), SYNC_FILE_RANGE_WRITE);
+        // The step before has had this step's time to reach the disk: its
+        // pages are let go (any still being written stay), so that a long
+        // clip does not fill the page cache the card's read-ahead needs.
+        if (started > dropped)
+            ::posix_fadvise(out, static_cast<off_t>(dropped), static_cast<off_t>(started - dropped),
+                            POSIX_FADV_DONTNEED);
+        dropped = started;
+        started = end;
+    };
     while (tryRange) {
-        const ssize_t n = ::copy_file_range(in, nullptr, out, nullptr, 1u << 30, 0);
+        const ssize_t n = ::copy_file_range(in, nullptr, out, nullptr, options.flush ? kWriteBehind : 1u << 30, 0);
         if (n > 0) {
             result.bytesCopied += static_cast<uint64_t>(n);
             if (result.bytesCopied == stopAt) return true;
+            wroteUpTo(result.bytesCopied);
             continue;
         }
         if (n == 0) return true;
@@ -93,11 +111,6 @@ bool copyContents(int in, int out, const FileCopy::Options &options, Result &res
     }
 
     std::unique_ptr<char[]> buffer(new char[options.bufferSize]);
-    // A copy that is flushed on its own starts its write-back as it goes: the
-    // disk then writes while the card is read, the final flush waits only for
-    // the tail, and few dirty pages pile up for the kernel to throttle.
-    const bool writeBehind = options.flush;
-    uint64_t started = 0, dropped = 0;
     for (;;) {
         const ssize_t n = options.readSource
                               ? options.readSource(in, buffer.get(), options.bufferSize, result.bytesCopied)
@@ -115,18 +128,7 @@ bool copyContents(int in, int out, const FileCopy::Options &options, Result &res
             return false;
         }
         result.bytesCopied += static_cast<uint64_t>(n);
-        if (writeBehind && result.bytesCopied - started >= kWriteBehind) {
-            ::sync_file_range(out, static_cast<off_t>(started), static_cast<off_t>(result.bytesCopied - started),
-                              SYNC_FILE_RANGE_WRITE);
-            // The step before has had this step's time to reach the disk: its
-            // pages are let go (any still being written stay), so that a long
-            // clip does not fill the page cache the card's read-ahead needs.
-            if (started > dropped)
-                ::posix_fadvise(out, static_cast<off_t>(dropped), static_cast<off_t>(started - dropped),
-                                POSIX_FADV_DONTNEED);
-            dropped = started;
-            started = result.bytesCopied;
-        }
+        wroteUpTo(result.bytesCopied);
     }
 }
 
