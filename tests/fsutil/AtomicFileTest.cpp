@@ -15,21 +15,19 @@ using fsutil::ReplaceResult;
 
 TEST(AtomicFile, ReplacesWithTheCallersModeOrRefusesATakenName)
 {
-    struct Case {
+    const struct {
         const char *name;
-        bool existing;
-        bool replace;
+        bool existing, replace;
         mode_t mode;
         ReplaceResult result;
         const char *contents;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"new file", false, true, 0600, ReplaceResult::Replaced, "new"},
         {"replaced", true, true, 0644, ReplaceResult::Replaced, "new"},
         {"taken name kept", true, false, 0644, ReplaceResult::Failed, "old"},
         {"free name with no-replace", false, false, 0640, ReplaceResult::Replaced, "new"},
     };
-    for (const Case &c : cases) {
+    for (const auto &c : cases) {
         SCOPED_TRACE(c.name);
         const test::TempDir dir;
         const std::string target = dir / "file.txt";

@@ -55,6 +55,9 @@ TEST(XmlFind, FindsTheFirstMatchingLineBelowTheRoot)
         {"malformed markup is recovered",
          "<Clip><Name>C0001</Name><StartTimecode>01:02:03:04</StartTimecode><Unclosed a=1>", "<StartTimecode>",
          std::nullopt, "01:02:03:04"},
+        // Nodes after the root are walked; one named like the root inside it is found.
+        {"root's namesake", "<A><A>inner</A></A><!--after-->", "<A>", std::nullopt, "inner"},
+        {"after the root", "<A><A>inner</A></A><!--after-->", "<!--", std::nullopt, "after-->"},
     };
     TempDir dir;
     for (const auto &c : cases) {
@@ -62,29 +65,16 @@ TEST(XmlFind, FindsTheFirstMatchingLineBelowTheRoot)
         writeFile(file, c.file);
         EXPECT_EQ(XmlUtilities::findXmlTagInfo(c.tag, file, c.descriptor), c.found) << c.name;
     }
-}
-
-TEST(XmlFindLines, ABarePrefixMatchesTheEnclosingTableFirstAndNodesAfterTheRootAreWalked)
-{
-    TempDir dir;
-    writeFile(dir / "clip.xml", kClipFile);
-    // The table's line holds its children's text, so the table comes first.
-    auto table = XmlUtilities::findXmlTagInfo("<LtcChange", dir / "clip.xml", std::string("status=\"end"));
+    // A bare prefix matches the enclosing table first: the table's line holds its children's text.
+    const std::string clip = dir / "text between the tags.xml";
+    const auto table = XmlUtilities::findXmlTagInfo("<LtcChange", clip, std::string("status=\"end"));
     ASSERT_TRUE(table);
-    EXPECT_EQ(table->find("<LtcChangeTable tcFps=\"25\""), 0u);
-    EXPECT_EQ(table->rfind("</LtcChangeTable>"), table->size() - 17);
-    auto node = XmlUtilities::nodeWithName("StartTimecode", dir / "clip.xml");
+    EXPECT_TRUE(table->starts_with("<LtcChangeTable tcFps=\"25\"") && table->ends_with("</LtcChangeTable>")) << *table;
+    // Nodes are looked up the same way, below the root.
+    const auto node = XmlUtilities::nodeWithName("StartTimecode", clip);
     ASSERT_TRUE(node);
     EXPECT_EQ(node->stringValue(), "10:00:00:00");
-    writeFile(dir / "root.xml", R"(<StartTimecode value="1">10:00:00:00</StartTimecode>)");
-    EXPECT_EQ(XmlUtilities::nodeWithName("StartTimecode", dir / "root.xml"), std::nullopt);
-
-    // Nodes after the root are walked; one named like the root inside it is found.
-    writeFile(dir / "nested.xml", "<A><A>inner</A></A><!--after-->");
-    auto document = XmlDocument::parseFile(dir / "nested.xml");
-    ASSERT_TRUE(document);
-    EXPECT_EQ(XmlUtilities::findTagLine("<A>", *document, std::nullopt), "<A>inner</A>");
-    EXPECT_EQ(XmlUtilities::findTagLine("<!--", *document, std::nullopt), "<!--after-->");
+    EXPECT_EQ(XmlUtilities::nodeWithName("StartTimecode", dir / "root is never examined.xml"), std::nullopt);
 }
 
 TEST(XmlFindLines, UnreadableOrUnparseableFilesGiveNone)
@@ -190,32 +180,27 @@ TEST(XmlNodes, ChildLookupIsDirectChildrenOnlyAndNodesOutliveTheFile)
 }
 
 // A listening socket on the loopback that no one should ever connect to.
-class Listener {
-public:
+struct Listener {
+    int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    int port = 0;
     Listener()
     {
-        m_fd = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         socklen_t length = sizeof address;
-        if (m_fd < 0 || ::bind(m_fd, reinterpret_cast<sockaddr *>(&address), length) != 0 || ::listen(m_fd, 4) != 0 ||
-            ::getsockname(m_fd, reinterpret_cast<sockaddr *>(&address), &length) != 0)
+        if (fd < 0 || ::bind(fd, reinterpret_cast<sockaddr *>(&address), length) != 0 || ::listen(fd, 4) != 0 ||
+            ::getsockname(fd, reinterpret_cast<sockaddr *>(&address), &length) != 0)
             throw std::runtime_error("listener");
-        m_port = ntohs(address.sin_port);
+        port = ntohs(address.sin_port);
     }
-    ~Listener() { ::close(m_fd); }
-    int port() const { return m_port; }
+    ~Listener() { ::close(fd); }
     bool connected() const
     {
-        const int client = ::accept(m_fd, nullptr, nullptr);
+        const int client = ::accept(fd, nullptr, nullptr);
         if (client >= 0) ::close(client);
         return client >= 0 || errno != EAGAIN;
     }
-
-private:
-    int m_fd = -1;
-    int m_port = 0;
 };
 
 TEST(XmlSafety, ExternalEntitiesAndDtdsAreNeverFetched)
@@ -224,7 +209,7 @@ TEST(XmlSafety, ExternalEntitiesAndDtdsAreNeverFetched)
     writeFile(dir / "secret.txt", "SECRET-MARKER");
     writeFile(dir / "param.ent", "<!ENTITY leak \"PARAM-MARKER\">");
     Listener listener;
-    const std::string web = "http://127.0.0.1:" + std::to_string(listener.port());
+    const std::string web = "http://127.0.0.1:" + std::to_string(listener.port);
 
     const int watch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
     ASSERT_GE(watch, 0);

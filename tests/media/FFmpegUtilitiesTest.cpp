@@ -1,4 +1,5 @@
 #include "media/FFmpegUtilities.h"
+#include "support/EnvironmentGuard.h"
 #include "support/TestFiles.h"
 
 #include <gtest/gtest.h>
@@ -28,7 +29,6 @@ class FakeFFmpeg : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        m_program = m_dir / "bin/ffmpeg";
         writeFile(
             m_program,
             "#!/bin/sh\nd=\"$(dirname \"$0\")/..\"\nfor a in \"$@\"; do printf '%s\\0' \"$a\"; done > \"$d/args\"\n"
@@ -36,9 +36,7 @@ protected:
         ASSERT_EQ(::chmod(m_program.c_str(), 0755), 0);
         writeFile(m_dir / "report", "");
         writeFile(m_dir / "status", "0");
-        ::setenv("FERRYDECK_FFMPEG", m_program.c_str(), 1);
     }
-    void TearDown() override { ::unsetenv("FERRYDECK_FFMPEG"); }
 
     std::vector<std::string> arguments() const
     {
@@ -51,7 +49,8 @@ protected:
     }
 
     TempDir m_dir;
-    std::string m_program;
+    const std::string m_program = m_dir / "bin/ffmpeg";
+    EnvironmentGuard m_ffmpeg{"FERRYDECK_FFMPEG", m_program.c_str()};
 };
 
 using Args = std::vector<std::string>;

@@ -7,6 +7,8 @@
 
 #include <sys/stat.h>
 
+#include <tuple>
+
 using ferrydeck::MovieBoxReader;
 using ferrydeck::QuickTimeUtilities;
 using namespace ferrydeck::test;
@@ -59,26 +61,31 @@ TEST(MovieBoxReader, ReadsTheMovieHeaderAndCountsVideoTracks)
         uint32_t timeScale;
         uint64_t duration;
         int tracks, videoTracks;
+        uint64_t milliseconds;
     } cases[] = {
-        {"mp4 with video and sound", mp4WithVideoAndSound(), 1000, 12345, 2, 1},
-        {"quicktime version 0", movWithMoovLast(0), 2997, 5994, 4, 2},
-        {"quicktime version 1", movWithMoovLast(1), 2997, 5994, 4, 2},
+        {"mp4 with video and sound", mp4WithVideoAndSound(), 1000, 12345, 2, 1, 12345},
+        {"quicktime version 0", movWithMoovLast(0), 2997, 5994, 4, 2, 2000},
+        {"quicktime version 1", movWithMoovLast(1), 2997, 5994, 4, 2, 2000},
         // A duration beyond 32 bits needs the version 1 header.
-        {"long duration", box("moov", mvhd(1, 90000, 0x123456789ull)), 90000, 0x123456789ull, 0, 0},
-        {"audio only", box("moov", mvhd(0, 48000, 96000) + trak("soun", true)), 48000, 96000, 1, 0},
+        {"long duration", box("moov", mvhd(1, 90000, 0x123456789ull)), 90000, 0x123456789ull, 0, 0, 54296870},
+        // Multiplying either duration by 1000 first would overflow 64 bits.
+        {"huge duration", box("moov", mvhd(1, 1000, 1ull << 62)), 1000, 1ull << 62, 0, 0, 1ull << 62},
+        {"huge duration and scale", box("moov", mvhd(1, 90000, (90000ull << 40) + 45000)), 90000,
+         (90000ull << 40) + 45000, 0, 0, (1000ull << 40) + 500},
+        {"audio only", box("moov", mvhd(0, 48000, 96000) + trak("soun", true)), 48000, 96000, 1, 0, 2000},
         {"large size box followed",
          kFtyp + be32(1) + "mdat" + be64(16 + 40) + std::string(40, 'x') +
              box("moov", mvhd(0, 600, 1200) + trak("vide", false)),
-         600, 1200, 1, 1},
+         600, 1200, 1, 1, 2000},
         {"movie box to the end of the file",
-         kFtyp + be32(0) + box("moov", mvhd(0, 600, 1200) + trak("vide", false)).substr(4), 600, 1200, 1, 1},
+         kFtyp + be32(0) + box("moov", mvhd(0, 600, 1200) + trak("vide", false)).substr(4), 600, 1200, 1, 1, 2000},
         // The media data after the movie box was cut short.
         {"truncated recording",
          truncated(kFtyp + box("moov", mvhd(0, 25, 250) + trak("vide", false)) + box("mdat", std::string(1000, 'x')),
                    500),
-         25, 250, 1, 1},
+         25, 250, 1, 1, 10000},
         {"track with a broken media box is not video",
-         box("moov", mvhd(0, 600, 600) + brokenMediaTrak() + trak("vide", false)), 600, 600, 2, 1},
+         box("moov", mvhd(0, 600, 600) + brokenMediaTrak() + trak("vide", false)), 600, 600, 2, 1, 1000},
     };
     TempDir dir;
     for (const auto &c : cases) {
@@ -87,14 +94,12 @@ TEST(MovieBoxReader, ReadsTheMovieHeaderAndCountsVideoTracks)
         writeFile(file, c.bytes);
         const auto movie = MovieBoxReader::readFile(file);
         ASSERT_TRUE(movie);
-        EXPECT_EQ(movie->timeScale, c.timeScale);
-        EXPECT_EQ(movie->duration, c.duration);
-        EXPECT_EQ(movie->trackCount, c.tracks);
-        EXPECT_EQ(movie->videoTrackCount, c.videoTracks);
-        EXPECT_EQ(QuickTimeUtilities::videoTrackCount(file), c.videoTracks);
-        EXPECT_EQ(QuickTimeUtilities::durationOfMovie(file), c.duration);
-        EXPECT_EQ(QuickTimeUtilities::timeScaleOfMovie(file), c.timeScale);
-        EXPECT_EQ(QuickTimeUtilities::durationOfMovieInMiliSeconds(file), c.duration * 1000 / c.timeScale);
+        EXPECT_EQ(std::tuple(movie->timeScale, movie->duration, movie->trackCount, movie->videoTrackCount),
+                  std::tuple(c.timeScale, c.duration, c.tracks, c.videoTracks));
+        EXPECT_EQ(std::tuple(QuickTimeUtilities::timeScaleOfMovie(file), QuickTimeUtilities::durationOfMovie(file),
+                             QuickTimeUtilities::videoTrackCount(file),
+                             QuickTimeUtilities::durationOfMovieInMiliSeconds(file)),
+                  std::tuple(c.timeScale, c.duration, c.videoTracks, c.milliseconds));
     }
 }
 
@@ -132,16 +137,6 @@ TEST(MovieBoxReader, BrokenFilesAreNotMovies)
         EXPECT_EQ(QuickTimeUtilities::openMovie(dir / name), std::nullopt) << name;
     }
     EXPECT_EQ(MovieBoxReader::readMemory(nullptr, 10), std::nullopt);
-}
-
-TEST(QuickTimeUtilities, MillisecondsOfLongDurationsDoNotOverflow)
-{
-    TempDir dir;
-    // Multiplying either duration by 1000 first would overflow 64 bits.
-    writeFile(dir / "a.mov", box("moov", mvhd(1, 1000, 1ull << 62)));
-    writeFile(dir / "b.mov", box("moov", mvhd(1, 90000, (90000ull << 40) + 45000)));
-    EXPECT_EQ(QuickTimeUtilities::durationOfMovieInMiliSeconds(dir / "a.mov"), 1ull << 62);
-    EXPECT_EQ(QuickTimeUtilities::durationOfMovieInMiliSeconds(dir / "b.mov"), (1000ull << 40) + 500);
 }
 
 namespace {
