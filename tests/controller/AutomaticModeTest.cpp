@@ -19,6 +19,13 @@ protected:
         m_media = std::make_unique<ScopedMediaRoot>(dir / "media");
     }
     std::string insert(const std::string &name) { return makeCard("media/" + name, 2); }
+    // Moves a card (out of or into the media root), then lets the timer tick.
+    void moveCard(const std::string &from, const std::string &to)
+    {
+        ASSERT_EQ(std::rename((dir / from).c_str(), (dir / to).c_str()), 0);
+        controller->automaticallyProcessRemovableMedia();
+        settle();
+    }
     void automatic()
     {
         controller->ferrydeckSettings().setOffloadModeIndex(1);
@@ -33,7 +40,7 @@ private:
 
 TEST_F(AutomaticModeTest, OnlyCardsThatArriveAfterTheSwitchAreTakenInAscendingOrder)
 {
-    const std::string early = insert("EARLY");
+    insert("EARLY");
     make("dest");
     automatic();
     EXPECT_TRUE(controller->activeTimer());
@@ -45,17 +52,13 @@ TEST_F(AutomaticModeTest, OnlyCardsThatArriveAfterTheSwitchAreTakenInAscendingOr
     settle();
     controller->automaticallyProcessRemovableMedia(); // starts what the listing queued
     settle();
-    for (const auto &job : controller->listOffloadInstances()) {
-        EXPECT_EQ(job->offloadStatus(), OffloadInstance::kCompleted);
-    }
+    EXPECT_EQ(statuses(), std::vector(2, OffloadInstance::kCompleted));
     EXPECT_FALSE(exists(dir / "dest/EARLY"));
 
     // Out and back in between two ticks: the same path, not new.
     ASSERT_EQ(std::rename(a.c_str(), (dir / "A_OUT").c_str()), 0);
-    ASSERT_EQ(std::rename((dir / "A_OUT").c_str(), a.c_str()), 0);
-    controller->automaticallyProcessRemovableMedia();
+    moveCard("A_OUT", "media/A_CARD");
     EXPECT_EQ(queuedSources().size(), 2u);
-    EXPECT_EQ(early, dir / "media/EARLY");
 }
 
 TEST_F(AutomaticModeTest, ACardIsKnownByIdentityAcrossRenamesAndTakenAgainOnlyWithNewContents)
@@ -79,18 +82,14 @@ TEST_F(AutomaticModeTest, ACardIsKnownByIdentityAcrossRenamesAndTakenAgainOnlyWi
     EXPECT_EQ(queuedSources(), (std::vector<std::string>{dir / "media/CARD"}));
 
     // Out, and back under another name with the same contents: still not taken.
-    ASSERT_EQ(std::rename((dir / "media/DAY-1").c_str(), (dir / "OUT").c_str()), 0);
-    tick();
-    ASSERT_EQ(std::rename((dir / "OUT").c_str(), (dir / "media/BACK").c_str()), 0);
-    tick();
+    moveCard("media/DAY-1", "OUT");
+    moveCard("OUT", "media/BACK");
     EXPECT_EQ(queuedSources().size(), 1u);
 
     // A new clip on it is worth an offload.
-    ASSERT_EQ(std::rename((dir / "media/BACK").c_str(), (dir / "OUT").c_str()), 0);
-    tick();
+    moveCard("media/BACK", "OUT");
     writeSizedFile(dir / "OUT/CLIP/NEW.MOV", 100, 7);
-    ASSERT_EQ(std::rename((dir / "OUT").c_str(), (dir / "media/BACK").c_str()), 0);
-    tick();
+    moveCard("OUT", "media/BACK");
     EXPECT_EQ(queuedSources(), (std::vector<std::string>{dir / "media/CARD", dir / "media/BACK"}));
 }
 
@@ -117,21 +116,7 @@ TEST_F(AutomaticModeTest, TheTimerChainTicksUntilManualModeAndCardsAlreadyQueued
     EXPECT_EQ(controller->listOffloadInstances().size(), 1u);
 }
 
-TEST_F(AutomaticModeTest, EveryNewCardWithoutATickedDestinationIsTold)
-{
-    make();
-    automatic();
-    insert("ONE");
-    controller->automaticallyProcessRemovableMedia();
-    controller->automaticallyProcessRemovableMedia(); // nothing new: no alert
-    insert("TWO");
-    controller->automaticallyProcessRemovableMedia();
-    EXPECT_EQ(view->titles(), (std::vector<std::string>{"Error", "Error"}));
-    EXPECT_NE(view->alerts().front().message.find("No offload destinations"), std::string::npos);
-    EXPECT_TRUE(controller->listOffloadInstances().empty());
-}
-
-TEST_F(AutomaticModeTest, DriveListsHoldRemovableCardsThenLocalVolumesAndTheMediaTitles)
+TEST_F(AutomaticModeTest, DriveListsHoldCardsThenLocalVolumesAndEveryNewCardWithoutATickedDestinationIsTold)
 {
     insert("ZED");
     insert("ALPHA");
@@ -148,6 +133,17 @@ TEST_F(AutomaticModeTest, DriveListsHoldRemovableCardsThenLocalVolumesAndTheMedi
     }
     EXPECT_TRUE(controller->isDirectoryARemovableDrive(dir / "media/ZED"));
     EXPECT_FALSE(controller->isDirectoryARemovableDrive(dir / "media/ZED/CLIP"));
+
+    // Without a ticked destination every new card is told, once.
+    automatic();
+    insert("ONE");
+    controller->automaticallyProcessRemovableMedia();
+    controller->automaticallyProcessRemovableMedia(); // nothing new: no alert
+    insert("TWO");
+    controller->automaticallyProcessRemovableMedia();
+    EXPECT_EQ(view->titles(), (std::vector<std::string>{"Error", "Error"}));
+    EXPECT_NE(view->alerts().front().message.find("No offload destinations"), std::string::npos);
+    EXPECT_TRUE(controller->listOffloadInstances().empty());
 }
 
 } // namespace ferrydeck::test

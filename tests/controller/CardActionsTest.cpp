@@ -66,10 +66,8 @@ TEST_F(CardActionsTest, OnlyTheLastOfThreeJobsRenamesWithTheNextNumberAndEjectsO
     settings().setRenameCounter(4);
     settings().setEjectCard(true);
     offload({source});
-    for (const auto &job : controller->listOffloadInstances()) {
-        EXPECT_EQ(job->offloadStatus(), OffloadInstance::kCompleted);
-        EXPECT_TRUE(job->postOffloadComplete());
-    }
+    EXPECT_EQ(statuses(), std::vector(3, OffloadInstance::kCompleted));
+    EXPECT_EQ(eachJob([](auto &job) { return job->postOffloadComplete(); }), std::vector(3, true));
     EXPECT_EQ(volumes->renames, (std::vector<std::string>{"DAY_ONE>DAY-4"}));
     EXPECT_EQ(settings().renameCounter(), 5);
     EXPECT_EQ(volumes->ejects, (std::vector<std::string>{"DAY-4"}));
@@ -129,8 +127,7 @@ TEST_F(CardActionsTest, TheReformatIsRefusedAndDeletesNothingUnlessVerifiedCopie
             return full && folder.find("/two") != std::string::npos ? uint64_t{0} : uint64_t{1} << 40;
         };
         view->verification.verification = test.verification;
-        make();
-        addDestination("one" + std::to_string(n));
+        make("one" + std::to_string(n));
         addDestination("two" + std::to_string(n));
         settings().setWarnBeforeFormatting(false);
         if (test.offloaded) offload({source});
@@ -174,9 +171,8 @@ TEST_F(CardActionsTest, AFolderOnAFixedDiskGetsNoCardAction)
     settings().setEjectCard(true);
     settings().setFormatCard(true);
     offload({folder});
-    EXPECT_EQ(controller->listOffloadInstances().front()->offloadStatus(), OffloadInstance::kCompleted);
-    EXPECT_TRUE(volumes->renames.empty());
-    EXPECT_TRUE(volumes->ejects.empty());
+    EXPECT_EQ(statuses(), std::vector{OffloadInstance::kCompleted});
+    EXPECT_EQ(volumes->renames.size() + volumes->ejects.size(), 0u);
     EXPECT_EQ(listTree(folder), before);
     EXPECT_TRUE(view->alerts().empty());
 }
@@ -203,10 +199,7 @@ TEST_F(CardActionsTest, ACardOfUnknownStructureOrAFailedOffloadIsNeverReformatte
     settings().setWarnBeforeFormatting(false);
     settings().setPlaySound(true);
     offload({unknown, failing.root});
-    const auto jobs = controller->listOffloadInstances();
-    ASSERT_EQ(jobs.size(), 2u);
-    EXPECT_EQ(jobs[0]->offloadStatus(), OffloadInstance::kCompleted);
-    EXPECT_EQ(jobs[1]->offloadStatus(), OffloadInstance::kError);
+    EXPECT_EQ(statuses(), (std::vector{OffloadInstance::kCompleted, OffloadInstance::kError}));
     EXPECT_EQ(listTree(unknown), unknownBefore);
     for (size_t i = 0; i < failing.clips.size(); ++i)
         EXPECT_EQ(readFile(failing.clips[i]), clipsBefore[i]);

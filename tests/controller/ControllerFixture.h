@@ -130,12 +130,21 @@ protected:
         ASSERT_EQ(view->titles(), titles);
         EXPECT_EQ(view->alerts().back().message, message);
     }
+    // `field` of every listed job, in list order.
+    template <class F> auto eachJob(F field) const
+    {
+        std::vector<std::decay_t<decltype(field(controller->listOffloadInstances().front()))>> values;
+        for (const auto &job : controller->listOffloadInstances())
+            values.push_back(field(job));
+        return values;
+    }
     std::vector<std::string> queuedSources() const
     {
-        std::vector<std::string> sources;
-        for (const auto &job : controller->listOffloadInstances())
-            sources.push_back(job->sourceDirectory());
-        return sources;
+        return eachJob([](auto &j) { return j->sourceDirectory(); });
+    }
+    std::vector<OffloadInstance::Status> statuses() const
+    {
+        return eachJob([](auto &j) { return j->offloadStatus(); });
     }
     // Queues `sources` and returns once they are listed.
     void queue(const std::vector<std::string> &sources)
@@ -150,10 +159,15 @@ protected:
         controller->processAllItemsInTheQueue();
         settle();
     }
-    static size_t threadsIn(ThreadPool &pool)
+    // What `use` makes of `pool`, under the pool's lock.
+    template <class F> static auto locked(ThreadPool &pool, F use)
     {
         std::lock_guard lock(pool.poolLock());
-        return pool.pool().size();
+        return use(pool);
+    }
+    static size_t threadsIn(ThreadPool &pool)
+    {
+        return locked(pool, [](ThreadPool &p) { return p.pool().size(); });
     }
 
     TempDir dir;

@@ -85,45 +85,39 @@ TEST_F(Logs, ControlCharactersInNamesCannotForgeLogLines)
     EXPECT_NE(log.find("CARD\\nVerification Status:Offload Verified\\r\\x1b[2K\\x7f to "), std::string::npos) << log;
 }
 
-TEST_F(Lifecycle, QuittingAsksOnceOnlyWhileJobsProcess)
+TEST_F(Lifecycle, QuittingAsksOnceOnlyWhileJobsProcessAndYesToUnsavedLogsSavesEveryListedJob)
 {
     make();
+    logToFolder(dir / "logs");
     // Waiting jobs ask too (QueueFileTest): these have ended.
-    auto first = job("a", OffloadInstance::kCompleted), second = job("b", OffloadInstance::kCompleted);
-    controller->setListOffloadInstances({first, second});
+    const std::vector<AppController::Job> jobs{job("done", OffloadInstance::kCompleted),
+                                               job("saved", OffloadInstance::kCompleted)};
+    jobs[1]->setLogWasSaved(true);
+    controller->setListOffloadInstances(jobs);
     EXPECT_TRUE(controller->applicationShouldTerminate());
     EXPECT_TRUE(view->alerts().empty());
 
-    first->setOffloadStatus(OffloadInstance::kProcessing);
-    second->setOffloadStatus(OffloadInstance::kProcessing);
+    for (const auto &each : jobs)
+        each->setOffloadStatus(OffloadInstance::kProcessing);
     view->answers = {"YES"};
     EXPECT_TRUE(controller->applicationShouldTerminate());
     expectAlerts({"Active Processing"}, "Ferrydeck is actively offloading.\nQuit anyway?");
     EXPECT_EQ(view->alerts()[0].buttons, (std::vector<std::string>{"NO", "YES"}));
     EXPECT_FALSE(controller->applicationShouldTerminate()); // the default is NO
     EXPECT_EQ(view->alerts().size(), 2u);
-    // Stopping the jobs here keeps the destructor from waiting on them.
-    first->setOffloadStatus(OffloadInstance::kCanceled);
-    second->setOffloadStatus(OffloadInstance::kCanceled);
-}
 
-TEST_F(Lifecycle, YesToUnsavedLogsAtQuitSavesEveryListedJob)
-{
-    make();
-    logToFolder(dir / "logs");
-    const std::vector<AppController::Job> jobs{job("done", OffloadInstance::kCompleted),
-                                               job("saved", OffloadInstance::kCompleted), job("waiting")};
-    jobs[1]->setLogWasSaved(true);
-    controller->setListOffloadInstances(jobs);
+    for (const auto &each : jobs)
+        each->setOffloadStatus(OffloadInstance::kCompleted);
+    controller->setListOffloadInstances({jobs[0], jobs[1], job("waiting")});
     controller->applicationWillTerminate();
-    expectAlerts({"Unsaved Logs"}, "There are logs files that have not yet been saved.\nSave before exit?");
+    expectAlerts({"Active Processing", "Active Processing", "Unsaved Logs"},
+                 "There are logs files that have not yet been saved.\nSave before exit?");
     for (const std::string name : {"done", "saved", "waiting"})
         EXPECT_TRUE(exists(dir / ("logs/" + name + ".txt")));
-
     // Nothing unsaved and finished: no question.
     jobs[0]->setOffloadStatus(OffloadInstance::kIdle);
     controller->applicationWillTerminate();
-    EXPECT_EQ(view->alerts().size(), 1u);
+    EXPECT_EQ(view->alerts().size(), 3u);
 }
 
 TEST_F(Lifecycle, RemovalAndClearingAskAboutUnsavedLogs)
@@ -193,33 +187,33 @@ TEST_F(Lifecycle, SpaceIsReservedPerDestinationFolder)
     EXPECT_TRUE(controller->isSufficentSpaceAvailableForOffload(five));
 }
 
-TEST_F(Lifecycle, ShuttingDownCancelsRunningJobsAndWaitsForTheirThreads)
+// Shutting down cancels a running job and waits for its threads. A front end
+// that stops its loop once the jobs are over leaves their last refreshes
+// queued; those must not keep a job (and its file records) alive through the
+// loop the job itself holds.
+TEST_F(Lifecycle, ShuttingDownWaitsForJobsAndRefreshesLeftOnTheStoppedLoopKeepNothingAlive)
 {
-    make("backup");
     for (int i = 0; i < 40; ++i)
         writeSizedFile(dir / ("card/" + std::to_string(i) + ".MOV"), 200000, i);
-    queue({dir / "card"});
-    controller->processAllItemsInTheQueue();
-    const auto job = controller->listOffloadInstances().at(0);
-    controller.reset();
-    EXPECT_TRUE(job->processingTaskIsOver());
-}
-
-// A front end that stops its loop once the jobs are over leaves their last
-// refreshes queued; those must not keep a job (and its file records) alive
-// through the loop the job itself holds.
-TEST_F(Lifecycle, RefreshesLeftOnAStoppedLoopDoNotKeepJobsAlive)
-{
-    make("backup");
-    queue({makeCard("A001", 5)});
-    controller->processAllItemsInTheQueue();
-    std::weak_ptr<OffloadInstance> job = controller->listOffloadInstances().at(0);
-    ASSERT_TRUE(job.lock()->waitUntilOver(std::chrono::seconds(30)));
-    controller.reset();
-    const std::weak_ptr<StdMainLoop> stopped = loop;
-    loop.reset();
-    EXPECT_TRUE(job.expired());
-    EXPECT_TRUE(stopped.expired());
+    for (const bool running : {true, false}) {
+        SCOPED_TRACE(running ? "running" : "over");
+        loop = std::make_shared<StdMainLoop>();
+        make(running ? "running" : "over");
+        queue({dir / "card"});
+        controller->processAllItemsInTheQueue();
+        auto job = controller->listOffloadInstances().at(0);
+        if (!running) {
+            ASSERT_TRUE(job->waitUntilOver(std::chrono::seconds(30)));
+        }
+        controller.reset();
+        EXPECT_TRUE(job->processingTaskIsOver());
+        const std::weak_ptr<OffloadInstance> left = job;
+        const std::weak_ptr<StdMainLoop> stopped = loop;
+        job.reset();
+        loop.reset();
+        EXPECT_TRUE(left.expired());
+        EXPECT_TRUE(stopped.expired());
+    }
 }
 
 TEST(StdMainLoop, TasksRunInOrderOnTheLoopThreadAndTimersInDeadlineOrderUnlessCancelled)

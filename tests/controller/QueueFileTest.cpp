@@ -63,15 +63,14 @@ TEST_F(QueueFileTest, FinishedJobsComeBackAsTheyEndedAndTheOthersWaiting)
         SCOPED_TRACE(saved[i].source);
         const AppController::Job &job = jobs[i];
         const bool finished = i < 3;
-        EXPECT_EQ(job->sourceDirectory(), saved[i].source);
-        EXPECT_EQ(job->offloadDirectory(), saved[i].destination);
+        EXPECT_EQ(
+            std::tuple(job->sourceDirectory(), job->offloadDirectory(), job->totalFilesAtSource(), job->bytesCopied()),
+            std::tuple(saved[i].source, saved[i].destination, saved[i].files, saved[i].bytesCopied));
         EXPECT_EQ(job->offloadStatus(), finished ? saved[i].status : OffloadInstance::kInQueue);
         EXPECT_EQ(controller->isRestoredJob(job), !finished);
-        EXPECT_EQ(job->totalFilesAtSource(), saved[i].files);
-        EXPECT_EQ(job->bytesCopied(), saved[i].bytesCopied);
         EXPECT_EQ(job->interface()->logText(), finished ? saved[i].logText : "");
         EXPECT_EQ(controller->savedLogPath(job).value_or(""), saved[i].logPath);
-        EXPECT_EQ(controller->canInstanceBeDequeued(job), true);
+        EXPECT_TRUE(controller->canInstanceBeDequeued(job));
     }
     // Saved again untouched, the finished jobs are what they were.
     const std::vector<SavedJob> again = controller->queueSnapshot();
@@ -138,8 +137,7 @@ TEST_F(QueueFileTest, FailedSaveLeavesThePreviousFileWhole)
 
 TEST_F(QueueFileTest, RestartKeepsAFinishedOffloadAndStartsAWaitingOneAgain)
 {
-    make();
-    const std::string backup = addDestination("backup");
+    make("backup");
     offload({makeCard("A001")});
     queue({makeCard("A002", 2)});
     const AppController::Job done = controller->listOffloadInstances().front();

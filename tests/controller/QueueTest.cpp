@@ -1,5 +1,6 @@
 #include "ControllerFixture.h"
 
+#include "engine/CardGroup.h"
 #include "engine/OffloadJournal.h"
 #include "support/Gate.h"
 
@@ -52,39 +53,29 @@ TEST_F(Queue, RefusedSourcesQueueNothingAndSayWhy)
     }
 }
 
-TEST_F(Queue, MissingPathsAndFilesAreSkippedAndOnlyTickedDestinationsGetJobs)
+// Missing paths and loose files are skipped; an unticked destination gets no job.
+TEST_F(Queue, TickedDestinationsShareOneConsecutiveNumberPerSourceAndMissingPathsAreSkipped)
 {
     make("a");
-    addDestination("b");
-    addDestination("c");
-    controller->listOffloadDestinations()[1]->setInUse(false);
-    writeFile(dir / "loose.txt", "x");
-    queue({dir / "nowhere", dir / "loose.txt", makeCard("card")});
-    const auto jobs = controller->listOffloadInstances();
-    ASSERT_EQ(jobs.size(), 2u);
-    EXPECT_EQ(jobs[0]->offloadDirectory(), dir / "a");
-    EXPECT_EQ(jobs[1]->offloadDirectory(), dir / "c");
-    for (const auto &job : jobs) {
-        EXPECT_EQ(job->offloadStatus(), OffloadInstance::kInQueue);
-        EXPECT_EQ(job->totalFilesAtSource(), 3u);
-        EXPECT_EQ(job->bytesAtSource(), 9000u);
-    }
-}
-
-TEST_F(Queue, ThreeDestinationsShareOneConsecutiveNumberPerSource)
-{
-    make();
     view->naming = {"Consecutive Numbering", "", "", ""};
     controller->configureStepper(7);
-    const std::vector<std::string> destinations{addDestination("a"), addDestination("b"), addDestination("c")};
+    addDestination("unticked");
+    const std::vector<std::string> destinations{dir / "a", addDestination("b"), addDestination("c")};
+    controller->listOffloadDestinations()[1]->setInUse(false);
     view->verification.verification = Verification::Contents;
-    offload({makeCard("CARD1"), makeCard("CARD2", 1)});
+    writeFile(dir / "loose.txt", "x");
+    queue({dir / "nowhere", dir / "loose.txt", makeCard("CARD1"), makeCard("CARD2", 1)});
+    EXPECT_EQ(statuses(), std::vector(6, OffloadInstance::kInQueue));
+    controller->processAllItemsInTheQueue();
+    settle();
     const auto jobs = controller->listOffloadInstances();
     ASSERT_EQ(jobs.size(), 6u);
     for (size_t i = 0; i < jobs.size(); ++i) {
         const std::string number = i < 3 ? "07" : "08";
         const std::string card = i < 3 ? "CARD1" : "CARD2";
         EXPECT_EQ(jobs[i]->fullOffloadPath(), destinations[i % 3] + "/" + number + "/" + card);
+        EXPECT_EQ(std::tuple(jobs[i]->totalFilesAtSource(), jobs[i]->bytesAtSource()),
+                  i < 3 ? std::tuple(3u, 9000u) : std::tuple(1u, 3000u));
         EXPECT_EQ(jobs[i]->offloadStatus(), OffloadInstance::kCompleted) << i;
         EXPECT_TRUE(jobs[i]->byteComparison());
         EXPECT_EQ(readFile(jobs[i]->fullOffloadPath() + "/CLIP/0.MOV"), readFile(dir / (card + "/CLIP/0.MOV")));
@@ -113,7 +104,6 @@ TEST_F(Queue, UnwritableDestinationEndsInErrorAndStillCompletes)
     expectAlerts({"Insufficient Permissions"}, backup + " does not have write-permissions & cannot be offloaded");
     // The completion steps ran: the log was saved and the job's threads were taken back.
     EXPECT_TRUE(job->logWasSaved());
-    EXPECT_TRUE(exists(dir / "logs/card.txt"));
     EXPECT_NE(readFile(dir / "logs/card.txt").find("Offload Errored"), std::string::npos);
     EXPECT_FALSE(job->postOffloadComplete());
     EXPECT_EQ(threadsIn(controller->offloadPool()), 0u);
@@ -121,10 +111,9 @@ TEST_F(Queue, UnwritableDestinationEndsInErrorAndStillCompletes)
 
 TEST_F(Queue, CancellingHalfWayEndsCanceledWithItsLogSaved)
 {
-    make();
+    make("backup");
     controller->ferrydeckSettings().setAutoSaveLogs(true);
     controller->ferrydeckSettings().setLogOptionIndex(1);
-    addDestination("backup");
     queue({makeCard("card", 20)});
     const auto job = controller->listOffloadInstances().at(0);
     // Every copy thread stops after its first file until the job is cancelled.
@@ -137,10 +126,9 @@ TEST_F(Queue, CancellingHalfWayEndsCanceledWithItsLogSaved)
     settle();
     EXPECT_EQ(job->offloadStatus(), OffloadInstance::kCanceled);
     EXPECT_LT(job->itemsProcessed(), 20);
-    const auto log = controller->savedLogPath(job);
-    ASSERT_TRUE(log.has_value());
-    EXPECT_EQ(*log, job->fullOffloadPath() + "/card.txt");
-    EXPECT_NE(readFile(*log).find("Offload Canceled"), std::string::npos);
+    const std::string log = job->fullOffloadPath() + "/card.txt";
+    EXPECT_EQ(controller->savedLogPath(job), log);
+    EXPECT_NE(readFile(log).find("Offload Canceled"), std::string::npos);
     EXPECT_EQ(controller->listOffloadInstances().size(), 1u); // a begun job stays listed
 }
 
@@ -174,29 +162,19 @@ TEST_F(Queue, FreedThreadsGoOnlyToRunningJobs)
     EXPECT_EQ(threadsIn(controller->offloadPool()), 0u);
 
     controller->handOutSharedThreads({finished});
-    {
-        // Room for the extra pass whatever the state of the threads already handed out.
-        std::lock_guard lock(controller->offloadPool().poolLock());
-        controller->offloadPool().setPoolSize(16);
-    }
+    // Room for the extra pass whatever the state of the threads already handed out.
+    locked(controller->offloadPool(), [](ThreadPool &pool) { pool.setPoolSize(16); });
     // The running job has no files left, so the threads it receives end at once.
     running->setOffloadStatus(OffloadInstance::kProcessing);
     controller->setListOffloadInstances({finished, running});
     controller->redistributeThreadsFromInstance(finished);
-    std::vector<ThreadPool::Thread> shared;
-    {
-        std::lock_guard lock(controller->offloadPool().poolLock());
-        shared = controller->offloadPool().pool();
-    }
+    const auto shared = locked(controller->offloadPool(), [](ThreadPool &pool) { return pool.pool(); });
     // 8 freed, plus the one extra pass; each joined the running job (whose pool
     // counts one place more than threads) and the shared pool.
     EXPECT_EQ(shared.size(), 9u);
     for (const auto &thread : shared)
         thread->waitUntilFinished();
-    {
-        std::lock_guard lock(running->pool().poolLock());
-        EXPECT_EQ(running->pool().poolSize(), 10);
-    }
+    EXPECT_EQ(locked(running->pool(), [](ThreadPool &pool) { return pool.poolSize(); }), 10);
     EXPECT_DOUBLE_EQ(running->threadRatio(), 10.0 / 16.0);
     EXPECT_EQ(threadsIn(finished->pool()), 0u);
 }
@@ -205,8 +183,7 @@ TEST_F(Queue, FreedThreadsGoOnlyToRunningJobs)
 // (the same inodes), the rest is copied, and a Completed job is not resumed.
 TEST_F(Queue, ResumeContinuesACanceledJobInItsFolder)
 {
-    make();
-    addDestination("backup");
+    make("backup");
     view->verification.verification = Verification::Checksum;
     view->verification.checksum = HashMethod::Xxh64;
     controller->setCopyThreadCount(1);
@@ -261,13 +238,53 @@ TEST_F(Queue, SpaceCheckDropsTheLaterJobOfAFolderEveryTime)
 TEST_F(Queue, BlockCopierFailureShowsTheCopyErrorAlert)
 {
     make();
-    const std::string backup = addDestination("backup");
-    const auto job = OffloadInstance::create(makeCard("card"), backup, loop);
+    const auto job = OffloadInstance::create(makeCard("card"), addDestination("backup"), loop);
     controller->configureInstanceFromInterface(job);
     EXPECT_FALSE(job->copyFile(dir / "missing", dir / "copy", 4096));
     loop->processEvents();
-    ASSERT_EQ(view->titles(), std::vector<std::string>{"Coyp Error"});
-    EXPECT_EQ(view->alerts()[0].message, dir / "missing" + ": No such file or directory");
+    expectAlerts({"Coyp Error"}, dir / "missing" + ": No such file or directory");
+}
+
+// The destinations of one card in a reader started together share its reads;
+// canceling one of them drops only that destination, and the other still
+// copies and verifies every file without waiting on it.
+TEST_F(Queue, CancelingOneDestinationOfACardLeavesTheOtherWhole)
+{
+    if (otherFileSystem().empty()) GTEST_SKIP() << "no second file system (/dev/shm) to hold the card";
+    const TempDir reader(otherFileSystem());
+    make("d1");
+    addDestination("d2");
+    controller->setCopyThreadCount(2);
+    const std::string card = reader / "A001";
+    for (int i = 0; i < 8; ++i)
+        writeSizedFile(card + "/CLIP/" + std::to_string(i) + ".MOV", CardGroup::kSmallestShared + 1000, i);
+    queue({card});
+    const auto jobs = controller->listOffloadInstances();
+    ASSERT_EQ(jobs.size(), 2u);
+    std::atomic<int> copied{0};
+    jobs[0]->setCopyObserver([&](const FileCopyDetails &) {
+        if (++copied == 2) jobs[0]->cancelOffloadingTasks();
+    });
+    controller->processAllItemsInTheQueue();
+    settle();
+    ASSERT_TRUE(jobs[0]->cardGroup() && jobs[0]->cardGroup() == jobs[1]->cardGroup());
+    EXPECT_EQ(jobs[0]->offloadStatus(), OffloadInstance::kCanceled);
+    EXPECT_EQ(jobs[1]->offloadStatus(), OffloadInstance::kCompleted);
+    for (int i = 0; i < 8; ++i) {
+        const std::string clip = "/CLIP/" + std::to_string(i) + ".MOV";
+        EXPECT_EQ(readFile(jobs[1]->fullOffloadPath() + clip), readFile(card + clip)) << clip;
+    }
+    EXPECT_EQ(jobs[1]->cardGroup()->bytesHeld(), 0u);
+
+    // A card on the destinations' own disk is read by each job: its second read is from memory.
+    writeSizedFile(dir / "A002/CLIP/0.MOV", CardGroup::kSmallestShared + 1000);
+    queue({dir / "A002"});
+    controller->processAllItemsInTheQueue();
+    settle();
+    EXPECT_EQ(queuedSources(), (std::vector<std::string>{card, card, dir / "A002", dir / "A002"}));
+    using S = OffloadInstance::Status;
+    EXPECT_EQ(statuses(), (std::vector<S>{S::kCanceled, S::kCompleted, S::kCompleted, S::kCompleted}));
+    EXPECT_EQ(eachJob([](auto &job) { return !job->cardGroup(); }), (std::vector{false, false, true, true}));
 }
 
 } // namespace

@@ -17,27 +17,8 @@
 #include "gui/VolumeBrowserDrawer.h"
 #include "../support/FixedVolumes.h"
 
-#include <QApplication>
-#include <QIcon>
-#include <QFileSystemModel>
-#include <QColumnView>
-#include <QAction>
-#include <QComboBox>
-#include <QEventLoop>
-#include <QFile>
-#include <QLabel>
-#include <QLineEdit>
-#include <QMimeData>
-#include <QProgressBar>
-#include <QPushButton>
-#include <QRadioButton>
-#include <QSlider>
-#include <QTemporaryDir>
 #include <QTest>
-#include <QTextEdit>
-#include <QTimer>
-#include <QTableView>
-#include <QUrl>
+#include <QtWidgets>
 
 #include <atomic>
 #include <deque>
@@ -45,13 +26,6 @@
 
 using namespace ferrydeck;
 using ferrydeck::test::FixedVolumes;
-
-namespace {
-QString status(QueueTableModel *model, int row, int role = Qt::DisplayRole)
-{
-    return model->data(model->index(row, QueueTableModel::Status), role).toString();
-}
-} // namespace
 
 class MainWindowTest : public QObject {
     Q_OBJECT
@@ -68,6 +42,10 @@ class MainWindowTest : public QObject {
     std::deque<std::string> m_answers;
     int m_windows = 0;
 
+    QString status(int row, int role = Qt::DisplayRole)
+    {
+        return m_window->queueModel->data(m_window->queueModel->index(row, QueueTableModel::Status), role).toString();
+    }
     QString folder(const QString &name)
     {
         const QString path = m_root.path() + "/" + name;
@@ -187,8 +165,16 @@ private slots:
         VolumeService::setCurrent(nullptr);
     }
 
-    void droppedFolderRunsToCompletionAndFillsTheDetails()
+    // The finished job fills the details; Delete then asks about its unsaved log and removes it.
+    void droppedFolderRunsToCompletionFillsTheDetailsAndDeleteRemovesIt_data()
     {
+        QTest::addColumn<QString>("answer");
+        QTest::newRow("keep unsaved") << "NO";
+        QTest::newRow("save first") << "YES";
+    }
+    void droppedFolderRunsToCompletionFillsTheDetailsAndDeleteRemovesIt()
+    {
+        QFETCH(QString, answer);
         qint64 bytes = 0;
         const auto job = runOneJob(&bytes);
         QCOMPARE(int(job->offloadStatus()), int(OffloadInstance::kCompleted));
@@ -205,23 +191,13 @@ private slots:
         QCOMPARE(panel->tableFileDetails->model()->rowCount(), 3);
         QVERIFY(panel->buttonSaveLog->isEnabled() && panel->buttonViewLog->isEnabled());
         QVERIFY(!panel->buttonCancelOffload->isEnabled());
-        QCOMPARE(status(m_window->queueModel, 0), QStringLiteral("Completed"));
-
+        QCOMPARE(status(0), QStringLiteral("Completed"));
         panel->buttonViewLog->click();
         QVERIFY(m_window->panelLog->isVisible());
         QVERIFY(m_window->panelLog->viewLog->toPlainText().contains(QStringLiteral("Total files copied:3")));
-    }
 
-    void deleteKeyRemovesAFinishedJobAfterAskingAboutItsLog_data()
-    {
-        QTest::addColumn<QString>("answer");
-        QTest::newRow("keep unsaved") << "NO";
-        QTest::newRow("save first") << "YES";
-    }
-    void deleteKeyRemovesAFinishedJobAfterAskingAboutItsLog()
-    {
-        QFETCH(QString, answer);
-        const auto job = runOneJob();
+        doubleClick(m_window->tableProcessingQueue, 0);
+        QVERIFY(panel->isVisible());
         m_alerts.clear();
         m_answers = {answer.toStdString()};
         m_window->tableProcessingQueue->selectRow(0);
@@ -260,8 +236,8 @@ private slots:
         OffloadProgressPanel *panel = m_window->panelProgress;
         m_window->showOffloadDetails(); // nothing selected: nothing shown
         QVERIFY(!panel->isVisible() && !panel->shownInstance());
-        QCOMPARE(status(m_window->queueModel, 0), QString::fromLatin1(OffloadInstance::statusText(code)));
-        QCOMPARE(QColor(status(m_window->queueModel, 0, Qt::BackgroundRole)), colour);
+        QCOMPARE(status(0), QString::fromLatin1(OffloadInstance::statusText(code)));
+        QCOMPARE(QColor(status(0, Qt::BackgroundRole)), colour);
         doubleClick(m_window->tableProcessingQueue, 0);
         QCOMPARE(panel->labelFileBeingOffloaded->palette().color(QPalette::Window), colour);
         QCOMPARE(panel->buttonSaveLog->isEnabled(), over);
@@ -386,8 +362,8 @@ private slots:
     }
 
     // The prompt's wording is the controller's; the window must keep itself
-    // on NO and save what the drawer holds on the way out.
-    void closingAsksWhileOffloadingAndSettingsSurviveARestart()
+    // on NO, save what the drawer holds on the way out and restore the queue.
+    void closingAsksWhileOffloadingAndSettingsAndQueueSurviveARestart()
     {
         const QString preferences = m_root.path() + "/restart.json";
         m_window = makeWindow(preferences);
@@ -405,7 +381,19 @@ private slots:
         m_answers = {"YES"};
         QVERIFY(m_window->close());
         job->setOffloadStatus(OffloadInstance::kCanceled);
+        m_window.reset();
+        // The queue comes back from beside the preferences, a job that was running waiting again.
+        SavedJob done, running;
+        done.source = "/media/A001";
+        running.source = "/media/A002";
+        done.destination = running.destination = "/srv/Backup";
+        done.status = OffloadInstance::kCompleted;
+        running.status = OffloadInstance::kProcessing;
+        QVERIFY(QueueStore(QueueStore::besidePreferences(preferences.toStdString())).save({done, running}));
         m_window = makeWindow(preferences);
+        QCOMPARE(m_window->queueModel->rowCount(), 2);
+        QCOMPARE(status(0), QStringLiteral("Completed"));
+        QCOMPARE(status(1), QStringLiteral("In Queue"));
         QCOMPARE(m_window->destinationModel->rowCount(), 1);
         QCOMPARE(m_window->drawer->sliderThreadCount->value(), 3);
         // Loading shows the saved count; the pool stays 4 per processor until the slider moves.
@@ -500,23 +488,7 @@ private slots:
             QCOMPARE(humanSize(bytes), QString::fromLatin1(text));
     }
 
-    void windowRestoresTheSavedQueue()
-    {
-        const std::string preferences = (m_root.path() + "/restored.json").toStdString();
-        SavedJob done, running;
-        done.source = "/media/A001";
-        running.source = "/media/A002";
-        done.destination = running.destination = "/srv/Backup";
-        done.status = OffloadInstance::kCompleted;
-        running.status = OffloadInstance::kProcessing;
-        QVERIFY(QueueStore(QueueStore::besidePreferences(preferences)).save({done, running}));
-        m_window = makeWindow(QString::fromStdString(preferences));
-        QCOMPARE(m_window->queueModel->rowCount(), 2);
-        QCOMPARE(status(m_window->queueModel, 0), QStringLiteral("Completed"));
-        QCOMPARE(status(m_window->queueModel, 1), QStringLiteral("In Queue"));
-    }
-
-    void eachTableShowsItsIconAndOnlyRemovableQueuesOnDoubleClick()
+    void drivesShowTheirIconsOnlyRemovableQueueOnDoubleClickAndTheBrowserOpensThem()
     {
         onFixedVolumes();
         DriveTableModel *removable = m_window->removableModel, *local = m_window->localModel;
@@ -541,11 +513,8 @@ private slots:
         QCOMPARE(queued(), (std::vector<std::string>{fixed("CARD_B"), fixed("CARD_A")}));
         QVERIFY(m_alerts.empty());
         QTRY_VERIFY(!m_window->controller().hasActiveWorkers());
-    }
 
-    void volumeBrowserOpensInPlaceOfTheSettingsDrawer()
-    {
-        onFixedVolumes();
+        // The volume browser opens in place of the settings drawer.
         m_window->show();
         m_window->dockDrawer->show();
         VolumeBrowserDrawer *volumes = m_window->drawerVolumes;

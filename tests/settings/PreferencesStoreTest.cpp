@@ -47,8 +47,6 @@ TEST(PreferencesStore, FirstStartIsEmptyAndSaveCreatesThePrivateFile)
     EXPECT_TRUE(reloaded.load());
     EXPECT_EQ(reloaded.keys(), (std::vector<std::string>{"presets", "destination_0"}));
     EXPECT_EQ(reloaded.objectForKey("presets")->at("renameText"), "Ünïcode");
-    reloaded.removeObject("presets");
-    EXPECT_EQ(reloaded.objectForKey("presets"), std::nullopt);
 }
 
 // Damaged, special or oversized files give defaults at once; only a regular
@@ -120,7 +118,7 @@ TEST(PreferencesStore, FailedSaveReportsKeepsTheOldFileAndTheValuesInMemory)
 
 // Earlier preference files hold these keys: the spellings that differ from
 // the field names and the defaults that are not zero can break unnoticed.
-TEST(FerrydeckSettings, NewObjectStoresItsInitialValuesUnderTheTwentySixKeys)
+TEST(FerrydeckSettings, NewObjectStoresItsInitialValuesUnderTheTwentySixKeysAndEachChangedValueComesBack)
 {
     EnvironmentGuard home("HOME", "/home/operator");
     const FerrydeckSettings settings(4);
@@ -150,10 +148,24 @@ TEST(FerrydeckSettings, NewObjectStoresItsInitialValuesUnderTheTwentySixKeys)
     EXPECT_EQ(std::set<std::string>(memberKeys.begin(), memberKeys.end()), presetKeys);
     EXPECT_EQ(memberKeys[6], "renameCounter");
     EXPECT_EQ(memberKeys[7], "renameText");
+
+    // Every stored value moved off its default, each by its own kind, comes back.
+    Dictionary changed = presets;
+    for (auto it = changed.begin(); it != changed.end(); ++it) {
+        if (it->is_boolean()) *it = !it->get<bool>();
+        else if (it->is_number()) *it = it->get<int>() + 2;
+        else *it = it->get<std::string>() + "_B";
+    }
+    FerrydeckSettings loaded(1);
+    loaded.retrieveKeyValuesFromDictionary(&changed);
+    EXPECT_EQ(*loaded.createPresetDictionary(), changed);
+    EXPECT_EQ(loaded.textCustomName(), changed["customNamingConvention"]);
+    EXPECT_EQ(loaded.amountOfCopyThreads(), changed["amountOfThreads"]);
 }
 
 // How each kind is read is DictionaryValues' table; an unreadable array and an
-// unbounded thread count are DefaultsPersistence's DamagedEntriesLoadWhatCanBeRead
+// unbounded thread count are DefaultsPersistence's
+// DamagedOrGappedListLoadsWhatCanBeReadAndTheNextSaveRewritesIt
 // and ThreadCountIsStoredAsSetAndBoundedInMemoryOnlyAfterSaving.
 TEST(FerrydeckSettings, LoadReadsNeighbouringKindsAndSkipsUnreadableEntries)
 {
@@ -183,22 +195,6 @@ TEST(FerrydeckSettings, LoadReadsNeighbouringKindsAndSkipsUnreadableEntries)
     for (const Dictionary *odd : {&unknownOnly, static_cast<const Dictionary *>(nullptr), &notAnObject})
         settings.retrieveKeyValuesFromDictionary(odd);
     EXPECT_EQ(*settings.createPresetDictionary(), before);
-}
-
-TEST(FerrydeckSettings, RoundTripsEveryFieldThroughItsDictionary)
-{
-    // Every stored value moved off its default, each by its own kind.
-    Dictionary changed = *FerrydeckSettings(3).createPresetDictionary();
-    for (auto it = changed.begin(); it != changed.end(); ++it) {
-        if (it->is_boolean()) *it = !it->get<bool>();
-        else if (it->is_number()) *it = it->get<int>() + 2;
-        else *it = it->get<std::string>() + "_B";
-    }
-    FerrydeckSettings loaded(1);
-    loaded.retrieveKeyValuesFromDictionary(&changed);
-    EXPECT_EQ(*loaded.createPresetDictionary(), changed);
-    EXPECT_EQ(loaded.textCustomName(), changed["customNamingConvention"]);
-    EXPECT_EQ(loaded.amountOfCopyThreads(), changed["amountOfThreads"]);
 }
 
 struct Reading {
