@@ -17,7 +17,8 @@
 #   BENCH_DIR=DIR    where the cards and copies go (default: $TMPDIR or /tmp);
 #                    it needs about 35 GB free, on the disk to be measured
 #   BENCH_QUICK=1    tiny cards and one run each: a smoke test of seconds
-#   BENCH_RUNS=N     runs per figure, the median is kept (default 3)
+#   BENCH_RUNS=N     runs per figure, the median is kept (default 5: on a
+#                    shared disk three rounds left a tool's median to chance)
 #   BENCH_KEEP=1     keep the generated cards for the next run
 #   BENCH_ONLY=RE    time only the groups whose name matches (size-video,
 #                    size-stills, size-mixed, contents-video, contents-mixed,
@@ -118,7 +119,7 @@ if ((quick)); then
   video=(4 5000000) stills=(300 30000) mixed=(2 5000000 150 30000 6) dd_mb=64
   results=${BENCH_RESULTS:-bench/out/RESULTS-quick.md}
 else
-  runs=${BENCH_RUNS:-3}
+  runs=${BENCH_RUNS:-5}
   # A video card: 40 clips of 50 MB; a stills card: 20,000 photos of 30 KB;
   # a mixed card: clips with XML sidecars, photos and thumbnails in folders.
   video=(40 50000000) stills=(20000 30000) mixed=(8 50000000 4000 30000 200)
